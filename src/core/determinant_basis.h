@@ -1,0 +1,47 @@
+// A determinant basis: keys in insertion order, and the number of each key.
+//
+// Elements are numbered 1 .. N; number 0 is no element, but a sentinel whose key and values are 0. Several
+// states may share a basis by sharing the pointer to it.
+#pragma once
+
+#include "core/blocked_array.h"
+#include "core/restriction.h"
+
+namespace fermix {
+
+struct DeterminantBasis {
+  // One slot of the index: open addressing by the high bits of the hash, so that slots stand in hash order.
+  struct Slot {
+    std::uint32_t hash = 0, number = 0;  // number 0: empty
+  };
+  KeyLayout layout;
+  std::uint32_t NBitsKey = 16;  // the setting that scripts see; the index has the size that the load asks for
+  std::uint32_t N = 0;
+  BlockedArray<KeyWord> keys;  // element i at keys.at(i), KeyWords(layout) words
+  std::vector<Slot> slots;
+
+  explicit DeterminantBasis(KeyLayout keyLayout = {}, std::uint32_t bits = 16);
+};
+
+// Blocks of storage in use, at least 1.
+inline std::uint32_t NBlok(const DeterminantBasis& basis) { return basis.N / BlockElements + 1; }
+
+// The number of key, 0 if it is not in the basis.
+std::uint32_t BasisFind(const DeterminantBasis& basis, const KeyWord* key);
+
+// The number of key, which is added at the end if it is new. All or nothing when memory runs out.
+std::uint32_t BasisAdd(DeterminantBasis& basis, const KeyWord* key);
+
+// Room in the index for elements in all, so that adding does not rebuild it on the way.
+void BasisReserve(DeterminantBasis& basis, std::size_t elements);
+
+// Keeps the elements i with keep[i] (keep has N + 1 entries, entry 0 unused), in their order, and renumbers
+// them.
+void BasisKeep(DeterminantBasis& basis, const std::vector<bool>& keep);
+
+// True when both hold the same keys under the same numbers.
+bool QSameBasis(const DeterminantBasis& a, const DeterminantBasis& b);
+
+std::size_t OwnedBytes(const DeterminantBasis& basis);
+
+}  // namespace fermix

@@ -1,0 +1,104 @@
+// Many-body operators: a sum of ladder strings with real or complex coefficients, grouped by string length.
+//
+// A string is stored exactly as given, in insertion order, each at most once; bringing it to normal order is
+// the business of core/operator_algebra.h. Tables are hashed, so that adding a known string adds to its
+// coefficient.
+//
+//     o of table 2:      | c+_1 c_0 | c+_0 c_1 | ...      element 0 of a string acts first
+//     values:            |   0.5    |   0.5    | ...
+#pragma once
+
+#include <variant>
+
+#include "core/determinant.h"
+#include "core/restriction.h"
+#include "host/base/complex16.h"
+
+namespace fermix {
+
+using Coefficients = std::variant<std::vector<double>, std::vector<Complex16>>;
+
+// All strings of one length.
+struct OperatorFixedLengthType {
+  std::uint32_t NBitsKey = 0;          // hash size that scripts see and set; a speed setting
+  std::vector<LadderIndex> o;          // string after string
+  Coefficients values;                 // one a string
+  std::vector<std::uint32_t> Hash;     // full hash of each string as it was when it was added
+  std::vector<std::uint32_t> Next;     // number + 1 of the next string with the same slot, 0 at the end
+  std::vector<std::uint32_t> KeyList;  // number + 1 of the first string of each slot; grows with the table
+};
+
+struct OperatorType {
+  std::string Name = "Operator";
+  KeyLayout layout;
+  std::vector<OperatorFixedLengthType> l{1};  // indexed by length, 0 .. MaxLength; table 0 holds the constant
+  DeterminantRestrictionType Restrictions;    // of the determinants that the operator may reach
+};
+
+inline std::uint32_t MaxLength(const OperatorType& O) { return static_cast<std::uint32_t>(O.l.size()) - 1; }
+// Number of strings.
+inline std::uint32_t TermCount(const OperatorFixedLengthType& t) {
+  return static_cast<std::uint32_t>(t.Hash.size());
+}
+inline bool QComplexTable(const OperatorFixedLengthType& t) { return t.values.index() == 1; }
+Complex16 TermValue(const OperatorFixedLengthType& t, std::uint32_t i);
+
+// 0 real, 1 complex, 2 mixed; tables without terms do not vote.
+std::uint32_t QComplex(const OperatorType& O);
+
+// An operator without terms on NF orbitals and NB modes.
+OperatorType InitOperator(std::uint32_t NFermion, std::uint32_t NBoson);
+// Name, space, restrictions and table sizes of Source, without its terms.
+OperatorType InitOperatorCopySettings(const OperatorType& Source);
+// An empty result for a product: tables for all lengths up to the sum of the sources' MaxLength.
+OperatorType InitOperatorForMult(const OperatorType& A, const OperatorType& B);
+// Creates the table of one length, and those below it; discards the terms of an existing one. Length 0 is
+// always there and left alone. Prints a line before a bad_alloc.
+void InitOperatorFixedLength(OperatorType& O, std::uint32_t length, std::uint32_t NBitsKey);
+
+// Adds one term as it stands. length is at most MaxLength. The table turns complex when |im| is no numerical
+// zero. All or nothing when memory runs out.
+void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double re, double im);
+inline void OperatorAddLader(OperatorType& O, const std::vector<LadderIndex>& lader, Complex16 value) {
+  OperatorAddLader(O, lader.data(), static_cast<std::uint32_t>(lader.size()), value.re, value.im);
+}
+// Adds to the constant term.
+inline void OperatorAddConstant(OperatorType& O, Complex16 value) {
+  OperatorAddLader(O, nullptr, 0, value.re, value.im);
+}
+// Adds to a table whose kind already fits.
+void RealOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value);
+void ComplexOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length,
+                             Complex16 value);
+
+// Status 2 after a warning when length exceeds MaxLength. A table that holds nothing stays real.
+int MakeRealOperatorFixedLengthComplex(OperatorType& O, std::uint32_t length);
+
+// Drops empty tables at the top.
+void OperatorSetMaxLength(OperatorType& O);
+
+// Removes terms of magnitude at or below epsilon, and turns a table real in which no imaginary part exceeds
+// epsilon. Ends the process when memory runs out half-way.
+void OperatorRemoveSmallValues(OperatorType& O, double epsilon);
+
+// Changes the one-particle space. Terms on orbitals that vanish are dropped, with fewer fermions also every
+// term with a boson. Bosonic indices move with NFermion while their hash stays, so that a shifted string that
+// is added again stands as a new term. Restrictions that no longer fit are rebuilt where their masks allow,
+// else dropped. Status 1 after a line when the space would exceed 65536.
+[[nodiscard]] int OperatorChangeNFandNB(OperatorType& O, std::uint32_t NFermionNew, std::uint32_t NBosonNew);
+
+// O += factor * Other, strings as they stand.
+void OperatorAdd(OperatorType& O, const OperatorType& Other, Complex16 factor);
+
+// True when A - B has no term above epsilon; the terms of B are normal ordered (annihilators left of creators
+// for bosons), those of A stay as stored.
+bool QOperatorEqual(const OperatorType& A, const OperatorType& B, double epsilon);
+
+// 1 Hermitian to machine precision, 2 Hermitian within epsilon, 0 not Hermitian, 3 memory ran out (after a
+// line).
+int QOperatorHermitian(const OperatorType& O, double epsilon);
+
+// Bytes that the record owns on the heap.
+std::size_t OwnedBytes(const OperatorType& O);
+
+}  // namespace fermix
