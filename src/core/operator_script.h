@@ -1,0 +1,21 @@
+// Script face of operators: Operator_Type and the functions that make operators.
+#pragma once
+
+#include "core/operator.h"
+#include "host/script.h"
+
+namespace fermix {
+
+template <>
+struct ScriptType<OperatorType> {
+  static constexpr const char* name = "Operator_Type";
+};
+
+void RegisterOperatorType(lua_State* L);
+
+int LuaNewOperator(lua_State* L);  // NewOperator(NF, NB, terms [, options]), NewOperator(kind, ...)
+int LuaOperatorSetOnsiteEnergy(lua_State* L);  // also OperatorSetTrace
+int LuaPartialOperator(lua_State* L);
+int LuaOperatorExp(lua_State* L);  // also math.exp of an operator
+
+}  // namespace fermix
