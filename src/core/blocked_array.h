@@ -14,24 +14,27 @@ namespace fermix {
 
 inline constexpr std::uint32_t BlockElements = 16384;
 
-// size elements of width values each, side by side. New elements are zero.
+// size elements of width values each, side by side. Blocks are full but for the last; an array that needs one
+// block only keeps that one small and doubles it, so that small states stay small. New elements of resize are
+// zero.
 template <class T>
 struct BlockedArray {
   static_assert(std::is_trivially_copyable_v<T>);
   std::vector<std::unique_ptr<T[]>> blocks;
   std::size_t size = 0;
   std::uint32_t width = 1;
+  std::uint32_t firstCapacity =
+      0;  // elements that block 0 has room for; BlockElements once there is a second
 
   BlockedArray() = default;
   explicit BlockedArray(std::size_t elements, std::uint32_t valuesEach = 1) : width(valuesEach) {
     resize(elements);
   }
   BlockedArray(const BlockedArray& other) : width(other.width) {
-    for (const auto& block : other.blocks) {
-      blocks.push_back(std::make_unique_for_overwrite<T[]>(blockValues()));
-      std::copy_n(block.get(), blockValues(), blocks.back().get());
-    }
+    growTo(other.size);
     size = other.size;
+    for (std::size_t b = 0; b < blocks.size(); ++b)
+      std::copy_n(other.blocks[b].get(), elementsIn(b) * width, blocks[b].get());
   }
   BlockedArray(BlockedArray&& other) noexcept { *this = std::move(other); }
   BlockedArray& operator=(const BlockedArray& other) { return *this = BlockedArray(other); }
@@ -39,10 +42,10 @@ struct BlockedArray {
     blocks = std::move(other.blocks);
     size = std::exchange(other.size, 0);
     width = other.width;
+    firstCapacity = std::exchange(other.firstCapacity, 0);
     return *this;
   }
 
-  std::size_t blockValues() const { return std::size_t{BlockElements} * width; }
   // The values of element i.
   T* at(std::size_t i) { return &blocks[i / BlockElements][i % BlockElements * width]; }
   const T* at(std::size_t i) const { return &blocks[i / BlockElements][i % BlockElements * width]; }
@@ -50,38 +53,70 @@ struct BlockedArray {
   T& operator[](std::size_t i) { return blocks[i / BlockElements][i % BlockElements]; }
   const T& operator[](std::size_t i) const { return blocks[i / BlockElements][i % BlockElements]; }
 
+  // How many elements stand in block b.
+  std::size_t elementsIn(std::size_t b) const {
+    return std::min<std::size_t>(BlockElements, size - b * BlockElements);
+  }
+  std::size_t capacity() const {
+    return blocks.empty()
+               ? 0
+               : (blocks.size() - 1) * BlockElements + (blocks.size() == 1 ? firstCapacity : BlockElements);
+  }
+
   // Shrinks, or grows by zeros. All or nothing when memory runs out.
   void resize(std::size_t elements) {
-    const std::size_t needed = (elements + BlockElements - 1) / BlockElements, had = blocks.size();
-    if (needed < had) {
-      blocks.resize(needed);
-    } else {
-      try {
-        blocks.reserve(std::max(needed, needed > had ? std::min(2 * had, needed + 64) : needed));
-        while (blocks.size() < needed) blocks.push_back(std::make_unique<T[]>(blockValues()));
-      } catch (...) {
-        blocks.resize(had);
-        throw;
-      }
-    }
-    if (elements > size) clear(size, std::min(elements, had * BlockElements));
+    growTo(elements);
+    for (std::size_t i = size; i < elements; ++i) std::fill_n(at(i), width, T{});
     size = elements;
+    blocks.resize((elements + BlockElements - 1) / BlockElements);
+    if (blocks.empty()) firstCapacity = 0;
+  }
+  // Makes sure that the next append has its memory.
+  void reserveOne() {
+    if (size == capacity())
+      growTo(size < BlockElements ? std::min<std::size_t>(BlockElements, 2 * size + 16) : size + 1);
+  }
+  // Adds an element and gives its values, which the caller writes.
+  T* append() {
+    reserveOne();
+    return at(size++);
   }
   void fill(T value) {
-    for (auto& block : blocks) std::fill_n(block.get(), blockValues(), value);
+    for (std::size_t b = 0; b < blocks.size(); ++b)
+      std::fill_n(blocks[b].get(), elementsIn(b) * width, value);
   }
 
  private:
-  void clear(std::size_t first, std::size_t end) {
-    for (; first < end; ++first) std::fill_n(at(first), width, T{});
+  // Room for elements in all; keeps what is there.
+  void growTo(std::size_t elements) {
+    if (elements <= capacity()) return;
+    if (firstCapacity < BlockElements) {
+      const auto wanted = static_cast<std::uint32_t>(std::min<std::size_t>(BlockElements, elements));
+      auto block = std::make_unique_for_overwrite<T[]>(std::size_t{wanted} * width);
+      if (blocks.empty()) {
+        blocks.push_back(std::move(block));
+      } else {
+        std::copy_n(blocks[0].get(), size * width, block.get());
+        blocks[0] = std::move(block);
+      }
+      firstCapacity = wanted;
+    }
+    const std::size_t needed = (elements + BlockElements - 1) / BlockElements, had = blocks.size();
+    if (needed > blocks.capacity()) blocks.reserve(needed < 64 ? 2 * needed : needed + 64);
+    try {
+      while (blocks.size() < needed)
+        blocks.push_back(std::make_unique_for_overwrite<T[]>(std::size_t{BlockElements} * width));
+    } catch (...) {
+      blocks.resize(had);
+      throw;
+    }
   }
 };
 
-// Calls f(pointer, count) for each block of elements 0 .. size - 1 of an array of width 1, in order.
+// Calls f(pointer, count) for each block of an array of width 1, in order.
 template <class Array, class F>
 void ForEachBlock(Array& array, F&& f) {
-  for (std::size_t b = 0; b < array.blocks.size(); ++b)
-    f(array.blocks[b].get(), std::min<std::size_t>(BlockElements, array.size - b * BlockElements));
+  for (std::size_t b = 0; b < array.blocks.size(); ++b) f(array.blocks[b].get(), array.elementsIn(b));
 }
 
 }  // namespace fermix

@@ -35,9 +35,31 @@ std::uint32_t BasisAdd(DeterminantBasis& basis, const KeyWord* key);
 // Room in the index for elements in all, so that adding does not rebuild it on the way.
 void BasisReserve(DeterminantBasis& basis, std::size_t elements);
 
-// Keeps the elements i with keep[i] (keep has N + 1 entries, entry 0 unused), in their order, and renumbers
-// them.
-void BasisKeep(DeterminantBasis& basis, const std::vector<bool>& keep);
+// Drops the elements above N and builds the index anew. Does not throw.
+void BasisShrink(DeterminantBasis& basis, std::uint32_t N) noexcept;
+
+// Finds, or adds, count keys that stand one behind the other, KeyWords words each; numbers[i] is the number
+// of key i. Hashes first, fetches ahead, then compares, so that misses of the cache overlap. When memory runs
+// out while adding, the first keys may have been added.
+inline constexpr std::uint32_t BasisBatch = 128;
+void BasisFindBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
+                    std::uint32_t* numbers);
+void BasisAddBatch(DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count, std::uint32_t* numbers);
+
+// Keeps the elements i = 1 .. N for which keep(i) is true, in their order, and renumbers them; move(i, n)
+// moves the values of element i to number n <= i. Allocates nothing that it needs.
+template <class Keep, class Move>
+void BasisKeep(DeterminantBasis& basis, Keep&& keep, Move&& move) {
+  const std::uint32_t words = KeyWords(basis.layout);
+  std::uint32_t kept = 0;
+  for (std::uint32_t i = 1; i <= basis.N; ++i) {
+    if (!keep(i)) continue;
+    if (++kept == i) continue;
+    std::copy_n(basis.keys.at(i), words, basis.keys.at(kept));
+    move(i, kept);
+  }
+  BasisShrink(basis, kept);
+}
 
 // True when both hold the same keys under the same numbers.
 bool QSameBasis(const DeterminantBasis& a, const DeterminantBasis& b);

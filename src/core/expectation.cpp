@@ -1,0 +1,69 @@
+#include "core/expectation.h"
+
+#include "core/operator_on_state.h"
+#include "core/space_check.h"
+#include "core/surviving_terms.h"
+
+namespace fermix {
+
+namespace {
+
+const DeterminantRestrictionType Unrestricted;
+
+// Sum over the elements of ket and the terms of O, in their order, of conj(bra) coefficient amplitude ket.
+// Images are looked up in the bra a batch at a time.
+template <class C, class B, class K>
+Complex16 SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coefficients,
+                            const WaveFunctionType& bra, const BlockedArray<B>& b,
+                            const WaveFunctionType& ket, const BlockedArray<K>& k) {
+  using T = decltype(C{} * K{});
+  decltype(T{} * B{}) sum{};
+  SurvivingTerms terms(O);
+  std::vector<KeyWord> keys(std::size_t{BasisBatch} * O.words);
+  T values[BasisBatch];
+  std::uint32_t numbers[BasisBatch], count = 0;
+  const auto flush = [&] {
+    BasisFindBatch(*bra.basis, keys.data(), count, numbers);
+    for (std::uint32_t i = 0; i < count; ++i)
+      if (numbers[i]) sum += Conj(b[numbers[i]]) * values[i];
+    count = 0;
+  };
+  for (std::uint32_t i = 1; i <= ElementCount(ket); ++i) {
+    FindSurvivingTerms(O, ElementKey(ket, i), false, terms);
+    for (std::uint32_t s = 0; s < terms.count; ++s) {
+      std::copy_n(&terms.keys[std::size_t{s} * O.words], O.words, &keys[std::size_t{count} * O.words]);
+      values[count++] = (coefficients[terms.term[s]] * terms.amplitude[s]) * k[i];
+      if (count == BasisBatch) flush();
+    }
+  }
+  flush();
+  return sum;
+}
+
+}  // namespace
+
+Complex16 PsiPrimeOperatorPsi(const OperatorType& O, const WaveFunctionType& bra,
+                              const WaveFunctionType& ket) {
+  RequireSameSpace(Layout(ket), "Wave-function", O.layout, "the operator");
+  RequireSameSpace(Layout(bra), "Wave-function", O.layout, "the operator");
+  const CompiledOperator compiled = CompileOperator(O, &Unrestricted, ElementCount(ket));
+  return std::visit([&](const auto& c, const auto& b,
+                        const auto& k) { return SumMatrixElements(compiled, c, bra, b, ket, k); },
+                    compiled.values, bra.values, ket.values);
+}
+
+Complex16 PsiOperatorPsi(const OperatorType& O, const WaveFunctionType& psi) {
+  return PsiPrimeOperatorPsi(O, psi, psi);
+}
+
+double PsiHermitianOperatorPsi(const OperatorType& O, const WaveFunctionType& psi) {
+  return PsiOperatorPsi(O, psi).re;
+}
+
+double PsiHermitianOperatorSqrPsi(const OperatorType& O, const WaveFunctionType& psi,
+                                  const DeterminantRestrictionType* R) {
+  // <psi| O O |psi> is the squared norm of O psi: one product costs less than all pairs of terms.
+  return WaveFunctionCalculateNormSqr(OperatorPsiRestricted(O, psi, R ? *R : Unrestricted));
+}
+
+}  // namespace fermix

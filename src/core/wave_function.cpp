@@ -1,0 +1,325 @@
+#include "core/wave_function.h"
+
+#include <cfloat>
+#include <cmath>
+#include <cstdlib>
+
+#include "host/base/status.h"
+
+namespace fermix {
+
+namespace {
+
+// A coefficient whose square is NumericalZero: what a new hash size drops.
+constexpr double SqrtNumericalZero = 4.717068855239662e-154;
+
+constexpr const char* AddElementFailed = "alloc failed RealWaveFunctionAddElement 04\n";
+
+template <class T>
+void AddElement(WaveFunctionType& psi, const KeyWord* key, T value) {
+  OrSay(AddElementFailed, [&] {
+    DeterminantBasis& basis = OwnBasis(psi);
+    auto& values = std::get<BlockedArray<T>>(psi.values);
+    values.reserveOne();  // so that nothing can fail once the key is in
+    const std::uint32_t number = BasisAdd(basis, key);
+    if (number == values.size) *values.append() = T{};
+    values[number] += value;
+  });
+}
+
+// Keeps the elements for which keep(i) is true. A basis that others share is left to them.
+template <class T, class Keep>
+void KeepElements(WaveFunctionType& psi, BlockedArray<T>& values, Keep&& keep) {
+  values[0] = T{};
+  const std::uint32_t N = psi.basis->N;
+  std::uint32_t first = 1;
+  while (first <= N && keep(first)) ++first;
+  if (first > N) return;
+  if (psi.basis.use_count() > 1) {
+    auto basis = std::make_shared<DeterminantBasis>(Layout(psi), psi.basis->NBitsKey);
+    BlockedArray<T> kept(1);
+    for (std::uint32_t i = 1; i <= N; ++i) {
+      if (!keep(i)) continue;
+      BasisAdd(*basis, psi.basis->keys.at(i));
+      *kept.append() = values[i];
+    }
+    psi.basis = std::move(basis);
+    values = std::move(kept);
+  } else {
+    BasisKeep(*psi.basis, keep, [&](std::uint32_t from, std::uint32_t to) { values[to] = values[from]; });
+    values.resize(std::size_t{psi.basis->N} + 1);
+  }
+}
+
+// Keeps the elements of states on one basis for which keep[i] is set.
+void KeepElements(std::vector<WaveFunctionType>& states, const std::vector<bool>& keep) {
+  std::shared_ptr<DeterminantBasis> basis = states.front().basis;
+  if (static_cast<std::size_t>(basis.use_count()) > states.size() + 1)
+    basis = std::make_shared<DeterminantBasis>(*basis);
+  BasisKeep(
+      *basis, [&](std::uint32_t i) { return keep[i]; }, [](std::uint32_t, std::uint32_t) {});
+  for (WaveFunctionType& psi : states) {
+    std::visit(
+        [&](auto& values) {
+          std::uint32_t kept = 0;
+          for (std::uint32_t i = 1; i < keep.size(); ++i)
+            if (keep[i]) values[++kept] = values[i];
+          values.resize(std::size_t{kept} + 1);
+        },
+        psi.values);
+    psi.basis = basis;
+  }
+}
+
+// rand() on a range around zero.
+double RandomValue() { return static_cast<std::int32_t>(std::rand() - 0x3fffffff); }
+
+// The angle of the (re, im) plane in which a state's weight is real, as (s, c) up to scale.
+struct Rotation {
+  double s, c;
+};
+Rotation RotationToReal(double A, double B, double C) {
+  constexpr double small = 1.4901161193847656e-8;  // root of the double epsilon
+  const double d = std::fabs(A - B), length = d + std::sqrt(d * d + 4 * C * C);
+  if (A > B) return std::fabs(C) < d * small ? Rotation{0, 1} : Rotation{-2 * C, length};
+  return std::fabs(C) <= d * small ? Rotation{1, 0} : Rotation{length, -2 * C};
+}
+
+}  // namespace
+
+WaveFunctionType::WaveFunctionType(KeyLayout layout, bool complex, std::uint32_t NBitsKey)
+    : basis(std::make_shared<DeterminantBasis>(layout, NBitsKey)) {
+  if (complex) {
+    values = BlockedArray<Complex16>(1);
+  } else {
+    values = BlockedArray<double>(1);
+  }
+}
+
+Complex16 ElementValue(const WaveFunctionType& psi, std::uint32_t i) {
+  return std::visit([i](const auto& values) { return Complex16(values[i]); }, psi.values);
+}
+
+DeterminantBasis& OwnBasis(WaveFunctionType& psi) {
+  if (psi.basis.use_count() > 1) psi.basis = std::make_shared<DeterminantBasis>(*psi.basis);
+  return *psi.basis;
+}
+
+WaveFunctionType WaveFunctionInitCopyBasis(const WaveFunctionType& Source) {
+  WaveFunctionType psi(Source);  // shares the basis
+  std::visit([](auto& values) { values.fill({}); }, psi.values);
+  return psi;
+}
+
+WaveFunctionType WaveFunctionCopy(const WaveFunctionType& Source) {
+  return OrSay("WaveFunctionInit failed in WaveFunctionCopy\n", [&] {
+    WaveFunctionType psi(Layout(Source), QComplex(Source), Source.basis->NBitsKey);
+    psi.Name = Source.Name;
+    BasisReserve(*psi.basis, ElementCount(Source));
+    WaveFunctionAddUnionBasis(psi, Source);
+    return psi;
+  });
+}
+
+void RealWaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, double value) {
+  AddElement<double>(psi, key, value);
+}
+
+void ComplexWaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, Complex16 value) {
+  AddElement<Complex16>(psi, key, value);
+}
+
+void WaveFunctionRandomize(WaveFunctionType& psi) {
+  std::visit(
+      [](auto& values) {
+        // The last block first, then the earlier ones, each from its first entry.
+        const std::size_t last = values.blocks.size() - 1;
+        for (std::size_t k = 0; k <= last; ++k) {
+          const std::size_t b = k == 0 ? last : k - 1;
+          for (std::size_t i = 0; i < values.elementsIn(b); ++i) {
+            auto& value = values.blocks[b][i];
+            if constexpr (IsComplex<std::decay_t<decltype(value)>>) {
+              value.re = RandomValue();
+              value.im = RandomValue();
+            } else {
+              value = RandomValue();
+            }
+          }
+        }
+        values[0] = {};
+      },
+      psi.values);
+  WaveFunctionNormalize(psi);
+}
+
+void WaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon) {
+  if (auto* real = std::get_if<BlockedArray<double>>(&psi.values)) {
+    KeepElements(psi, *real, [&](std::uint32_t i) { return (*real)[i] > epsilon || (*real)[i] < -epsilon; });
+    return;
+  }
+  ComplexWaveFunctionTruncateBasis(psi, epsilon);
+  const auto& values = std::get<BlockedArray<Complex16>>(psi.values);
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
+    if (values[i].im * values[i].im > epsilon * epsilon) return;
+  BlockedArray<double> real(values.size);
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) real[i] = values[i].re;
+  psi.values = std::move(real);
+}
+
+void ComplexWaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon) {
+  auto& values = std::get<BlockedArray<Complex16>>(psi.values);
+  KeepElements(psi, values, [&](std::uint32_t i) { return NormSqr(values[i]) > epsilon * epsilon; });
+}
+
+void WaveFunctionResetKeylist(WaveFunctionType& psi, std::uint32_t NBitsKey) {
+  OwnBasis(psi).NBitsKey = NBitsKey;
+  std::visit(
+      [&](auto& values) {
+        KeepElements(psi, values, [&](std::uint32_t i) { return Abs(values[i]) > SqrtNumericalZero; });
+      },
+      psi.values);
+}
+
+void WaveFunctionRestrict(WaveFunctionType& psi, const DeterminantRestrictionType& R) {
+  std::visit(
+      [&](auto& values) {
+        // The basis may be replaced on the way, never while it is read.
+        const DeterminantBasis& basis = *psi.basis;
+        KeepElements(psi, values,
+                     [&](std::uint32_t i) { return QFulfillsRestrictions(R, basis.keys.at(i)); });
+      },
+      psi.values);
+}
+
+int WaveFunctionChangeNFandNB(WaveFunctionType& psi, std::uint32_t NFermionNew, std::uint32_t NBosonNew) {
+  const KeyLayout old = Layout(psi), layout{NFermionNew, NBosonNew};
+  if (old == layout) return 0;
+  if (std::uint64_t{NFermionNew} + NBosonNew > 65536)
+    return Fail("Error in WaveFunctionChangeNFandNB NFnew (%i) + NBnew (%i) larger than 65536 (%i)\n",
+                NFermionNew, NBosonNew, NFermionNew + NBosonNew);
+  WaveFunctionType changed(layout, QComplex(psi), psi.basis->NBitsKey);
+  changed.Name = psi.Name;
+  const std::uint32_t common = std::min(old.NFermion, NFermionNew), bytes = NFermionBytes(NFermionNew);
+  Key key(KeyWords(layout));
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
+    const KeyWord* from = ElementKey(psi, i);
+    std::fill(key.begin(), key.end(), 0);
+    for (std::uint32_t b = 0; b < NFermionBytes(common); ++b) {
+      const std::uint32_t kept = std::min(8u, common - 8 * b);
+      SetKeyByte(key.data(), b, KeyByte(from, b) & static_cast<std::uint8_t>(0xff00 >> kept));
+    }
+    // Modes are taken from where they would stand under the new number of fermion bytes: they survive as they
+    // are when that number does not change.
+    for (std::uint32_t b = bytes; b < NWord(layout); ++b)
+      if (b < NWord(old)) SetKeyByte(key.data(), b, KeyByte(from, b));
+    std::visit(
+        [&](const auto& values) {
+          AddElement<std::decay_t<decltype(values[i])>>(changed, key.data(), values[i]);
+        },
+        psi.values);
+  }
+  psi = std::move(changed);
+  return 0;
+}
+
+void MakeComplexWaveFunctionFromReal(WaveFunctionType& psi) {
+  const auto* real = std::get_if<BlockedArray<double>>(&psi.values);
+  if (!real) return;
+  BlockedArray<Complex16> values = OrSay("could not allocate memory in MakeComplexWaveFunctionFromReal 00\n",
+                                         [&] { return BlockedArray<Complex16>(real->size); });
+  for (std::size_t i = 0; i < real->size; ++i) values[i].re = (*real)[i];
+  psi.values = std::move(values);
+}
+
+void MakeComplexFunctionRealWhenNormSmall(WaveFunctionType& psi, double epsilon) {
+  const auto* values = std::get_if<BlockedArray<Complex16>>(&psi.values);
+  if (!values) return;
+  double sum = 0;
+  for (std::size_t i = 1; i < values->size; ++i) sum += (*values)[i].im * (*values)[i].im;
+  if (std::sqrt(sum) >= epsilon) return;
+  BlockedArray<double> real(values->size);
+  for (std::size_t i = 1; i < values->size; ++i) real[i] = (*values)[i].re;
+  psi.values = std::move(real);
+}
+
+void MakeRealWaveFunctionFromComplexAccordingToNorm(WaveFunctionType& psi) {
+  const auto* values = std::get_if<BlockedArray<Complex16>>(&psi.values);
+  if (!values) return;
+  double A = 0, B = 0, C = 0;
+  for (std::size_t i = 1; i < values->size; ++i) {
+    const Complex16 z = (*values)[i];
+    A += z.re * z.re;
+    B += z.im * z.im;
+    C += z.re * z.im;
+  }
+  const auto [s, c] = RotationToReal(A, B, C);
+  BlockedArray<double> real(values->size);
+  for (std::size_t i = 1; i < values->size; ++i) real[i] = c * (*values)[i].re - s * (*values)[i].im;
+  psi.values = std::move(real);
+  WaveFunctionNormalize(psi);
+}
+
+void WaveFunctionArrayToSameBasis(std::vector<WaveFunctionType>& states) {
+  for (std::size_t k = 1; k < states.size(); ++k)
+    WaveFunctionAddMultipliedUnionBasis(states[0], states[k], 0.0);
+  for (std::size_t k = 1; k < states.size(); ++k) {
+    if (states[k].basis == states[0].basis) continue;
+    WaveFunctionType moved(states[0]);  // on the common basis
+    moved.Name = states[k].Name;
+    std::visit(
+        [&](const auto& values) { moved.values = std::decay_t<decltype(values)>(states[0].basis->N + 1); },
+        states[k].values);
+    WaveFunctionAddConserveBasis(moved, states[k]);
+    states[k] = std::move(moved);
+  }
+}
+
+void WaveFunctionArraySeperateBasis(std::vector<WaveFunctionType>& states) {
+  for (WaveFunctionType& psi : states) psi = WaveFunctionCopy(psi);
+}
+
+void BlockWaveFunctionTruncateBasis(std::vector<WaveFunctionType>& states, double epsilon) {
+  if (states.empty()) return;
+  std::vector<bool> keep(std::size_t{states[0].basis->N} + 1);
+  for (WaveFunctionType& psi : states)
+    std::visit(
+        [&](auto& values) {
+          using T = std::decay_t<decltype(values[0])>;
+          values[0] = T{};
+          for (std::uint32_t i = 1; i < keep.size(); ++i) {
+            const bool small =
+                IsComplex<T> ? NormSqr(values[i]) < epsilon * epsilon : Abs(values[i]) < epsilon;
+            if (small) {
+              values[i] = T{};
+            } else {
+              keep[i] = true;
+            }
+          }
+        },
+        psi.values);
+  KeepElements(states, keep);
+}
+
+void BlockWaveFunctionResetKeylist(std::vector<WaveFunctionType>& states, std::uint32_t NBitsKey) {
+  if (states.empty()) return;
+  std::shared_ptr<DeterminantBasis> basis = states[0].basis;
+  if (static_cast<std::size_t>(basis.use_count()) > states.size() + 1)
+    basis = std::make_shared<DeterminantBasis>(*basis);
+  basis->NBitsKey = NBitsKey;
+  for (WaveFunctionType& psi : states) psi.basis = basis;
+}
+
+void BlockWaveFunctionRestrict(std::vector<WaveFunctionType>& states, const DeterminantRestrictionType& R) {
+  if (states.empty()) return;
+  std::vector<bool> keep(std::size_t{states[0].basis->N} + 1);
+  for (std::uint32_t i = 1; i < keep.size(); ++i)
+    keep[i] = QFulfillsRestrictions(R, ElementKey(states[0], i));
+  KeepElements(states, keep);
+}
+
+std::size_t OwnedBytes(const WaveFunctionType& psi) {
+  return OwnedBytes(*psi.basis) +
+         std::visit([](const auto& values) { return values.capacity() * sizeof(values[0]); }, psi.values);
+}
+
+}  // namespace fermix

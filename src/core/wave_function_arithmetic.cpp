@@ -1,0 +1,277 @@
+// Sums, scaling, inner products and norms of states.
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+
+#include "core/space_check.h"
+#include "core/wave_function.h"
+#include "host/base/status.h"
+
+namespace fermix {
+
+namespace {
+
+// A sum that carries its own rounding error along (Kahan).
+struct CompensatedSum {
+  double sum = 0, carry = 0;
+  void add(double x) {
+    const double y = x - carry, t = sum + y;
+    carry = (t - sum) - y;
+    sum = t;
+  }
+};
+
+// Scratch for keys of one batch, side by side.
+struct KeyBatch {
+  explicit KeyBatch(const DeterminantBasis& basis)
+      : words(KeyWords(basis.layout)), keys(std::size_t{BasisBatch} * words) {}
+  void set(std::uint32_t slot, const KeyWord* key) {
+    std::copy_n(key, words, &keys[std::size_t{slot} * words]);
+  }
+  std::uint32_t words;
+  std::vector<KeyWord> keys;
+  std::uint32_t numbers[BasisBatch];
+};
+
+// Walks the elements of source from first in steps of `step` (1 or -1), count of them, in batches; use(i,
+// number) gets each element and its number in basis, found or added.
+template <bool Add, class Basis, class Use>
+void WalkInBasis(const DeterminantBasis& source, Basis& basis, bool backwards, Use&& use) {
+  KeyBatch batch(source);
+  for (std::uint32_t done = 0; done < source.N; done += BasisBatch) {
+    const std::uint32_t part = std::min(BasisBatch, source.N - done);
+    const auto element = [&](std::uint32_t k) { return backwards ? source.N - done - k : 1 + done + k; };
+    for (std::uint32_t k = 0; k < part; ++k) batch.set(k, source.keys.at(element(k)));
+    if constexpr (Add) {
+      BasisAddBatch(basis, batch.keys.data(), part, batch.numbers);
+    } else {
+      BasisFindBatch(basis, batch.keys.data(), part, batch.numbers);
+    }
+    use(element, batch.numbers, part);
+  }
+}
+
+template <class P, class O, class F>
+void AddUnion(WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunctionType& other,
+              const BlockedArray<O>& added, F factor) {
+  if (psi.basis == other.basis) {
+    for (std::size_t i = 1; i < values.size; ++i) values[i] += added[i] * factor;
+    return;
+  }
+  DeterminantBasis& basis = OwnBasis(psi);
+  const std::uint32_t before = basis.N;
+  std::uint32_t done = 0;
+  const bool fits = FitsInMemory([&] {
+    OrSay("alloc failed RealWaveFunctionAddElement 04\n", [&] {
+      WalkInBasis<true>(*other.basis, basis, true,
+                        [&](auto&& element, const std::uint32_t* numbers, auto part) {
+                          values.resize(std::size_t{basis.N} + 1);
+                          for (std::uint32_t k = 0; k < part; ++k)
+                            values[numbers[k]] += added[element(k)] * factor;
+                          done += part;
+                        });
+    });
+  });
+  if (fits) return;
+  // Undo: elements that are new go, the others lose what they got.
+  BasisShrink(basis, before);
+  values.resize(std::size_t{before} + 1);
+  for (std::uint32_t k = 0; k < done; ++k) {
+    const std::uint32_t i = other.basis->N - k, number = BasisFind(basis, other.basis->keys.at(i));
+    if (number) values[number] -= added[i] * factor;
+  }
+  throw std::bad_alloc();
+}
+
+template <class P, class O, class F>
+void AddConserve(const WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunctionType& other,
+                 const BlockedArray<O>& added, F factor, double floorSqr) {
+  const auto add = [&](std::uint32_t number, std::uint32_t i) {
+    const auto product = added[i] * factor;
+    if (number && !(NormSqr(product) < floorSqr)) values[number] += product;
+  };
+  if (psi.basis == other.basis) {
+    for (std::uint32_t i = 1; i < values.size; ++i) add(i, i);
+    return;
+  }
+  WalkInBasis<false>(*other.basis, std::as_const(*psi.basis), false,
+                     [&](auto&& element, const std::uint32_t* numbers, auto part) {
+                       for (std::uint32_t k = 0; k < part; ++k) add(numbers[k], element(k));
+                     });
+}
+
+// Runs add(values of psi, values of other) with kinds that fit: a real psi that meets a complex value becomes
+// complex.
+template <class Add>
+void WithFittingKinds(WaveFunctionType& psi, const WaveFunctionType& other, bool complexFactor,
+                      const char* failed, Add&& add) {
+  if (QComplex(other) || complexFactor) OrSay(failed, [&] { MakeComplexWaveFunctionFromReal(psi); });
+  std::visit(
+      [&](auto& values, const auto& added) {
+        using P = std::decay_t<decltype(values[0])>;
+        using O = std::decay_t<decltype(added[0])>;
+        if constexpr (IsComplex<P> || !IsComplex<O>) add(values, added);
+      },
+      psi.values, other.values);
+}
+
+// Sum of f over the last block in use and over the earlier ones, each with its own accumulator.
+template <class Values, class F>
+double SumByBlocks(const Values& values, F&& f) {
+  CompensatedSum last, earlier;
+  for (std::size_t b = 0; b < values.blocks.size(); ++b) {
+    CompensatedSum& sum = b + 1 == values.blocks.size() ? last : earlier;
+    for (std::size_t i = 0; i < values.elementsIn(b); ++i) f(values.blocks[b][i], sum);
+  }
+  return last.sum + earlier.sum;
+}
+
+// Four running sums, so that additions overlap.
+template <class A, class B>
+auto DotOfBlock(const A* a, const B* b, std::size_t count) {
+  using Sum = decltype(a[0] * b[0]);
+  Sum sums[4] = {};
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4)
+    for (int k = 0; k < 4; ++k) sums[k] += Conj(a[i + k]) * b[i + k];
+  for (; i < count; ++i) sums[0] += Conj(a[i]) * b[i];
+  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+}
+
+}  // namespace
+
+void WaveFunctionAddUnionBasis(WaveFunctionType& psi, const WaveFunctionType& other) {
+  WithFittingKinds(psi, other, false, "MakeComplexWaveFunctionFromReal failed in WaveFunctionAddUnionBasis\n",
+                   [&](auto& values, const auto& added) { AddUnion(psi, values, other, added, 1.0); });
+}
+
+void WaveFunctionAddMultipliedUnionBasis(WaveFunctionType& psi, const WaveFunctionType& other,
+                                         double factor) {
+  WithFittingKinds(psi, other, false,
+                   "MakeComplexWaveFunctionFromReal failed in WaveFunctionAddMultipliedUnionBasis\n",
+                   [&](auto& values, const auto& added) { AddUnion(psi, values, other, added, factor); });
+}
+
+void WaveFunctionAddComplexMultipliedUnionBasis(WaveFunctionType& psi, const WaveFunctionType& other,
+                                                Complex16 factor) {
+  // Not the threshold of WaveFunctionMultiply: sums turn complex ten times earlier.
+  const bool complexFactor = std::fabs(factor.im) > std::fabs(factor.re) * DBL_EPSILON + DBL_MIN;
+  WithFittingKinds(psi, other, complexFactor,
+                   "MakeComplexWaveFunctionFromReal failed in WaveFunctionAddComplexMultipliedUnionBasis\n",
+                   [&](auto& values, const auto& added) {
+                     using P = std::decay_t<decltype(values[0])>;
+                     AddUnion(psi, values, other, added, ToKind<P>(factor));
+                   });
+}
+
+void WaveFunctionAddConserveBasis(WaveFunctionType& psi, const WaveFunctionType& other) {
+  WithFittingKinds(psi, other, false,
+                   "MakeComplexWaveFunctionFromReal failed in WaveFunctionAddConserveBasis\n",
+                   [&](auto& values, const auto& added) { AddConserve(psi, values, other, added, 1.0, 0); });
+}
+
+void WaveFunctionAddMultipliedConserveBasis(WaveFunctionType& psi, const WaveFunctionType& other,
+                                            double factor) {
+  WithFittingKinds(
+      psi, other, false, "MakeComplexWaveFunctionFromReal failed in WaveFunctionAddMultipliedConserveBasis\n",
+      [&](auto& values, const auto& added) { AddConserve(psi, values, other, added, factor, 0); });
+}
+
+void ComplexWaveFunctionAddComplexMultipliedConserveBasis(WaveFunctionType& psi,
+                                                          const WaveFunctionType& other, Complex16 factor) {
+  constexpr double skipped = 2.2250738585072014e-306;  // products of a smaller squared magnitude
+  WithFittingKinds(
+      psi, other, true,
+      "MakeComplexWaveFunctionFromReal failed in WaveFunctionAddComplexMultipliedConserveBasis\n",
+      [&](auto& values, const auto& added) {
+        using P = std::decay_t<decltype(values[0])>;
+        if constexpr (IsComplex<P>) AddConserve(psi, values, other, added, factor, skipped);
+      });
+}
+
+void WaveFunctionAddMultipliedSameBasis(WaveFunctionType& psi, const WaveFunctionType& other,
+                                        Complex16 factor) {
+  WithFittingKinds(psi, other, factor.im != 0,
+                   "MakeComplexWaveFunctionFromReal failed in WaveFunctionAddMultipliedConserveBasis\n",
+                   [&](auto& values, const auto& added) {
+                     const auto f = ToKind<std::decay_t<decltype(values[0])>>(factor);
+                     for (std::size_t i = 1; i < values.size; ++i) values[i] += added[i] * f;
+                   });
+}
+
+void WaveFunctionMultiply(WaveFunctionType& psi, double re, double im) {
+  // Ten times the threshold of WaveFunctionAddComplexMultipliedUnionBasis, on purpose.
+  if (!(std::fabs(im) < 10 * (std::fabs(re) * DBL_EPSILON + DBL_MIN))) MakeComplexWaveFunctionFromReal(psi);
+  std::visit(
+      [&](auto& values) {
+        const auto factor = ToKind<std::decay_t<decltype(values[0])>>({re, im});
+        ForEachBlock(values, [&](auto* v, std::size_t count) {
+          for (std::size_t i = 0; i < count; ++i) v[i] *= factor;
+        });
+      },
+      psi.values);
+}
+
+Complex16 WaveFunctionDotProductSameBasis(const WaveFunctionType& a, const WaveFunctionType& b) {
+  return DispatchKinds(a, b, [](const auto& x, const auto& y) -> Complex16 {
+    const std::size_t last = x.blocks.size() - 1;
+    auto sum = DotOfBlock(x.blocks[last].get(), y.blocks[last].get(), x.elementsIn(last));
+    for (std::size_t k = 0; k < last; ++k)
+      sum += DotOfBlock(x.blocks[k].get(), y.blocks[k].get(), x.elementsIn(k));
+    return sum;
+  });
+}
+
+Complex16 WaveFunctionDotProduct(const WaveFunctionType& a, const WaveFunctionType& b) {
+  if (a.basis == b.basis) return WaveFunctionDotProductSameBasis(a, b);
+  RequireSameSpace(Layout(a), "Wave-function", Layout(b), "the other wave-function");
+  const bool walkA = ElementCount(a) <= ElementCount(b);
+  const WaveFunctionType &walked = walkA ? a : b, &searched = walkA ? b : a;
+  return DispatchKinds(a, b, [&](const auto& x, const auto& y) -> Complex16 {
+    CompensatedSum real;
+    Complex16 plain;
+    WalkInBasis<false>(*walked.basis, std::as_const(*searched.basis), false,
+                       [&](auto&& element, const std::uint32_t* numbers, auto part) {
+                         for (std::uint32_t k = 0; k < part; ++k) {
+                           if (!numbers[k]) continue;
+                           const std::uint32_t i = walkA ? element(k) : numbers[k],
+                                               j = walkA ? numbers[k] : element(k);
+                           const auto product = Conj(x[i]) * y[j];
+                           if constexpr (IsComplex<std::decay_t<decltype(product)>>) {
+                             plain += product;
+                           } else {
+                             real.add(product);
+                           }
+                         }
+                       });
+    return plain + real.sum;
+  });
+}
+
+double WaveFunctionCalculateNormSqr(const WaveFunctionType& psi) {
+  return std::visit(
+      [](const auto& values) {
+        return SumByBlocks(values, [](auto value, CompensatedSum& sum) {
+          sum.add(Re(value) * Re(value));
+          if constexpr (IsComplex<decltype(value)>) sum.add(value.im * value.im);
+        });
+      },
+      psi.values);
+}
+
+double WaveFunctionCalculateNorm(const WaveFunctionType& psi) {
+  return std::sqrt(WaveFunctionCalculateNormSqr(psi));
+}
+
+void WaveFunctionNormalize(WaveFunctionType& psi) {
+  std::visit([](auto& values) { values[0] = {}; }, psi.values);
+  const double norm = WaveFunctionCalculateNorm(psi);
+  if (!QComplex(psi) && norm < NumericalZero) return;
+  std::visit(
+      [norm](auto& values) {
+        for (std::size_t i = 1; i < values.size; ++i) values[i] = values[i] / norm;
+      },
+      psi.values);
+}
+
+}  // namespace fermix
