@@ -1,0 +1,33 @@
+// Passes over contiguous vectors: what a Krylov solver on a fixed basis spends its time in, next to H itself.
+//
+// All vectors of a call have n elements. Sums run in lanes and in chunks that fit the cache, in an order that
+// depends on n only, so that results repeat to the digit.
+#pragma once
+
+#include <cstddef>
+
+#include "host/base/complex16.h"
+
+namespace fermix {
+
+// <a|b>, a conjugated.
+double Dot(const double* a, const double* b, std::size_t n);
+Complex16 Dot(const Complex16* a, const Complex16* b, std::size_t n);
+
+// Square root of <a|a>.
+double Norm(const double* a, std::size_t n);
+double Norm(const Complex16* a, std::size_t n);
+
+// y *= factor
+void Scale(double* y, double factor, std::size_t n);
+void Scale(Complex16* y, double factor, std::size_t n);
+
+// d[i] = <v[i]|w> for i < count: each vector is read once, w stays in the cache.
+void DotEach(const double* const* v, std::size_t count, const double* w, std::size_t n, double* d);
+void DotEach(const Complex16* const* v, std::size_t count, const Complex16* w, std::size_t n, Complex16* d);
+
+// w += sum over i < count of c[i] v[i], in one pass.
+void AddEach(const double* const* v, std::size_t count, const double* c, double* w, std::size_t n);
+void AddEach(const Complex16* const* v, std::size_t count, const Complex16* c, Complex16* w, std::size_t n);
+
+}  // namespace fermix
