@@ -134,7 +134,8 @@ std::size_t EntryCount(const FixedBasisOperator<T>& H) {
   return count;
 }
 
-template FixedBasisOperator<double> MakeFixedBasisOperator(const OperatorType&, const WaveFunctionType&, bool);
+template FixedBasisOperator<double> MakeFixedBasisOperator(const OperatorType&, const WaveFunctionType&,
+                                                           bool);
 template FixedBasisOperator<Complex16> MakeFixedBasisOperator(const OperatorType&, const WaveFunctionType&,
                                                               bool);
 template void FixedBasisOperatorMultiply(const FixedBasisOperator<double>&, double, const double*, double*);
