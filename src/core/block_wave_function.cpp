@@ -1,5 +1,7 @@
 #include "core/block_wave_function.h"
 
+#include <optional>
+
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
 #include "host/base/status.h"
@@ -20,40 +22,48 @@ void AddElement(BlockWaveFunctionType& Psi, const KeyWord* key, const T* values,
   for (std::uint32_t k = 0; k < stored.width; ++k) to[k] += values[k];
 }
 
-// The product, kept a batch behind so that looking keys up overlaps: `scale` of a result times the values of
-// its source element.
+// The product: one look-up for each result serves all states. The coefficient of a determinant travels as its
+// number, and the values follow when the result is stored.
 template <class C, class X>
 BlockWaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vector<C>& coefficients,
                                      const BlockWaveFunctionType& Psi, const BlockedArray<X>& x) {
   using T = decltype(C{} * X{});
-  const std::uint32_t width = x.width, words = O.words;
+  const std::uint32_t width = x.width;
   BlockWaveFunctionType OPsi(Psi.basis->layout, width, IsComplex<T>, Psi.basis->NBitsKey);
   auto& values = std::get<BlockedArray<T>>(OPsi.values);
-  SurvivingTerms terms(O);
-  std::vector<KeyWord> keys(std::size_t{BasisBatch} * words);
-  C scale[BasisBatch];
-  std::uint32_t source[BasisBatch], numbers[BasisBatch], count = 0;
+  std::uint32_t first = 1;  // determinant of the first result of the batch
+  SurvivingTerms results(O);
+  std::vector<std::uint32_t> ends;  // where the results of each determinant of the batch end
   const auto flush = [&] {
-    BasisAddBatch(*OPsi.basis, keys.data(), count, numbers);
+    BasisAddBatch(*OPsi.basis, results.keys.data(), results.count, results.numbers.data());
     values.resize(std::size_t{OPsi.basis->N} + 1);
-    for (std::uint32_t i = 0; i < count; ++i) {
-      T* to = values.at(numbers[i]);
-      const X* from = x.at(source[i]);
-      for (std::uint32_t k = 0; k < width; ++k) to[k] += scale[i] * from[k];
-    }
-    count = 0;
+    std::uint32_t k = 0;
+    for (std::size_t n = 0; n < ends.size(); ++n)
+      for (const X* from = x.at(first + n); k < ends[n]; ++k) {
+        const C scale = coefficients[results.term[k]] * results.amplitude[k];
+        T* to = values.at(results.numbers[k]);
+        for (std::uint32_t b = 0; b < width; ++b) to[b] += scale * from[b];
+      }
+    first += static_cast<std::uint32_t>(ends.size());
+    ends.clear();
+    results.count = 0;
   };
   for (std::uint32_t i = 1; i <= Psi.basis->N; ++i) {
-    FindSurvivingTerms(O, Psi.basis->keys.at(i), true, terms);
-    for (std::uint32_t s = 0; s < terms.count; ++s) {
-      std::copy_n(&terms.keys[std::size_t{s} * words], words, &keys[std::size_t{count} * words]);
-      scale[count] = coefficients[terms.term[s]] * terms.amplitude[s];
-      source[count++] = i;
-      if (count == BasisBatch) flush();
-    }
+    FindSurvivingTerms(O, Psi.basis->keys.at(i), true, results);
+    ends.push_back(results.count);
+    if (results.count >= BasisBatch) flush();
   }
   flush();
   return OPsi;
+}
+
+// The lines that a failing product owes the user, with the form's letters.
+void SayFlushFailed(const CompiledOperator& O, bool complexState) {
+  const char* kind = O.kind || complexState ? "Complex" : "Real";
+  const char form[] = {"RCM"[O.kind], "RC"[complexState || O.kind], 0};
+  Say("%sBlockWaveFunctionAddElement failed in %sBlockWaveFunctionAddElementOMPMiniFlush\n"
+      "%sBlockWaveFunctionAddElementOMPMiniFlush failed in BlockOperatorPsi%s\n 01\n",
+      kind, kind, kind, form);
 }
 
 }  // namespace
@@ -148,13 +158,14 @@ CompactMatrixType BlockWaveFunctionDotProduct(const BlockWaveFunctionType& bra,
 BlockWaveFunctionType BlockOperatorPsi(const OperatorType& O, const BlockWaveFunctionType& Psi) {
   RequireSameSpace(Psi.basis->layout, "Wave-function", O.layout, "the operator");
   const CompiledOperator compiled = CompileOperator(O, nullptr, Psi.basis->N);
-  return OrSay(
-      "ComplexBlockWaveFunctionAddElement failed in ComplexBlockWaveFunctionAddElementOMPMiniFlush\n"
-      "ComplexBlockWaveFunctionAddElementOMPMiniFlush failed in BlockOperatorPsiRC\n 01\n",
-      [&] {
-        return std::visit([&](const auto& c, const auto& x) { return GrowingProduct(compiled, c, Psi, x); },
-                          compiled.values, Psi.values);
-      });
+  std::optional<BlockWaveFunctionType> OPsi;
+  const bool fits = FitsInMemory([&] {
+    OPsi = std::visit([&](const auto& c, const auto& x) { return GrowingProduct(compiled, c, Psi, x); },
+                      compiled.values, Psi.values);
+  });
+  if (fits) return *std::move(OPsi);
+  SayFlushFailed(compiled, Psi.values.index() == 1);
+  throw std::bad_alloc();
 }
 
 }  // namespace fermix

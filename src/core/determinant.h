@@ -14,6 +14,7 @@
 #include <bit>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace fermix {
@@ -32,6 +33,25 @@ constexpr std::uint32_t NWord(const KeyLayout& l) { return NFermionBytes(l.NFerm
 // 64-bit words of a key, at least 1.
 constexpr std::uint32_t KeyWords(const KeyLayout& l) {
   return l.NFermion + l.NBoson == 0 ? 1 : (NWord(l) + 7) / 8;
+}
+
+// Calls f with the number of words, as a constant that the compiler knows for keys of one or two words: in
+// the inner loops copying and comparing a key then is an instruction and not a call.
+template <class F>
+decltype(auto) DispatchWords(std::uint32_t words, F&& f) {
+  if (words == 1) return f(std::integral_constant<std::uint32_t, 1>{});
+  if (words == 2) return f(std::integral_constant<std::uint32_t, 2>{});
+  return f(words);
+}
+template <class Words>
+inline void CopyKey(const KeyWord* from, Words words, KeyWord* to) {
+  for (std::uint32_t w = 0; w < words; ++w) to[w] = from[w];
+}
+template <class Words>
+inline bool SameKey(const KeyWord* a, const KeyWord* b, Words words) {
+  for (std::uint32_t w = 0; w < words; ++w)
+    if (a[w] != b[w]) return false;
+  return true;
 }
 
 constexpr std::uint8_t KeyByte(const KeyWord* key, std::uint32_t b) {

@@ -1,18 +1,20 @@
 #include "core/determinant_basis.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "host/base/status.h"
 
 namespace fermix {
 
-using Slot = DeterminantBasis::Slot;
+using Bucket = DeterminantBasis::Bucket;
 
 namespace {
 
-// Two rounds of multiply and fold for each word: keys are dense bit patterns at the top of a word, and slots
-// are chosen by the high bits of the result.
-std::uint32_t KeyHash(const KeyWord* key, std::uint32_t words) {
+// Two rounds of multiply and fold for each word: keys are dense bit patterns at the top of a word, and
+// buckets are chosen by the high bits of the result. Never 0.
+template <class Words>
+std::uint32_t KeyHash(const KeyWord* key, Words words) {
   constexpr KeyWord odd = 0xd6e8feb86659fd93;
   KeyWord h = 0;
   for (std::uint32_t w = 0; w < words; ++w) {
@@ -20,93 +22,124 @@ std::uint32_t KeyHash(const KeyWord* key, std::uint32_t words) {
     h ^= h >> 32;
     h *= odd;
   }
-  return static_cast<std::uint32_t>(h >> 32);
+  return static_cast<std::uint32_t>(h >> 32) | 1;
 }
 
-bool SameKey(const KeyWord* a, const KeyWord* b, std::uint32_t words) { return std::equal(a, a + words, b); }
+template <class Words>
+const KeyWord* KeyAt(const DeterminantBasis& basis, std::uint32_t i, Words words) {
+  return &basis.keys.blocks[i / BlockElements][i % BlockElements * words];
+}
 
-std::size_t HomeSlot(std::uint32_t hash, std::size_t slots) { return (std::uint64_t{hash} * slots) >> 32; }
+std::size_t HomeBucket(std::uint32_t hash, std::size_t buckets) {
+  return (std::uint64_t{hash} * buckets) >> 32;
+}
 
-// At most three quarters of the slots are taken. A full index grows by half, so that it costs at most 16
+std::size_t NextBucket(std::size_t b, std::size_t buckets) { return b + 1 == buckets ? 0 : b + 1; }
+
+// Bit k is set when place k holds the hash. No branch: where in a bucket a key stands can't be predicted.
+unsigned Matches(const Bucket& bucket, std::uint32_t hash) {
+  unsigned bits = 0;
+  for (unsigned k = 0; k < Bucket::Places; ++k) bits |= unsigned{bucket.hash[k] == hash} << k;
+  return bits;
+}
+
+// At most three quarters of the places are taken. A full index grows by half, so that it costs at most 16
 // bytes an element.
-bool QCrowded(std::size_t elements, std::size_t slots) { return 4 * elements > 3 * slots; }
-
-// Enters a number whose key is known to be new.
-void Enter(std::vector<Slot>& slots, Slot entry) {
-  std::size_t s = HomeSlot(entry.hash, slots.size());
-  while (slots[s].number) s = s + 1 == slots.size() ? 0 : s + 1;
-  slots[s] = entry;
+bool QCrowded(std::size_t elements, std::size_t buckets) {
+  return 4 * elements > 3 * buckets * Bucket::Places;
 }
+std::size_t BucketsFor(std::size_t elements) { return elements * 4 / (3 * Bucket::Places) + 1; }
 
-// Old slots stand in hash order, so both tables are walked from front to back.
-void ResizeIndex(DeterminantBasis& basis, std::size_t size) {
-  std::vector<Slot> slots(size);
-  for (const Slot& slot : basis.slots)
-    if (slot.number) Enter(slots, slot);
-  basis.slots.swap(slots);
-}
-
-void MakeRoom(DeterminantBasis& basis, std::size_t elements) {
-  if (QCrowded(elements, basis.slots.size()))
-    ResizeIndex(basis, std::max<std::size_t>({24, basis.slots.size() * 3 / 2, elements * 4 / 3 + 1}));
-}
-
-std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash,
-                       std::uint32_t words) {
-  if (basis.slots.empty()) return 0;
-  for (std::size_t s = HomeSlot(hash, basis.slots.size());;) {
-    const Slot slot = basis.slots[s];
-    if (!slot.number) return 0;
-    if (slot.hash == hash && SameKey(basis.keys.at(slot.number), key, words)) return slot.number;
-    if (++s == basis.slots.size()) s = 0;
+// Enters a number whose key is known to be new, from bucket b on.
+void Enter(std::vector<Bucket>& buckets, std::size_t b, std::uint32_t hash, std::uint32_t number) {
+  for (;; b = NextBucket(b, buckets.size())) {
+    const unsigned empty = Matches(buckets[b], 0);
+    if (!empty) continue;
+    const int k = std::countr_zero(empty);
+    buckets[b].hash[k] = hash;
+    buckets[b].number[k] = number;
+    return;
   }
 }
 
-std::uint32_t AddHashed(DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash,
-                        std::uint32_t words) {
-  if (const std::uint32_t number = FindFrom(basis, key, hash, words)) return number;
-  MakeRoom(basis, basis.N + 1);
-  std::copy_n(key, words, basis.keys.append());
-  Enter(basis.slots, {hash, ++basis.N});
+// Buckets stand in hash order, so both tables are walked from front to back.
+void ResizeIndex(DeterminantBasis& basis, std::size_t size) {
+  std::vector<Bucket> buckets(size);
+  std::vector<std::uint8_t> taken(size);  // places of each bucket
+  for (const Bucket& bucket : basis.buckets)
+    for (unsigned k = 0; k < Bucket::Places && bucket.hash[k]; ++k) {
+      std::size_t b = HomeBucket(bucket.hash[k], size);
+      while (taken[b] == Bucket::Places) b = NextBucket(b, size);
+      buckets[b].hash[taken[b]] = bucket.hash[k];
+      buckets[b].number[taken[b]++] = bucket.number[k];
+    }
+  basis.buckets.swap(buckets);
+}
+
+// Room for elements in all.
+void MakeRoom(DeterminantBasis& basis, std::size_t elements) {
+  if (QCrowded(elements, basis.buckets.size()))
+    ResizeIndex(basis, std::max<std::size_t>({3, basis.buckets.size() * 3 / 2, BucketsFor(elements)}));
+}
+
+// The number of key, 0 if it is not there; b is its home bucket, and becomes the one where it would be
+// entered.
+template <class Words>
+std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash, Words words,
+                       std::size_t& b) {
+  for (;; b = NextBucket(b, basis.buckets.size())) {
+    const Bucket& bucket = basis.buckets[b];
+    for (unsigned bits = Matches(bucket, hash); bits; bits &= bits - 1) {
+      const std::uint32_t number = bucket.number[std::countr_zero(bits)];
+      if (SameKey(KeyAt(basis, number, words), key, words)) return number;
+    }
+    if (!bucket.hash[Bucket::Places - 1]) return 0;
+  }
+}
+
+// The number of key, which is added if it is new. The index has room.
+template <class Words>
+std::uint32_t AddFrom(DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash, Words words,
+                      std::size_t b) {
+  if (const std::uint32_t number = FindFrom(basis, key, hash, words, b)) return number;
+  CopyKey(key, words, basis.keys.append());
+  Enter(basis.buckets, b, hash, ++basis.N);
   return basis.N;
 }
 
-// The first two of three passes over a batch: hashes, with the slots fetched ahead; then for each key the
-// first number of its hash (0: none), with the stored key fetched ahead. The third pass compares.
-void ProbeBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t words, std::uint32_t count,
+// The first two of three passes over a batch: hashes, with the buckets fetched ahead; then for each key the
+// first number of its hash in its home bucket (0: none), with the stored key fetched ahead. The third pass
+// compares.
+template <class Words>
+void ProbeBatch(const DeterminantBasis& basis, const KeyWord* keys, Words words, std::uint32_t count,
                 std::uint32_t* hashes, std::uint32_t* candidates) {
-  const std::size_t size = basis.slots.size();
-  if (size == 0) {
-    for (std::uint32_t i = 0; i < count; ++i) hashes[i] = KeyHash(keys + i * words, words), candidates[i] = 0;
-    return;
+  const std::size_t size = basis.buckets.size();
+  for (std::uint32_t i = 0; i < count; ++i) {
+    hashes[i] = KeyHash(keys + std::size_t{i} * words, words);
+    __builtin_prefetch(&basis.buckets[HomeBucket(hashes[i], size)]);
   }
   for (std::uint32_t i = 0; i < count; ++i) {
-    hashes[i] = KeyHash(keys + i * words, words);
-    __builtin_prefetch(&basis.slots[HomeSlot(hashes[i], size)]);
-  }
-  for (std::uint32_t i = 0; i < count; ++i) {
-    std::size_t s = HomeSlot(hashes[i], size);
-    while (basis.slots[s].number && basis.slots[s].hash != hashes[i])
-      if (++s == size) s = 0;
-    candidates[i] = basis.slots[s].number;
-    if (candidates[i]) __builtin_prefetch(basis.keys.at(candidates[i]));
+    const Bucket& bucket = basis.buckets[HomeBucket(hashes[i], size)];
+    constexpr unsigned last = 1u << (Bucket::Places - 1);
+    candidates[i] = bucket.number[std::countr_zero(Matches(bucket, hashes[i]) | last)];
+    __builtin_prefetch(KeyAt(basis, candidates[i], words));
   }
 }
 
-// Calls missing(i, hash) for a key that its candidate does not answer.
-template <class Missing>
-void ResolveBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
+// Runs the passes over all keys, a batch at a time; missing(key, hash) gives a number where the candidate is
+// not the key.
+template <class Words, class Missing>
+void ForEachProbe(const DeterminantBasis& basis, const KeyWord* keys, Words words, std::uint32_t count,
                   std::uint32_t* numbers, Missing&& missing) {
-  const std::uint32_t words = KeyWords(basis.layout);
   std::uint32_t hashes[BasisBatch], candidates[BasisBatch];
   for (std::uint32_t first = 0; first < count; first += BasisBatch) {
     const std::uint32_t part = std::min(BasisBatch, count - first);
     const KeyWord* from = keys + std::size_t{first} * words;
     ProbeBatch(basis, from, words, part, hashes, candidates);
     for (std::uint32_t i = 0; i < part; ++i) {
-      const std::uint32_t c = candidates[i];
       const KeyWord* key = from + std::size_t{i} * words;
-      numbers[first + i] = c && SameKey(basis.keys.at(c), key, words) ? c : missing(key, hashes[i], c != 0);
+      const std::uint32_t c = candidates[i];
+      numbers[first + i] = c && SameKey(KeyAt(basis, c, words), key, words) ? c : missing(key, hashes[i]);
     }
   }
 }
@@ -117,55 +150,70 @@ DeterminantBasis::DeterminantBasis(KeyLayout keyLayout, std::uint32_t bits)
     : layout(keyLayout), NBitsKey(bits), keys(1, KeyWords(keyLayout)) {}
 
 std::uint32_t BasisFind(const DeterminantBasis& basis, const KeyWord* key) {
-  const std::uint32_t words = KeyWords(basis.layout);
-  return FindFrom(basis, key, KeyHash(key, words), words);
+  if (basis.buckets.empty()) return 0;
+  const std::uint32_t words = KeyWords(basis.layout), hash = KeyHash(key, words);
+  std::size_t b = HomeBucket(hash, basis.buckets.size());
+  return FindFrom(basis, key, hash, words, b);
 }
 
 std::uint32_t BasisAdd(DeterminantBasis& basis, const KeyWord* key) {
-  const std::uint32_t words = KeyWords(basis.layout);
-  return AddHashed(basis, key, KeyHash(key, words), words);
+  MakeRoom(basis, std::size_t{basis.N} + 1);
+  const std::uint32_t words = KeyWords(basis.layout), hash = KeyHash(key, words);
+  return AddFrom(basis, key, hash, words, HomeBucket(hash, basis.buckets.size()));
 }
 
 void BasisReserve(DeterminantBasis& basis, std::size_t elements) {
-  if (QCrowded(elements, basis.slots.size())) ResizeIndex(basis, elements * 4 / 3 + 1);
+  if (QCrowded(elements, basis.buckets.size())) ResizeIndex(basis, BucketsFor(elements));
 }
 
 void BasisFindBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
                     std::uint32_t* numbers) {
-  const std::uint32_t words = KeyWords(basis.layout);
-  ResolveBatch(basis, keys, count, numbers, [&](const KeyWord* key, std::uint32_t hash, bool collision) {
-    return collision ? FindFrom(basis, key, hash, words) : 0;
+  if (basis.buckets.empty()) {
+    std::fill_n(numbers, count, 0);
+    return;
+  }
+  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+    ForEachProbe(basis, keys, words, count, numbers, [&](const KeyWord* key, std::uint32_t hash) {
+      std::size_t b = HomeBucket(hash, basis.buckets.size());
+      return FindFrom(basis, key, hash, words, b);
+    });
   });
 }
 
 void BasisAddBatch(DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
                    std::uint32_t* numbers) {
-  const std::uint32_t words = KeyWords(basis.layout);
-  ResolveBatch(basis, keys, count, numbers, [&](const KeyWord* key, std::uint32_t hash, bool) {
-    return AddHashed(basis, key, hash, words);  // an earlier key of the batch may have added it
+  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+    for (std::uint32_t first = 0; first < count; first += BasisBatch) {
+      const std::uint32_t part = std::min(BasisBatch, count - first);
+      MakeRoom(basis, std::size_t{basis.N} + part);
+      ForEachProbe(basis, keys + std::size_t{first} * words, words, part, numbers + first,
+                   [&](const KeyWord* key, std::uint32_t hash) {
+                     return AddFrom(basis, key, hash, words, HomeBucket(hash, basis.buckets.size()));
+                   });
+    }
   });
 }
 
 void BasisShrink(DeterminantBasis& basis, std::uint32_t N) noexcept {
   basis.N = N;
   basis.keys.resize(std::size_t{N} + 1);  // to a smaller size: allocates nothing
-  if (N < basis.slots.size() / 3) {
+  if (2 * BucketsFor(N) < basis.buckets.size()) {
     // A smaller index, if it can be had; otherwise the old one serves.
-    static_cast<void>(
-        FitsInMemory([&] { std::vector<Slot>(N * std::size_t{4} / 3 + 24).swap(basis.slots); }));
+    static_cast<void>(FitsInMemory([&] { std::vector<Bucket>(BucketsFor(N)).swap(basis.buckets); }));
   }
-  std::fill(basis.slots.begin(), basis.slots.end(), Slot{});
+  std::fill(basis.buckets.begin(), basis.buckets.end(), Bucket{});
   const std::uint32_t words = KeyWords(basis.layout);
   constexpr std::uint32_t ahead = 16;
   std::uint32_t hashes[ahead];
   const auto prepare = [&](std::uint32_t i) {
     hashes[i % ahead] = KeyHash(basis.keys.at(i), words);
-    __builtin_prefetch(&basis.slots[HomeSlot(hashes[i % ahead], basis.slots.size())], 1);
+    __builtin_prefetch(&basis.buckets[HomeBucket(hashes[i % ahead], basis.buckets.size())], 1);
   };
   for (std::uint32_t i = 1; i <= std::min(N, ahead - 1); ++i) prepare(i);
   for (std::uint32_t i = 1; i <= N; ++i) {
     if (i + ahead - 1 <= N) prepare(i + ahead - 1);
-    Enter(basis.slots, {hashes[i % ahead], i});
+    const std::uint32_t hash = hashes[i % ahead];
+    Enter(basis.buckets, HomeBucket(hash, basis.buckets.size()), hash, i);
   }
 }
 
@@ -179,7 +227,8 @@ bool QSameBasis(const DeterminantBasis& a, const DeterminantBasis& b) {
 }
 
 std::size_t OwnedBytes(const DeterminantBasis& basis) {
-  return basis.keys.capacity() * basis.keys.width * sizeof(KeyWord) + basis.slots.capacity() * sizeof(Slot);
+  return basis.keys.capacity() * basis.keys.width * sizeof(KeyWord) +
+         basis.buckets.capacity() * sizeof(Bucket);
 }
 
 }  // namespace fermix

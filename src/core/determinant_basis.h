@@ -10,15 +10,17 @@
 namespace fermix {
 
 struct DeterminantBasis {
-  // One slot of the index: open addressing by the high bits of the hash, so that slots stand in hash order.
-  struct Slot {
-    std::uint32_t hash = 0, number = 0;  // number 0: empty
+  // A bucket of the index, one cache line: full 32-bit hashes, never 0, and the numbers that go with them. It
+  // fills from the front; hash 0 is an empty place. A full bucket runs over into the next one.
+  struct alignas(64) Bucket {
+    static constexpr std::uint32_t Places = 8;
+    std::uint32_t hash[Places] = {}, number[Places] = {};
   };
   KeyLayout layout;
   std::uint32_t NBitsKey = 16;  // the setting that scripts see; the index has the size that the load asks for
   std::uint32_t N = 0;
-  BlockedArray<KeyWord> keys;  // element i at keys.at(i), KeyWords(layout) words
-  std::vector<Slot> slots;
+  BlockedArray<KeyWord> keys;   // element i at keys.at(i), KeyWords(layout) words
+  std::vector<Bucket> buckets;  // in the order of the hashes that they hold
 
   explicit DeterminantBasis(KeyLayout keyLayout = {}, std::uint32_t bits = 16);
 };

@@ -18,25 +18,13 @@ Complex16 SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coe
                             const WaveFunctionType& ket, const BlockedArray<K>& k) {
   using T = decltype(C{} * K{});
   decltype(T{} * B{}) sum{};
-  SurvivingTerms terms(O);
-  std::vector<KeyWord> keys(std::size_t{BasisBatch} * O.words);
-  T values[BasisBatch];
-  std::uint32_t numbers[BasisBatch], count = 0;
-  const auto flush = [&] {
-    BasisFindBatch(*bra.basis, keys.data(), count, numbers);
-    for (std::uint32_t i = 0; i < count; ++i)
-      if (numbers[i]) sum += Conj(b[numbers[i]]) * values[i];
-    count = 0;
-  };
-  for (std::uint32_t i = 1; i <= ElementCount(ket); ++i) {
-    FindSurvivingTerms(O, ElementKey(ket, i), false, terms);
-    for (std::uint32_t s = 0; s < terms.count; ++s) {
-      std::copy_n(&terms.keys[std::size_t{s} * O.words], O.words, &keys[std::size_t{count} * O.words]);
-      values[count++] = (coefficients[terms.term[s]] * terms.amplitude[s]) * k[i];
-      if (count == BasisBatch) flush();
-    }
-  }
-  flush();
+  ForEachResult(
+      O, coefficients, false, 1, ElementCount(ket), *ket.basis, [&](std::uint32_t i) { return k[i]; },
+      [&](SurvivingTerms& results, const T* values) {
+        BasisFindBatch(*bra.basis, results.keys.data(), results.count, results.numbers.data());
+        for (std::uint32_t i = 0; i < results.count; ++i)
+          if (const std::uint32_t number = results.numbers[i]) sum += Conj(b[number]) * values[i];
+      });
   return sum;
 }
 

@@ -13,47 +13,23 @@ namespace {
 // Restrictions that filter nothing.
 const DeterminantRestrictionType Unrestricted;
 
-// Results wait here until 128 of them go to the basis together, so that looking keys up overlaps.
+// Adds a batch of results to a state whose basis grows.
 template <class T>
-struct ResultBatch {
-  explicit ResultBatch(std::uint32_t keyWords) : words(keyWords), keys(std::size_t{BasisBatch} * keyWords) {}
-  bool full() const { return count == BasisBatch; }
-  void add(const KeyWord* key, T value) {
-    std::copy_n(key, words, &keys[std::size_t{count} * words]);
-    values[count++] = value;
-  }
-  std::uint32_t words, count = 0;
-  std::vector<KeyWord> keys;
-  T values[BasisBatch];
-  std::uint32_t numbers[BasisBatch];
-};
-
-// Adds the batch to the state, whose basis grows.
-template <class T>
-void Flush(ResultBatch<T>& batch, DeterminantBasis& basis, BlockedArray<T>& values) {
-  BasisAddBatch(basis, batch.keys.data(), batch.count, batch.numbers);
+void AddResults(SurvivingTerms& results, const T* added, DeterminantBasis& basis, BlockedArray<T>& values) {
+  const std::uint32_t* numbers = results.numbers.data();
+  BasisAddBatch(basis, results.keys.data(), results.count, results.numbers.data());
   values.resize(std::size_t{basis.N} + 1);
-  for (std::uint32_t i = 0; i < batch.count; ++i) __builtin_prefetch(&values[batch.numbers[i]], 1);
-  for (std::uint32_t i = 0; i < batch.count; ++i) values[batch.numbers[i]] += batch.values[i];
-  batch.count = 0;
+  for (std::uint32_t i = 0; i < results.count; ++i) __builtin_prefetch(&values[numbers[i]], 1);
+  for (std::uint32_t i = 0; i < results.count; ++i) values[numbers[i]] += added[i];
 }
 
-// Adds what lies inside the basis of the state.
+// Adds what lies inside the basis.
 template <class T>
-void FlushInside(ResultBatch<T>& batch, const DeterminantBasis& basis, BlockedArray<T>& values) {
-  BasisFindBatch(basis, batch.keys.data(), batch.count, batch.numbers);
-  for (std::uint32_t i = 0; i < batch.count; ++i)
-    if (batch.numbers[i]) values[batch.numbers[i]] += batch.values[i];
-  batch.count = 0;
-}
-
-// Calls result(key, value) for all that O makes of one determinant with coefficient x, in stored order.
-template <class C, class X, class Result>
-void ApplyToDeterminant(const CompiledOperator& O, const std::vector<C>& coefficients, const KeyWord* key,
-                        X x, bool restricted, SurvivingTerms& terms, Result&& result) {
-  FindSurvivingTerms(O, key, restricted, terms);
-  for (std::uint32_t k = 0; k < terms.count; ++k)
-    result(&terms.keys[std::size_t{k} * O.words], (coefficients[terms.term[k]] * terms.amplitude[k]) * x);
+void AddResultsInside(SurvivingTerms& results, const T* added, const DeterminantBasis& basis,
+                      BlockedArray<T>& values) {
+  BasisFindBatch(basis, results.keys.data(), results.count, results.numbers.data());
+  for (std::uint32_t i = 0; i < results.count; ++i)
+    if (const std::uint32_t number = results.numbers[i]) values[number] += added[i];
 }
 
 constexpr const char Letters[] = "RCM";
@@ -74,21 +50,15 @@ WaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vector<C>&
   using T = decltype(C{} * X{});
   WaveFunctionType Opsi(Layout(psi), IsComplex<T>, psi.basis->NBitsKey);
   auto& values = std::get<BlockedArray<T>>(Opsi.values);
-  SurvivingTerms terms(O);
-  ResultBatch<T> batch(O.words);
-  bool last = false;
+  std::uint32_t reached = 0;
   const bool fits = FitsInMemory([&] {
-    for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
-      ApplyToDeterminant(O, coefficients, ElementKey(psi, i), x[i], true, terms,
-                         [&](const KeyWord* key, T value) {
-                           batch.add(key, value);
-                           if (batch.full()) Flush(batch, *Opsi.basis, values);
-                         });
-    last = true;
-    Flush(batch, *Opsi.basis, values);
+    ForEachResult(
+        O, coefficients, true, 1, ElementCount(psi), *psi.basis,
+        [&](std::uint32_t i) { return x[reached = i]; },
+        [&](SurvivingTerms& results, const T* added) { AddResults(results, added, *Opsi.basis, values); });
   });
   if (fits) return Opsi;
-  SayFlushFailed(O, psi, last);
+  SayFlushFailed(O, psi, reached == ElementCount(psi));
   throw std::bad_alloc();
 }
 
@@ -96,15 +66,9 @@ template <class C, class X, class T>
 void ProductInside(const CompiledOperator& O, const std::vector<C>& coefficients, const WaveFunctionType& psi,
                    const BlockedArray<X>& x, const DeterminantBasis& basis, BlockedArray<T>& values) {
   values.fill(T{});
-  SurvivingTerms terms(O);
-  ResultBatch<T> batch(O.words);
-  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
-    ApplyToDeterminant(O, coefficients, ElementKey(psi, i), x[i], false, terms,
-                       [&](const KeyWord* key, T value) {
-                         batch.add(key, value);
-                         if (batch.full()) FlushInside(batch, basis, values);
-                       });
-  FlushInside(batch, basis, values);
+  ForEachResult(
+      O, coefficients, false, 1, ElementCount(psi), *psi.basis, [&](std::uint32_t i) { return x[i]; },
+      [&](SurvivingTerms& results, const T* added) { AddResultsInside(results, added, basis, values); });
 }
 
 }  // namespace
@@ -150,15 +114,17 @@ int OperatorDeterminantPreAllocated(const CompiledOperator& O, const KeyWord* ke
                        : Fail(
                              "Can't store result of mixed complex/real operator times determinant in real "
                              "function\n");
-  SurvivingTerms terms(O);
+  SurvivingTerms results(O);
+  FindSurvivingTerms(O, key, false, results);
+  BasisFindBatch(*Opsi.basis, results.keys.data(), results.count, results.numbers.data());
   std::visit(
-      [&](const auto& c, auto& values) {
+      [&](const auto& coefficients, auto& values) {
         using T = std::decay_t<decltype(values[0])>;
         values.fill(T{});
-        if constexpr (IsComplex<T> || !IsComplex<std::decay_t<decltype(c[0])>>)
-          ApplyToDeterminant(O, c, key, 1.0, false, terms, [&](const KeyWord* image, T value) {
-            if (const std::uint32_t number = BasisFind(*Opsi.basis, image)) values[number] += value;
-          });
+        if constexpr (IsComplex<T> || !IsComplex<std::decay_t<decltype(coefficients[0])>>)
+          for (std::uint32_t k = 0; k < results.count; ++k)
+            if (results.numbers[k])
+              values[results.numbers[k]] += coefficients[results.term[k]] * results.amplitude[k];
       },
       O.values, Opsi.values);
   return 0;

@@ -51,17 +51,17 @@ std::uint32_t TestTerms(const CompiledOperator& O, const KeyWord* key, std::uint
 }
 
 // Results of purely fermionic terms on keys of one word.
-FERMIX_VECTOR_CLONES void ApplyOneWord(const KeyWord* flip, const KeyWord* sign, const std::uint32_t* term,
-                                       std::uint32_t count, KeyWord key, KeyWord* keys, double* amplitude) {
+FERMIX_POPCOUNT_CLONES void ApplyOneWord(const KeyWord* flip, const KeyWord* sign, const std::uint32_t* term,
+                                         std::uint32_t count, KeyWord key, KeyWord* keys, double* amplitude) {
   for (std::uint32_t i = 0; i < count; ++i) {
     keys[i] = key ^ flip[term[i]];
     amplitude[i] = __builtin_popcountll(key & sign[term[i]]) & 1 ? -1.0 : 1.0;
   }
 }
 
-FERMIX_VECTOR_CLONES void ApplyWords(const KeyWord* flip, const KeyWord* sign, std::uint32_t words,
-                                     const std::uint32_t* term, std::uint32_t count, const KeyWord* key,
-                                     KeyWord* keys, double* amplitude) {
+FERMIX_POPCOUNT_CLONES void ApplyWords(const KeyWord* flip, const KeyWord* sign, std::uint32_t words,
+                                       const std::uint32_t* term, std::uint32_t count, const KeyWord* key,
+                                       KeyWord* keys, double* amplitude) {
   for (std::uint32_t i = 0; i < count; ++i) {
     const std::size_t from = std::size_t{term[i]} * words, to = std::size_t{i} * words;
     KeyWord counted = 0;
@@ -73,78 +73,86 @@ FERMIX_VECTOR_CLONES void ApplyWords(const KeyWord* flip, const KeyWord* sign, s
   }
 }
 
-// Terms with bosons step by step; those that kill the determinant leave the list.
-void ApplyLaders(const CompiledOperator& O, const KeyWord* key, SurvivingTerms& out) {
-  std::uint32_t kept = 0;
-  for (std::uint32_t i = 0; i < out.count; ++i) {
-    const std::uint32_t t = out.term[i];
-    KeyWord* to = &out.keys[std::size_t{kept} * O.words];
-    double amplitude = out.amplitude[i];
-    if (O.laderStart[t] == CompiledOperator::npos) {
-      std::copy_n(&out.keys[std::size_t{i} * O.words], O.words, to);
-    } else {
-      std::copy_n(key, O.words, to);
-      amplitude = OperatorLader(to, &O.lader[O.laderStart[t]], O.laderLength[t], O.layout.NFermion);
-      if (!(std::fabs(amplitude) > NumericalZero)) continue;
-    }
-    out.term[kept] = t;
-    out.amplitude[kept++] = amplitude;
-  }
-  out.count = kept;
-}
-
-// Drops results outside of the restrictions.
-void Restrict(const CompiledOperator& O, const KeyWord* key, SurvivingTerms& out) {
-  const std::uint32_t n = NRestrictions(O.Restrictions);
-  if (O.QChange)
-    for (std::uint32_t r = 0; r < n; ++r) out.counts[r] = RestrictionCount(O.Restrictions, r, key);
-  const auto allowed = [&](std::uint32_t i) {
-    if (!O.QChange) return QFulfillsRestrictions(O.Restrictions, &out.keys[std::size_t{i} * O.words]);
-    const std::int32_t* change = &O.change[std::size_t{out.term[i]} * n];
-    for (std::uint32_t r = 0; r < n; ++r) {
-      const std::uint32_t c = out.counts[r] + static_cast<std::uint32_t>(change[r]);
-      if (c > O.Restrictions.MaxOccupation[r] || c < O.Restrictions.MinOccupation[r]) return false;
-    }
-    return true;
-  };
-  std::uint32_t kept = 0;
-  for (std::uint32_t i = 0; i < out.count; ++i) {
-    if (!allowed(i)) continue;
+// Keeps the results from first on for which keep(i) is true.
+template <class Keep>
+void KeepResults(SurvivingTerms& out, std::uint32_t first, std::uint32_t words, Keep&& keep) {
+  std::uint32_t kept = first;
+  for (std::uint32_t i = first; i < out.count; ++i) {
+    if (!keep(i)) continue;
     if (kept != i) {
       out.term[kept] = out.term[i];
       out.amplitude[kept] = out.amplitude[i];
-      std::copy_n(&out.keys[std::size_t{i} * O.words], O.words, &out.keys[std::size_t{kept} * O.words]);
+      std::copy_n(&out.keys[std::size_t{i} * words], words, &out.keys[std::size_t{kept} * words]);
     }
     ++kept;
   }
   out.count = kept;
 }
 
+// Terms with bosons step by step; those that kill the determinant leave the list.
+void ApplyLaders(const CompiledOperator& O, const KeyWord* key, std::uint32_t first, SurvivingTerms& out) {
+  KeepResults(out, first, O.words, [&](std::uint32_t i) {
+    const std::uint32_t t = out.term[i];
+    if (O.laderStart[t] == CompiledOperator::npos) return true;
+    KeyWord* to = &out.keys[std::size_t{i} * O.words];
+    std::copy_n(key, O.words, to);
+    out.amplitude[i] = OperatorLader(to, &O.lader[O.laderStart[t]], O.laderLength[t], O.layout.NFermion);
+    return std::fabs(out.amplitude[i]) > NumericalZero;
+  });
+}
+
+// Drops results outside of the restrictions.
+void Restrict(const CompiledOperator& O, const KeyWord* key, std::uint32_t first, SurvivingTerms& out) {
+  const DeterminantRestrictionType& R = O.Restrictions;
+  const std::uint32_t n = NRestrictions(R);
+  if (!O.QChange) {
+    KeepResults(out, first, O.words, [&](std::uint32_t i) {
+      return QFulfillsRestrictions(R, &out.keys[std::size_t{i} * O.words]);
+    });
+    return;
+  }
+  for (std::uint32_t r = 0; r < n; ++r) out.occupation[r] = RestrictionCount(R, r, key);
+  KeepResults(out, first, O.words, [&](std::uint32_t i) {
+    const std::int32_t* change = &O.change[std::size_t{out.term[i]} * n];
+    for (std::uint32_t r = 0; r < n; ++r) {
+      const std::uint32_t c = out.occupation[r] + static_cast<std::uint32_t>(change[r]);
+      if (c > R.MaxOccupation[r] || c < R.MinOccupation[r]) return false;
+    }
+    return true;
+  });
+}
+
 }  // namespace
 
 SurvivingTerms::SurvivingTerms(const CompiledOperator& O)
-    : term(O.terms + 1),  // one more: the test without look-up writes ahead
-      amplitude(O.terms),
-      keys(std::size_t{O.terms} * O.words),
+    : term(BasisBatch + O.terms + 1),  // one more: the test without look-up writes ahead
+      amplitude(BasisBatch + O.terms),
+      keys(std::size_t{BasisBatch + O.terms} * O.words),
+      numbers(BasisBatch + O.terms),
       mask(O.rowWords),
-      counts(NRestrictions(O.Restrictions)) {}
+      occupation(NRestrictions(O.Restrictions)) {}
 
-void FindSurvivingTerms(const CompiledOperator& O, const KeyWord* key, bool restricted, SurvivingTerms& out) {
+std::uint32_t FindSurvivingTerms(const CompiledOperator& O, const KeyWord* key, bool restricted,
+                                 SurvivingTerms& out) {
+  const std::uint32_t first = out.count;
+  std::uint32_t* term = out.term.data() + first;
+  std::uint32_t found;
   if (O.rows.empty()) {
-    out.count = TestTerms(O, key, out.term.data());
+    found = TestTerms(O, key, term);
   } else {
     AndRows(O.rows.data(), key, O.sliceBits, O.slices, O.rowWords, out.mask.data());
-    out.count = CollectBits(out.mask.data(), O.terms, out.term.data());
+    found = CollectBits(out.mask.data(), O.terms, term);
   }
+  KeyWord* keys = out.keys.data() + std::size_t{first} * O.words;
   if (O.words == 1) {
-    ApplyOneWord(O.flip.data(), O.sign.data(), out.term.data(), out.count, *key, out.keys.data(),
-                 out.amplitude.data());
+    ApplyOneWord(O.flip.data(), O.sign.data(), term, found, *key, keys, out.amplitude.data() + first);
   } else {
-    ApplyWords(O.flip.data(), O.sign.data(), O.words, out.term.data(), out.count, key, out.keys.data(),
-               out.amplitude.data());
+    ApplyWords(O.flip.data(), O.sign.data(), O.words, term, found, key, keys, out.amplitude.data() + first);
   }
-  if (O.QLader) ApplyLaders(O, key, out);
-  if (restricted && !O.Restrictions.Masks.empty()) Restrict(O, key, out);
+  out.count += found;
+  if (O.QLader) ApplyLaders(O, key, first, out);
+  if (restricted && !O.Restrictions.Masks.empty()) Restrict(O, key, first, out);
+  return first;
 }
 
 }  // namespace fermix

@@ -3,22 +3,49 @@
 #pragma once
 
 #include "core/compiled_operator.h"
+#include "core/determinant_basis.h"
 
 namespace fermix {
 
-// Results for one determinant, in stored order of the terms.
+// A batch of results, in the order in which they arise: determinant by determinant, terms in stored order. It
+// has room for one more determinant's worth as long as fewer than BasisBatch stand in it.
 struct SurvivingTerms {
   explicit SurvivingTerms(const CompiledOperator& O);
   std::uint32_t count = 0;
   std::vector<std::uint32_t> term;
-  std::vector<double> amplitude;  // above NumericalZero in magnitude
-  std::vector<KeyWord> keys;      // words a survivor
+  std::vector<double> amplitude;       // above NumericalZero in magnitude
+  std::vector<KeyWord> keys;           // words a result
+  std::vector<std::uint32_t> numbers;  // for the user: where the results stand in a basis
   // Scratch.
   std::vector<KeyWord> mask;
-  std::vector<std::uint32_t> counts;  // of the restrictions on the determinant
+  std::vector<std::uint32_t> occupation;  // what each restriction counts on the determinant
 };
 
-// Fills out for key; terms whose result breaks the restrictions of O are left out when restricted is true.
-void FindSurvivingTerms(const CompiledOperator& O, const KeyWord* key, bool restricted, SurvivingTerms& out);
+// Appends the results for key; terms whose result breaks the restrictions of O are left out when restricted
+// is true. Returns the position of the first.
+std::uint32_t FindSurvivingTerms(const CompiledOperator& O, const KeyWord* key, bool restricted,
+                                 SurvivingTerms& out);
+
+// Results of an operator wait here with their values until enough have come together that looking up their
+// keys overlaps: the one loop of all products. For each of the determinants i = first .. last of a state,
+// value(i) is its coefficient; flush(results, values) takes a batch over.
+template <class C, class Value, class Flush>
+void ForEachResult(const CompiledOperator& O, const std::vector<C>& coefficients, bool restricted,
+                   std::uint32_t first, std::uint32_t last, const DeterminantBasis& basis, Value&& value,
+                   Flush&& flush) {
+  using T = decltype(C{} * value(first));
+  SurvivingTerms results(O);
+  std::vector<T> values(results.amplitude.size());
+  for (std::uint32_t i = first; i <= last; ++i) {
+    const auto x = value(i);
+    for (std::uint32_t k = FindSurvivingTerms(O, basis.keys.at(i), restricted, results); k < results.count;
+         ++k)
+      values[k] = (coefficients[results.term[k]] * results.amplitude[k]) * x;
+    if (results.count < BasisBatch) continue;
+    flush(results, values.data());
+    results.count = 0;
+  }
+  flush(results, values.data());
+}
 
 }  // namespace fermix
