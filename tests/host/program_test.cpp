@@ -155,7 +155,7 @@ TEST(Program, TellsTheEndOfAScriptByItsStatus) {
   } cases[] = {
       {"print(1)", 0, "1\n", ""},
       {"print(1) error('x', 0)", 1, "1\n", "Error while executing the script:\nx\n\n"},
-      {"error(42)", 1, "", "Error while executing the script:\n42\n\n"},
+      {"error(42, 0)", 1, "", "Error while executing the script:\n42\n\n"},
       {"error()", 1, "", "Error while executing the script:\n(null)\n\n"},
       {"error({})", 1, "", "Error while executing the script:\n(null)\n\n"},
       {"error(I)", 1, "", "Error while executing the script:\n(null)\n\n"},
@@ -178,7 +178,8 @@ TEST(Program, ReportsWhatCannotBeLoadedOnStandardOutput) {
   for (const char* name : {"-", "-e", "no such file.lua"}) {
     const ProgramResult result = RunProgram({name, "print(1)"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "Error while loading the script:\ncannot open " + std::string(name) + "\n\n");
+    EXPECT_EQ(result.out, "Error while loading the script:\ncannot open " + std::string(name) +
+                              ": No such file or directory\n\n");
     EXPECT_EQ(result.err, "");
   }
   const ProgramResult result = RunScriptText("x = = 1");

@@ -47,7 +47,7 @@ TEST(NumberToStringMaxWidth, TakesTheFormThatFits) {
                {1234567, 7, " 1.23e6"},
                {1234567, 8, " 1234567"},
                {0.00012345, 7, " 1.2e-4"},
-               {-1.25e-100, 9, "-1.2e-100"},
+               {-1.24e-100, 9, "-1.2e-100"},
                {1e300, 7, " 1e300"},
                {9.96e99, 6, " 1e100"},  // rounding carries into the exponent
                {99999.6, 6, " 1e5"},
