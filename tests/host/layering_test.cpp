@@ -1,10 +1,10 @@
 // Includes point downwards only, and Lua stays in its files: reads every #include line below src.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 
@@ -43,7 +43,16 @@ std::string Complaint(const std::string& file, const std::string& target) {
   return standsOn.at(folder).contains(below) || !standsOn.contains(below) ? "" : "upward include";
 }
 
+// What the line includes; empty when it is no #include.
+std::string IncludedFile(const std::string& line) {
+  char target[256];
+  return std::sscanf(line.c_str(), " # include %*1[<\"]%255[^>\"]", target) == 1 ? target : "";
+}
+
 TEST(Layering, TheRuleItself) {
+  EXPECT_EQ(IncludedFile("#include \"core/operator.h\"  // why"), "core/operator.h");
+  EXPECT_EQ(IncludedFile("  # include <map>"), "map");
+  EXPECT_EQ(IncludedFile("// #include <map>"), "");
   EXPECT_EQ(Complaint("core/operator.cpp", "linalg/compact_matrix.h"), "");
   EXPECT_EQ(Complaint("core/operator_script.cpp", "lua.hpp"), "");
   EXPECT_EQ(Complaint("core/operator.cpp", "sys/mman.h"), "");
@@ -58,7 +67,6 @@ TEST(Layering, TheRuleItself) {
 
 TEST(Layering, AllIncludesPointDownwards) {
   const fs::path src = fs::path(FERMIX_SOURCE_DIR) / "src";
-  const std::regex include("^\\s*#\\s*include\\s*[<\"]([^>\"]+)[>\"]");
   int files = 0;
   for (const auto& entry : fs::recursive_directory_iterator(src)) {
     if (!entry.is_regular_file()) continue;
@@ -66,9 +74,9 @@ TEST(Layering, AllIncludesPointDownwards) {
     std::ifstream text(entry.path());
     ++files;
     for (std::string line; std::getline(text, line);) {
-      std::smatch match;
-      if (!std::regex_search(line, match, include)) continue;
-      EXPECT_EQ(Complaint(file, match[1]), "") << file << " includes " << match[1];
+      const std::string target = IncludedFile(line);
+      if (target.empty()) continue;
+      EXPECT_EQ(Complaint(file, target), "") << file << " includes " << target;
     }
   }
   EXPECT_GT(files, 50);

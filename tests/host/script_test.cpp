@@ -44,7 +44,14 @@ class Script : public testing::Test {
     if (lua_gettop(L) == 0) return "";
     std::size_t length = 0;
     const char* text = luaL_tolstring(L, -1, &length);
-    return {text, length};
+    return WithoutFunctionName({text, length});
+  }
+
+  // Lua names a function that pcall calls by a search through the globals, in no fixed order.
+  static std::string WithoutFunctionName(std::string text) {
+    const std::size_t from = text.find("' (") == std::string::npos ? std::string::npos : text.find(" to '");
+    if (from != std::string::npos) text.replace(from + 5, text.find("' (") - from - 5, "?");
+    return text;
   }
 
   lua_State* L;
@@ -78,9 +85,8 @@ TEST_F(Script, NumbersAreRoundedAndBounded) {
                {"uint8(257.4)", "1"}};
   for (const auto& c : cases) EXPECT_EQ(Run("return " + std::string(c.call)), c.result) << c.call;
   for (const char* bad : {"nil", "{}", "'a'", "I", ""})
-    EXPECT_NE(
-        Run("return uint32(" + std::string(bad) + ")").find("bad argument #1 to 'uint32' (number expected"),
-        std::string::npos);
+    EXPECT_NE(Run("return uint32(" + std::string(bad) + ")").find("bad argument #1 to '?' (number expected"),
+              std::string::npos);
 }
 
 template <class T>
@@ -103,7 +109,7 @@ TEST_F(Script, ArraysNestAndSingleValuesCount) {
   EXPECT_EQ(call("{1, {2, 3}}"), "is 1;2,3");
   EXPECT_EQ(call("7"), "is 7");
   EXPECT_EQ(call("{}"), "is not ");
-  EXPECT_NE(call("{{1}, {2, false}}").find("bad argument #-1 to 'array' (number expected, got boolean)"),
+  EXPECT_NE(call("{{1}, {2, false}}").find("bad argument #-1 to '?' (number expected, got boolean)"),
             std::string::npos);
   EXPECT_NE(call("nil").find("number expected, got nil"), std::string::npos);
 }
@@ -123,7 +129,7 @@ TEST_F(Script, ComplexArraysTakeNumbersAndGiveThemBack) {
   EXPECT_EQ(Run("return select(2, pcall(complex, {1, {}}))"),
             "Error in reading complex table in luaL_checkarray_complex16\n");
   EXPECT_EQ(Run("return select(2, pcall(complex, 1))"),
-            "bad argument #1 to '_G.complex' (table expected, got number)");
+            "bad argument #1 to '?' (table expected, got number)");
 }
 
 int ReadOptions(lua_State* L) {
@@ -192,10 +198,10 @@ TEST_F(Script, BadOptionsAreNamed) {
        "Error in option 1, Options should be a list of two elements of the form {\"NAME\",value}\n"},
       {"{{'Flag', 1}, {'Flags', 1}}", "Error in option 2, Unrecognized option \"Flags\"\n " + possible},
       {"{{'', 1}}", "Error in option 1, Unrecognized option \"\"\n " + possible},
-      {"{{'Number', {}}}", "bad argument #-1 to '_G.options' (number expected, got table)"},
-      {"{{'Text', true}}", "bad argument #-1 to '_G.options' (string expected, got boolean)"},
-      {"{{'Vector', 1}}", "bad argument #-1 to '_G.options' (table expected, got number)"},
-      {"1", "bad argument #1 to '_G.options' (table expected, got number)"},
+      {"{{'Number', {}}}", "bad argument #-1 to '?' (number expected, got table)"},
+      {"{{'Text', true}}", "bad argument #-1 to '?' (string expected, got boolean)"},
+      {"{{'Vector', 1}}", "bad argument #-1 to '?' (table expected, got number)"},
+      {"1", "bad argument #1 to '?' (table expected, got number)"},
   };
   for (const auto& c : cases)
     EXPECT_EQ(Run("return select(2, pcall(options, " + std::string(c.list) + "))"), c.message) << c.list;
