@@ -60,7 +60,8 @@ void ExpectNear(const Reference& a, const Reference& b) {
 TEST(WaveFunction, ElementsKeepInsertionOrderAcrossBlocksAndSumUp) {
   WaveFunctionType psi(TwentyOrbitals);
   for (std::uint32_t k = 0; k < 40000; ++k) RealWaveFunctionAddElement(psi, KeyOf(k * 7 % 1048573).data(), k);
-  for (std::uint32_t k = 0; k < 40000; ++k) RealWaveFunctionAddElement(psi, KeyOf(k * 7 % 1048573).data(), 0.5);
+  for (std::uint32_t k = 0; k < 40000; ++k)
+    RealWaveFunctionAddElement(psi, KeyOf(k * 7 % 1048573).data(), 0.5);
   ASSERT_EQ(ElementCount(psi), 40000u);
   EXPECT_EQ(NBlok(*psi.basis), 3u);
   for (std::uint32_t k = 0; k < 40000; ++k) {
@@ -79,7 +80,8 @@ TEST(WaveFunction, SumsAndProductsFollowTheirDefinitions) {
   for (const bool complexA : {false, true})
     for (const bool complexB : {false, true})
       for (const KeyLayout layout : {TwentyOrbitals, KeyLayout{150, 0}, KeyLayout{20, 3}}) {
-        const auto a = RandomState(random, 900, complexA, layout), b = RandomState(random, 500, complexB, layout);
+        const auto a = RandomState(random, 900, complexA, layout),
+                   b = RandomState(random, 500, complexB, layout);
         if (KeyWords(layout) > 1) {  // keys of several words: the first alone does not tell them apart
           EXPECT_NEAR(WaveFunctionDotProduct(a, a).re, WaveFunctionCalculateNormSqr(a), 1e-11);
           continue;

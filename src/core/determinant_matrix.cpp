@@ -1,0 +1,40 @@
+#include "core/determinant_matrix.h"
+
+#include "core/compiled_operator.h"
+#include "core/space_check.h"
+#include "core/surviving_terms.h"
+
+namespace fermix {
+
+namespace {
+
+template <class C, class T>
+void FillColumns(const CompiledOperator& O, const std::vector<C>& coefficients, const DeterminantBasis& basis,
+                 std::vector<T>& elements) {
+  SurvivingTerms terms(O);
+  for (std::size_t j = 0; j < basis.N; ++j) {
+    terms.count = 0;
+    FindSurvivingTerms(O, basis.keys.at(j + 1), false, terms);
+    for (std::uint32_t t = 0; t < terms.count; ++t)
+      if (const std::uint32_t number = BasisFind(basis, &terms.keys[std::size_t{t} * O.words]))
+        elements[(std::size_t{number} - 1) * basis.N + j] += coefficients[terms.term[t]] * terms.amplitude[t];
+  }
+}
+
+}  // namespace
+
+CompactMatrixType OperatorToDeterminantMatrix(const OperatorType& H, const WaveFunctionType& basis) {
+  RequireSameSpace(Layout(basis), "Wave-function", H.layout, "the operator");
+  static const DeterminantRestrictionType unrestricted;
+  const CompiledOperator O = CompileOperator(H, &unrestricted, ElementCount(basis));
+  CompactMatrixType A = InitCompactMatrix(ElementCount(basis), ElementCount(basis), O.values.index() == 1);
+  std::visit(
+      [&](const auto& coefficients) {
+        using Vector = std::decay_t<decltype(coefficients)>;
+        FillColumns(O, coefficients, *basis.basis, std::get<Vector>(A.Data));
+      },
+      O.values);
+  return A;
+}
+
+}  // namespace fermix

@@ -1,0 +1,16 @@
+// Dense matrices of operators on the determinants of a state.
+#pragma once
+
+#include "core/operator.h"
+#include "core/wave_function.h"
+#include "linalg/compact_matrix.h"
+
+namespace fermix {
+
+// Element (i, j) = <i| H |j> for the determinants of basis in element order, i and j from 0; complex if H is
+// not real. What leaves the basis is dropped, restrictions of H are not looked at. Throws bad_alloc, and
+// invalid_argument when the spaces differ.
+[[nodiscard]] CompactMatrixType OperatorToDeterminantMatrix(const OperatorType& H,
+                                                            const WaveFunctionType& basis);
+
+}  // namespace fermix

@@ -1,0 +1,182 @@
+#include "solvers/basis_growth.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cstdlib>
+
+#include "core/operator_on_state.h"
+#include "host/base/status.h"
+#include "host/base/verbosity.h"
+
+namespace fermix {
+
+namespace {
+
+// Up to here all determinants are tried.
+constexpr std::uint32_t CompleteBasisOrbitals = 24;
+// A start state of a norm below this is numerical noise of the orthogonalisation.
+constexpr double NoiseNorm = 1000 * DBL_EPSILON;
+
+void AddPlaceholder(WaveFunctionType& psi, const KeyWord* key, Complex16 value) {
+  if (QComplex(psi)) return ComplexWaveFunctionAddElement(psi, key, value);
+  RealWaveFunctionAddElement(psi, key, value.re);
+}
+
+// 1 + all hops within a restriction, the constant keeping the present determinants.
+OperatorType HoppingOperator(const DeterminantRestrictionType& R, const KeyLayout& layout) {
+  OperatorType hop = InitOperator(layout.NFermion, layout.NBoson);
+  InitOperatorFixedLength(hop, 2, 8);
+  OperatorAddConstant(hop, 1.0);
+  const auto add = [&](std::uint32_t to, std::uint32_t from) {
+    const LadderIndex lader[] = {Annihilate(from), Create(to)};
+    RealOperatorAddLader(hop, lader, 2, 1.0);
+  };
+  for (const Key& mask : R.Masks)
+    for (std::uint32_t i = 0; i < layout.NFermion; ++i) {
+      if (!QOccupied(mask.data(), i)) continue;
+      for (std::uint32_t j = i + 1; j < layout.NFermion; ++j) {
+        if (!QOccupied(mask.data(), j)) continue;
+        add(i, j);
+        add(j, i);
+      }
+    }
+  return hop;
+}
+
+// Random determinants of about the same filling inside R. An orbital that was used often is chosen less, so
+// that the occupations spread.
+class RandomDeterminants {
+ public:
+  RandomDeterminants(const DeterminantRestrictionType& R, const KeyLayout& layout)
+      : R_(R), layout_(layout), key_(KeyWords(layout)), load_(layout.NFermion) {}
+
+  // Builds the next one; status 1 when restrictions contradict each other.
+  [[nodiscard]] int Next() {
+    std::fill(key_.begin(), key_.end(), KeyWord{0});
+    std::uint32_t set = 0;
+    for (std::uint32_t i = 0; i < layout_.NFermion; ++i) {
+      const bool must = QMustOccupy(i, layout_.NFermion, key_.data(), R_),
+                 cannot = QCanNotOccupy(i, layout_.NFermion, key_.data(), R_);
+      if (must && cannot) return Fail("Cannot fullfill all restrictions in CreateStartingFunctions\n");
+      if (cannot || (!must && !Chosen(i))) continue;
+      key_[i / 64] |= OrbitalBit(i);
+      ++set;
+    }
+    for (std::uint32_t i = 0; i < layout_.NFermion; ++i) load_[i] += QOccupied(key_.data(), i);
+    fill_ = (fill_ * k_ + double(set) / layout_.NFermion) / (k_ + 1);
+    ++k_;
+    return 0;
+  }
+  const KeyWord* key() const { return key_.data(); }
+
+ private:
+  bool Chosen(std::uint32_t i) const {
+    const double r = std::rand() / 2147483647.0;
+    return load_[i] < fill_ * (2 * r) * (2 * r) * (k_ + 1) * (k_ + 1) / 200.0;
+  }
+
+  const DeterminantRestrictionType& R_;
+  KeyLayout layout_;
+  Key key_;
+  std::vector<double> load_;  // how many determinants so far have the orbital occupied
+  double fill_ = 0.5, k_ = 0;
+};
+
+int FillLargeSystem(const OperatorType& H, std::uint32_t N, const DeterminantRestrictionType& R,
+                    WaveFunctionType& psi0, WaveFunctionType& psi) {
+  RandomDeterminants random(R, Layout(psi0));
+  const std::uint64_t count = std::min<std::uint64_t>(300 + 100 * std::uint64_t{N}, 5000);
+  for (std::uint64_t k = 0; k < count; ++k) {
+    if (random.Next()) return 1;
+    AddPlaceholder(psi0, random.key(), 1.0);
+  }
+  VerbosityPrintf(0x20000, "Random state psi0 created in CreateStartingFunctions\n");
+  WaveFunctionRandomize(psi0);
+  if (!FitsInMemory([&] { psi = OperatorPsiRestricted(H, psi0, R); }))
+    return Fail("OperatorPsiRestricted failed in CreateStartingFunctions\n");
+  WaveFunctionAddUnionBasis(psi, psi0);
+  psi0 = WaveFunctionType();
+  // A failure leaves fewer determinants than states, which is warned of below.
+  if (ElementCount(psi) < N) static_cast<void>(ExtendBasisUsingRestrictions(R, psi));
+  return 0;
+}
+
+// The first state, which carries the basis of all.
+int CreateFirstFunction(const OperatorType& H, std::uint32_t N, const DeterminantRestrictionType& R,
+                        WaveFunctionType& psi, std::uint32_t NBitsKey) {
+  WaveFunctionType psi0(H.layout, QComplex(H) != 0, NBitsKey);
+  if (H.layout.NFermion > CompleteBasisOrbitals) return FillLargeSystem(H, N, R, psi0, psi);
+  if (ExtendBasisCompletenessSmallSystems(R, psi0)) throw std::bad_alloc();
+  VerbosityPrintf(0x20000, "All possible states psi0 created in CreateStartingFunctions\n");
+  if (ElementCount(psi0)) WaveFunctionRandomize(psi0);
+  psi = std::move(psi0);
+  return 0;
+}
+
+void WarnAboutZeroStates() {
+  VerbosityPrintf(
+      2,
+      "Warning: Number of eigenstates you want to calculate largen than number of determinants in random "
+      "starting vector\n"
+      "This can be a problem as the dimension of the Hilbert space is larger than the number of states "
+      "wanted.\n"
+      "Several starting states will be 0.\n"
+      "If the basis does not expand correctly during the iterative search for eigenstates you will end with "
+      "0 vectors as eigenstates.\n");
+}
+
+}  // namespace
+
+int ExtendBasisUsingRestrictions(const DeterminantRestrictionType& R, WaveFunctionType& psi) {
+  if (FitsInMemory([&] { psi = OperatorPsiRestricted(HoppingOperator(R, Layout(psi)), psi, R); })) return 0;
+  return Fail("Warning: OperatorPsiRestricted failed in ExtendBasisUsingRestrictions\n");
+}
+
+int ExtendBasisCompletenessSmallSystems(const DeterminantRestrictionType& R, WaveFunctionType& psi) {
+  const std::uint32_t NFermion = Layout(psi).NFermion;
+  if (NFermion > 30)
+    return Fail("Error in ExtendBasisCompletenessSmallSystems max number of Fermions is 30\n");
+  Key key(KeyWords(Layout(psi)));
+  const auto addIfAllowed = [&](std::uint64_t occupation) {
+    key[0] = NFermion ? occupation << (64 - NFermion) : 0;  // orbital 0 is the highest bit
+    if (QFulfillsRestrictions(R, key.data())) AddPlaceholder(psi, key.data(), {1.0, 1.0});
+  };
+  const bool fits = FitsInMemory([&] {
+    addIfAllowed(0);
+    for (std::uint64_t occupation = (std::uint64_t{1} << NFermion) - 1; occupation > 0; --occupation)
+      addIfAllowed(occupation);
+  });
+  return fits ? 0 : 1;
+}
+
+void OrthogonalizeAgainstEarlier(std::vector<WaveFunctionType>& psi, std::size_t i) {
+  for (std::size_t j = 0; j < i; ++j)
+    WaveFunctionAddMultipliedSameBasis(psi[i], psi[j], -WaveFunctionDotProductSameBasis(psi[j], psi[i]));
+}
+
+int CreateStartingFunctions(const OperatorType& H, std::uint32_t N, const DeterminantRestrictionType& R,
+                            std::vector<WaveFunctionType>& psi, std::uint32_t NBitsKey) {
+  psi.clear();
+  if (N == 0) return 0;
+  psi.resize(1);
+  int status = 0;
+  if (!FitsInMemory([&] { status = CreateFirstFunction(H, N, R, psi[0], NBitsKey); }))
+    return Fail("WaveFunctionInit failed in CreateStartingFunctions\n");
+  if (status) return status;
+  if (ElementCount(psi[0]) < N) WarnAboutZeroStates();
+  if (!FitsInMemory([&] {
+        psi.reserve(N);
+        while (psi.size() < N) psi.push_back(WaveFunctionInitCopyBasis(psi[0]));
+      }))
+    return Fail("WaveFunctionInitCopyBasis failed in CreateStartingFunctions\n");
+  if (ElementCount(psi[0]) == 0) return 0;
+  for (std::uint32_t i = 0; i < N; ++i) {
+    WaveFunctionRandomize(psi[i]);
+    OrthogonalizeAgainstEarlier(psi, i);
+    const double norm = WaveFunctionCalculateNorm(psi[i]);
+    WaveFunctionMultiply(psi[i], norm < NoiseNorm ? 0.0 : 1 / norm, 0);
+  }
+  return 0;
+}
+
+}  // namespace fermix

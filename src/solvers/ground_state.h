@@ -1,0 +1,31 @@
+// The search for the lowest eigenstates of an operator whose Hilbert space can't be written down.
+//
+// The outer loop owns the determinant basis: H acts on the states, which pulls in the determinants that
+// matter; the inner solver finds the lowest states on the basis of the moment; truncation drops what does not
+// matter; and the search ends when the energy variance of every state is small.
+#pragma once
+
+#include <vector>
+
+#include "core/operator.h"
+#include "core/wave_function.h"
+#include "solvers/convergence_settings.h"
+
+namespace fermix {
+
+// On return psi holds the N lowest states, lowest first, all on one basis.
+//
+// H         gets a constant term of 0 if it has none; otherwise unchanged
+// settings  epsilon stays doubled when memory ran out
+// start     restrictions of the first basis. When it has any and NBitsKey is not 0, start states are created
+//           in it and first converged inside it; otherwise the search starts from the N states in psi
+// run       restrictions of the search itself; without any, those of H hold
+// NBitsKey  of the states that are created
+// Status 1 after lines when the search did not converge in 99 passes (psi holds the last states), or when
+// nothing is left that could be truncated.
+[[nodiscard]] int BlockGroundState(OperatorType& H, std::uint32_t N, ConvergenceSettingsType& settings,
+                                   const DeterminantRestrictionType& start,
+                                   const DeterminantRestrictionType& run, std::vector<WaveFunctionType>& psi,
+                                   std::uint32_t NBitsKey);
+
+}  // namespace fermix

@@ -1,0 +1,150 @@
+#include "solvers/lanczos.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "host/base/status.h"
+#include "host/base/verbosity.h"
+
+namespace fermix {
+
+namespace {
+
+constexpr std::uint32_t ProgressMask = 256;
+
+// One run: three vectors in rotation, v[i % 3] being vector i.
+class Lanczos {
+ public:
+  Lanczos(const CompiledOperator& H, WaveFunctionType psi, double epsilon, TriDiagonalMatrixType& M,
+          double width)
+      : H_(H), M_(M), N_(ChainLength(M)), eps_(epsilon), s2_(4 * width * width) {
+    v_[0] = std::move(psi);
+  }
+
+  void Run() {
+    Start();
+    for (std::uint32_t i = 1; i < N_; ++i) Step(i);
+    VerbosityPrintf(ProgressMask, "             | M.a[%3i] M.b[%3i]: %12.5E %12.5E | Err: %12.5E\n\n", N_,
+                    N_ - 1, M_.a[N_], M_.b[N_ - 1], error_);
+    std::fflush(stdout);
+  }
+
+ private:
+  // Vector 0 and the first product.
+  void Start() {
+    M_.a[0] = 0;
+    M_.b[0] = Normalize(v_[0]);
+    PrintSize(v_[0]);
+    Truncate(v_[0], eps_);
+    VerbosityPrintf(ProgressMask, "%12i\n", ElementCount(v_[0]));
+    v_[1] = ApplyH(v_[0], [&] { return eps_; });
+    M_.a[1] = Overlap(v_[1], v_[0]);
+    PrintSize(v_[1]);
+  }
+
+  void Step(std::uint32_t i) {
+    WaveFunctionType &vi = v_[i % 3], &before = v_[(i - 1) % 3], &next = v_[(i + 1) % 3];
+    Subtract(vi, before, M_.a[i], "&(v[vi]),v[vim],-M->a[i]");
+    M_.b[i] = Normalize(vi);
+    Truncate(vi, eps_ / error_);
+    VerbosityPrintf(ProgressMask, "%12i ", ElementCount(vi));
+    VerbosityPrintf(ProgressMask, "| M.a[%3i] M.b[%3i]: %12.5E %12.5E | Err: %12.5E\n", i, i - 1, M_.a[i],
+                    M_.b[i - 1], error_);
+    const double b2 = M_.b[i] * M_.b[i];
+    // A chain that closed at resolution 0 has nothing to be accurate about.
+    error_ = b2 + s2_ > 0 ? error_ * b2 / (b2 + s2_) : 0;
+    next = ApplyH(vi, [&] { return eps_ / error_; });
+    PrintSize(next);
+    M_.a[i + 1] = Overlap(next, vi);
+    Subtract(next, before, M_.b[i], "&(v[vip]),v[vim],-M->b[i]");
+    before = WaveFunctionType();
+  }
+
+  // Scales psi to norm 1 and gives the norm that it had; a zero vector stays one.
+  static double Normalize(WaveFunctionType& psi) {
+    const double norm = WaveFunctionCalculateNorm(psi);
+    WaveFunctionMultiply(psi, norm == 0 ? 0.0 : 1 / norm, 0);
+    return norm;
+  }
+
+  // A complex vector stays complex, whatever its imaginary parts.
+  static void Truncate(WaveFunctionType& psi, double epsilon) {
+    if (QComplex(psi)) {
+      ComplexWaveFunctionTruncateBasis(psi, epsilon);
+    } else {
+      WaveFunctionTruncateBasis(psi, epsilon);
+    }
+  }
+
+  static double Overlap(const WaveFunctionType& a, const WaveFunctionType& b) {
+    return WaveFunctionDotProduct(a, b).re;
+  }
+
+  static void PrintSize(const WaveFunctionType& psi) {
+    VerbosityPrintf(ProgressMask, "BasisSetSize: %12i ", ElementCount(psi));
+  }
+
+  template <class Threshold>
+  WaveFunctionType ApplyH(WaveFunctionType& psi, Threshold&& threshold) {
+    WaveFunctionType Hpsi;
+    while (!FitsInMemory([&] { Hpsi = OperatorPsi(H_, psi); })) GiveUpAccuracy("OperatorPsi", psi, threshold);
+    return Hpsi;
+  }
+
+  void Subtract(WaveFunctionType& psi, const WaveFunctionType& other, double factor, const char* arguments) {
+    while (!FitsInMemory([&] { WaveFunctionAddMultipliedUnionBasis(psi, other, -factor); })) {
+      char step[100];
+      std::snprintf(step, sizeof step, "RealWaveFunctionAddMultipliedUnionBasis(%s)", arguments);
+      GiveUpAccuracy(step, psi, [&] { return eps_ * WaveFunctionCalculateNorm(psi) / error_; });
+    }
+  }
+
+  // Doubles the threshold and makes psi smaller, so that the step that failed can be repeated. threshold() is
+  // asked after the doubling.
+  template <class Threshold>
+  void GiveUpAccuracy(const char* step, WaveFunctionType& psi, Threshold&& threshold) {
+    Say("Allocation of new memory failed in LanczosTriDiagonalize for the function %s\n", step);
+    const double before = eps_;
+    eps_ *= 2;
+    Say("reduce accuracy of the wave-function by a factor of two from %22.15E to %22.15E\n\n", before, eps_);
+    if (NBlok(*psi.basis) == 1) EndOfMemory();  // truncation could free nothing
+    Truncate(psi, threshold());
+  }
+
+  const CompiledOperator& H_;
+  TriDiagonalMatrixType& M_;
+  std::uint32_t N_;
+  double eps_, s2_;
+  double error_ = 1;  // how much the coefficients at this depth can still matter at the resolution
+  WaveFunctionType v_[3];
+};
+
+void Run(const OperatorType& H, const DeterminantRestrictionType& R, WaveFunctionType psi, double epsilon,
+         TriDiagonalMatrixType& M, double width) {
+  if (ChainLength(M) == 0) return;
+  const std::uint32_t kind = QComplex(H);
+  if (kind != 0)
+    OrSay("MakeComplexWaveFunctionFromReal failed in LanczosTriDiagonalize\n",
+          [&] { MakeComplexWaveFunctionFromReal(psi); });
+  const char form[] = {"RCM"[kind], QComplex(psi) ? 'C' : 'R', 0};
+  VerbosityPrintf(1, "Start of LanczosTriDiagonalize%s\n", form);
+  std::fflush(stdout);
+  const CompiledOperator compiled = CompileOperator(H, &R, std::size_t{ElementCount(psi)} * ChainLength(M));
+  Lanczos(compiled, std::move(psi), epsilon, M, width).Run();
+}
+
+}  // namespace
+
+void LanczosTriDiagonalize(const OperatorType& H, WaveFunctionType psi, double epsilon,
+                           TriDiagonalMatrixType& M, double width) {
+  if (NRestrictions(H.Restrictions)) WaveFunctionRestrict(psi, H.Restrictions);
+  Run(H, H.Restrictions, std::move(psi), epsilon, M, width);
+}
+
+void LanczosTriDiagonalizeRestricted(const OperatorType& H, WaveFunctionType psi,
+                                     const DeterminantRestrictionType& R, double epsilon,
+                                     TriDiagonalMatrixType& M, double width) {
+  Run(H, R, std::move(psi), epsilon, M, width);
+}
+
+}  // namespace fermix

@@ -1,0 +1,276 @@
+#include "spectra/create_spectra.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "core/determinant_matrix.h"
+#include "core/expectation.h"
+#include "core/operator_on_state.h"
+#include "host/base/status.h"
+#include "host/base/text.h"
+#include "solvers/lanczos.h"
+
+namespace fermix {
+
+namespace {
+
+// What a calculation works on.
+struct Problem {
+  const OperatorType& H;
+  const CreateSpectraSettings& settings;
+  const DeterminantRestrictionType& R;  // in force; may be empty
+  std::vector<WaveFunctionType> Tpsi;   // one a pair
+  std::vector<double> E0;               // one a pair
+};
+
+// Runs a step of the preparation; memory that does not suffice becomes advice to the user.
+template <class Step>
+void OrAdvise(const char* advice, Step&& step) {
+  if (!FitsInMemory(step)) throw std::runtime_error(advice);
+}
+
+WaveFunctionType TransitionState(const OperatorType& T, const WaveFunctionType& psi,
+                                 const DeterminantRestrictionType& R) {
+  WaveFunctionType Tpsi;
+  if (NRestrictions(R) > 0) {
+    OrAdvise(
+        "OperatorPsi with restrictions failed in calculation of spectra\n Out of memory?\nTry to split the "
+        "call to several calls for different wave-functions or transition operators\n",
+        [&] { Tpsi = OperatorPsiRestricted(T, psi, R); });
+  } else {
+    OrAdvise(
+        "OperatorPsi failed in calculation of spectra\n Out of memory?\nTry to split the call to several "
+        "calls for different wave-functions or transition operators\n",
+        [&] { Tpsi = OperatorPsi(T, psi); });
+  }
+  return Tpsi;
+}
+
+// --- Exact path
+
+bool QSmallEnough(const WaveFunctionType& U, const CreateSpectraSettings& settings) {
+  return settings.ForceDenseMethod || ElementCount(U) <= settings.DenseBorder;
+}
+
+// A state with the determinants of all transition states.
+WaveFunctionType UnionOfTransitionStates(const Problem& problem) {
+  WaveFunctionType U = WaveFunctionCopy(problem.Tpsi[0]);
+  for (std::size_t k = 1; k < problem.Tpsi.size() && QSmallEnough(U, problem.settings); ++k) {
+    const double factor = (std::rand() + 1.0) / 2147483647.0;  // so that no two cancel by accident
+    OrAdvise(
+        "WaveFunctionAddMultipliedUnionBasis failed in calculation of spectra\n Out of memory?\nTry to split "
+        "the call to several calls for different wave-functions or transition operators\n",
+        [&] { WaveFunctionAddMultipliedUnionBasis(U, problem.Tpsi[k], factor); });
+  }
+  return U;
+}
+
+// Adds to U all determinants that H reaches from it, again and again, until H maps the space onto itself.
+// False, with U worthless, when there are none or too many.
+bool CloseUnderH(const Problem& problem, WaveFunctionType& U) {
+  if (ElementCount(U) == 0) return false;
+  const CompiledOperator H = CompileOperator(problem.H, &problem.R, ElementCount(U));
+  for (std::uint32_t before = 0; before != ElementCount(U);) {
+    if (!QSmallEnough(U, problem.settings)) return false;
+    before = ElementCount(U);
+    OrAdvise(
+        "WaveFunctionAddUnionBasis failed in calculation of spectra\n Out of memory?\nTry to split the call "
+        "to several calls for different wave-functions or transition operators\n",
+        [&] {
+          WaveFunctionType W = OperatorPsi(H, U);
+          if (ElementCount(W) == 0) return;
+          // Only the determinants matter: with values 0 a norm of 0 or an overflow does no harm.
+          WaveFunctionMultiply(W, 0, 0);
+          WaveFunctionAddUnionBasis(U, W);
+        });
+  }
+  return true;
+}
+
+// The transition states as rows over the determinants of U, which holds all of them.
+CompactMatrixType TransitionStatesAsRows(const std::vector<WaveFunctionType>& Tpsi,
+                                         const WaveFunctionType& U) {
+  const bool complex = std::any_of(Tpsi.begin(), Tpsi.end(), [](const auto& psi) { return QComplex(psi); });
+  CompactMatrixType V = InitCompactMatrix(static_cast<std::uint32_t>(Tpsi.size()), ElementCount(U), complex);
+  std::visit(
+      [&](auto& rows) {
+        using T = std::decay_t<decltype(rows[0])>;
+        for (std::size_t v = 0; v < Tpsi.size(); ++v)
+          for (std::uint32_t i = 1; i <= ElementCount(Tpsi[v]); ++i)
+            if (const std::uint32_t column = BasisFind(*U.basis, ElementKey(Tpsi[v], i)))
+              rows[v * V.Nj + column - 1] = ToKind<T>(ElementValue(Tpsi[v], i));
+      },
+      V.Data);
+  return V;
+}
+
+std::vector<ListOfPoles> ExactPoles(Problem& problem, const WaveFunctionType& U) {
+  CompactMatrixType A, V;
+  OrAdvise(
+      "InitCompactMatrix failed in calculation of spectra\n Out of memory?\nTry to split the call to several "
+      "calls for different wave-functions or transition operators or use sparse methods "
+      "({\"DenseBorder\",0} in options)\n",
+      [&] {
+        A = OperatorToDeterminantMatrix(problem.H, U);
+        V = TransitionStatesAsRows(problem.Tpsi, U);
+      });
+  problem.Tpsi.clear();
+  std::vector<ListOfPoles> poles;
+  if (HermitianCompactMatrixToListOfPoles(A, poles, V))
+    throw std::runtime_error("HermitianCompactMatrixToListOfPoles failed in calculation of spectra\n");
+  return poles;
+}
+
+// --- Lanczos path
+
+std::string ChainFile(const CreateSpectraSettings& settings, std::size_t pairs, std::size_t k) {
+  if (pairs == 1) return settings.file;
+  DynamicString name = settings.file;
+  sprintfAdd(name, "_%02d", static_cast<int>(k));
+  return name;
+}
+
+TriDiagonalMatrixType LanczosChain(const Problem& problem, WaveFunctionType Tpsi) {
+  const CreateSpectraSettings& s = problem.settings;
+  TriDiagonalMatrixType M = InitTriDiagonalMatrix(s.NTri);
+  const double width = std::max(s.Gamma, s.epsilon);
+  if (NRestrictions(s.Restrictions) > 0) {
+    LanczosTriDiagonalizeRestricted(problem.H, std::move(Tpsi), s.Restrictions, s.epsilon, M, width);
+  } else {
+    LanczosTriDiagonalize(problem.H, std::move(Tpsi), s.epsilon, M, width);
+  }
+  return M;
+}
+
+std::vector<TriDiagonalMatrixType> LanczosChains(Problem& problem) {
+  std::vector<TriDiagonalMatrixType> chains;
+  for (std::size_t k = 0; k < problem.Tpsi.size(); ++k) {
+    chains.push_back(LanczosChain(problem, std::move(problem.Tpsi[k])));
+    problem.Tpsi[k] = WaveFunctionType();
+    if (problem.settings.file.empty()) continue;
+    // The file is a by-product: a line tells when it could not be written, the spectra follow all the same.
+    const std::string name = ChainFile(problem.settings, problem.Tpsi.size(), k);
+    static_cast<void>(FilePrintPlainTriDiagonalMatrix(chains.back(), name.c_str(), "w"));
+  }
+  problem.Tpsi.clear();
+  return chains;
+}
+
+// --- From poles and chains to spectra
+
+// Energies that contribute, ascending.
+const std::vector<double>& PoleEnergies(const ListOfPoles& P) { return P.a; }
+
+// The levels of a chain up to its first coupling of 0: a Krylov space that has closed leaves levels of energy
+// 0 behind, which belong to nothing.
+std::vector<double> PoleEnergies(const TriDiagonalMatrixType& M) {
+  TriDiagonalMatrixType connected = M;
+  const auto end = std::find(M.b.begin(), M.b.end(), 0.0) - M.b.begin();
+  connected.a.resize(end + 1);
+  connected.b.resize(end);
+  std::vector<double> e;
+  if (TriDiagonalMatrixToEigenvalues(connected, e))
+    throw std::runtime_error("TriDiagonalMatrixToEigenvalues failed in calculation of spectra\n");
+  return e;
+}
+
+void FillSpectrum(double E0, const ListOfPoles& P, SpectraType& S) { ListOfPolesToSpectrum(E0, P, S); }
+
+void FillSpectrum(double E0, const TriDiagonalMatrixType& M, SpectraType& S) {
+  if (TriDiagonalMatrixToSpectrum(E0, M, S))
+    throw std::runtime_error("TriDiagonalMatrixToSpectrum failed in calculation of spectra\n");
+}
+
+template <class Representation>
+SpectraTypeArray SpectraOnOneGrid(const std::vector<Representation>& functions, const std::vector<double>& E0,
+                                  const CreateSpectraSettings& settings) {
+  double lowest = std::numeric_limits<double>::infinity(), highest = -lowest;
+  for (std::size_t k = 0; k < functions.size(); ++k) {
+    const auto& e = PoleEnergies(functions[k]);
+    if (e.empty()) continue;
+    lowest = std::min(lowest, e.front() - E0[k]);
+    highest = std::max(highest, e.back() - E0[k]);
+  }
+  const bool none = lowest > highest;
+  const EnergyWindow window = AutomaticEnergyWindow(none ? 0 : lowest, none ? 0 : highest, settings);
+  if (!(window.Emin < window.Emax)) {
+    DynamicString text;
+    sprintfAdd(text, "CreateSpectra called with an empty energy window, Emin=%f is not below Emax=%f\n",
+               window.Emin, window.Emax);
+    throw std::runtime_error(text);
+  }
+
+  SpectraType header;
+  header.Name = "Spec";
+  header.Emin = window.Emin;
+  header.Emax = window.Emax;
+  header.dE = (window.Emax - window.Emin) / settings.NE;
+  header.EminPole = window.EminPole;
+  header.EmaxPole = window.EmaxPole;
+  header.Gamma = window.Gamma;
+  SpectraTypeArray bundle;
+  for (std::size_t k = 0; k < functions.size(); ++k) {
+    SpectraType S = SpectrumAllocate(header, settings.NE);
+    S.Name.clear();
+    sprintfAdd(S.Name, "Spectrum %i", static_cast<int>(k));
+    FillSpectrum(E0[k], functions[k], S);
+    bundle.spectra.push_back(std::move(S));
+  }
+  return bundle;
+}
+
+}  // namespace
+
+EnergyWindow AutomaticEnergyWindow(double EminPole, double EmaxPole, const CreateSpectraSettings& settings) {
+  EnergyWindow w{EminPole, EmaxPole, settings.Emin, settings.Emax, settings.Gamma};
+  const bool automaticEmin = w.Emin == CreateSpectraSettings::UnsetEmin,
+             automaticEmax = w.Emax == CreateSpectraSettings::UnsetEmax;
+  double lower = EminPole - 0.125 * (EmaxPole - EminPole), upper = EmaxPole + 0.125 * (EmaxPole - EminPole);
+  if (EminPole == EmaxPole) {
+    const double E = EminPole;  // the window reaches a bit beyond 0 and as far beyond the pole
+    lower = E == 0 ? -1.0 : E < 0 ? 2.125 * E : -0.125 * E;
+    upper = E == 0 ? 1.0 : E < 0 ? -0.125 * E : 2.125 * E;
+  }
+  if (automaticEmin) w.Emin = lower;
+  if (automaticEmax) w.Emax = upper;
+  if (w.Gamma == 0) w.Gamma = 10 * (w.Emax - w.Emin) / settings.NE;
+  return w;
+}
+
+CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const OperatorType*>& T,
+                                  const std::vector<const WaveFunctionType*>& psi,
+                                  const CreateSpectraSettings& settings) {
+  const bool given = NRestrictions(settings.Restrictions) > 0;
+  Problem problem{H, settings, given ? settings.Restrictions : H.Restrictions, {}, {}};
+  for (std::size_t t = 0; t < T.size(); ++t)
+    for (const WaveFunctionType* state : psi) {
+      problem.E0.push_back(settings.E0 != CreateSpectraSettings::UnsetE0 ? settings.E0
+                           : t == 0                                      ? PsiHermitianOperatorPsi(H, *state)
+                                    : problem.E0[problem.E0.size() - psi.size()]);
+      problem.Tpsi.push_back(TransitionState(*T[t], *state, settings.Restrictions));
+      // Lanczos restricts its start state by the restrictions of H; here, so that both paths agree.
+      if (!given && NRestrictions(H.Restrictions) > 0)
+        WaveFunctionRestrict(problem.Tpsi.back(), H.Restrictions);
+    }
+
+  WaveFunctionType U = UnionOfTransitionStates(problem);
+  const bool exact = QSmallEnough(U, settings) && CloseUnderH(problem, U);
+  CreateSpectraResult result;
+  if (exact) {
+    auto poles = ExactPoles(problem, U);
+    result.spectra = SpectraOnOneGrid(poles, problem.E0, settings);
+    result.representations = std::move(poles);
+  } else {
+    U = WaveFunctionType();
+    auto chains = LanczosChains(problem);
+    result.spectra = SpectraOnOneGrid(chains, problem.E0, settings);
+    for (std::size_t k = 0; k < chains.size(); ++k)
+      for (std::size_t i = 1; i < chains[k].a.size(); ++i) chains[k].a[i] -= problem.E0[k];
+    result.representations = std::move(chains);
+  }
+  return result;
+}
+
+}  // namespace fermix

@@ -1,0 +1,52 @@
+// Green's functions of transition operators: G(E) = <psi| T^+ 1 / (E + E0 + i Gamma / 2 - H) T |psi>.
+//
+//     T psi --+--> closed basis small enough: dense matrix, all poles      (exact)
+//             +--> else: one Lanczos chain for each pair of T and psi      (Lanczos)
+//                                  |
+//     automatic energy window <----+----> spectra on one grid, and the poles or chains they came from
+#pragma once
+
+#include "core/operator.h"
+#include "core/wave_function.h"
+#include "spectra/spectrum.h"
+
+namespace fermix {
+
+struct CreateSpectraSettings {
+  // Values that stand for "not given".
+  static constexpr double UnsetEmin = std::numeric_limits<double>::max(), UnsetEmax = -UnsetEmin,
+                          UnsetE0 = UnsetEmin;
+  std::uint32_t NTri = 200;                 // Lanczos steps
+  double epsilon = 1.4901161193847657e-10;  // truncation threshold of the Lanczos vectors
+  double zero = 1.4901161193847656e-6;      // H is Hermitian up to here
+  DeterminantRestrictionType Restrictions;  // of all determinants; if there are none, those of H count
+  double Emin = UnsetEmin, Emax = UnsetEmax;
+  std::uint32_t NE = 1000;           // energy intervals
+  double Gamma = 0;                  // Lorentzian full width at half maximum, 0 for automatic
+  double E0 = UnsetE0;               // energy zero of all spectra; each state's own energy if unset
+  std::uint32_t DenseBorder = 1513;  // largest basis for the exact method
+  bool ForceDenseMethod = false;     // exact whatever the size
+  std::string file;                  // the chains go there as plain text; empty for nowhere
+};
+
+// One spectrum for each pair; pair t nPsi + p belongs to T[t] and psi[p].
+struct CreateSpectraResult {
+  SpectraTypeArray spectra;
+  // Lanczos: chains relative to the energy zero of their pair. Exact: poles at the eigenvalues of H.
+  std::variant<std::vector<TriDiagonalMatrixType>, std::vector<ListOfPoles>> representations;
+};
+
+// H is Hermitian, and all arguments have one space. Throws std::runtime_error with the text for the user when
+// memory runs out in the preparation or the window is empty.
+CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const OperatorType*>& T,
+                                  const std::vector<const WaveFunctionType*>& psi,
+                                  const CreateSpectraSettings& settings);
+
+// The grid of a calculation: what the settings leave open follows from the range of the poles.
+struct EnergyWindow {
+  double EminPole, EmaxPole, Emin, Emax, Gamma;
+};
+// EminPole and EmaxPole count from the energy zero.
+EnergyWindow AutomaticEnergyWindow(double EminPole, double EmaxPole, const CreateSpectraSettings& settings);
+
+}  // namespace fermix
