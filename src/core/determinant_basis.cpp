@@ -5,6 +5,10 @@
 
 #include "host/base/status.h"
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace fermix {
 
 using Bucket = DeterminantBasis::Bucket;
@@ -38,9 +42,18 @@ std::size_t NextBucket(std::size_t b, std::size_t buckets) { return b + 1 == buc
 
 // Bit k is set when place k holds the hash. No branch: where in a bucket a key stands can't be predicted.
 unsigned Matches(const Bucket& bucket, std::uint32_t hash) {
+#ifdef __SSE2__
+  const __m128i wanted = _mm_set1_epi32(static_cast<int>(hash));
+  const auto equal = [&](int first) {
+    return _mm_cmpeq_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(bucket.hash + first)), wanted);
+  };
+  const __m128i words = _mm_packs_epi32(equal(0), equal(4));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(words, _mm_setzero_si128())));
+#else
   unsigned bits = 0;
   for (unsigned k = 0; k < Bucket::Places; ++k) bits |= unsigned{bucket.hash[k] == hash} << k;
   return bits;
+#endif
 }
 
 // At most three quarters of the places are taken. A full index grows by half, so that it costs at most 16
@@ -89,8 +102,8 @@ std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::u
                        std::size_t& b) {
   for (;; b = NextBucket(b, basis.buckets.size())) {
     const Bucket& bucket = basis.buckets[b];
-    for (unsigned bits = Matches(bucket, hash); bits; bits &= bits - 1) {
-      const std::uint32_t number = bucket.number[std::countr_zero(bits)];
+    for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
+      const std::uint32_t number = bucket.number[std::countr_zero(matches)];
       if (SameKey(KeyAt(basis, number, words), key, words)) return number;
     }
     if (!bucket.hash[Bucket::Places - 1]) return 0;

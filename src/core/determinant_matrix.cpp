@@ -13,6 +13,7 @@ void FillColumns(const CompiledOperator& O, const std::vector<C>& coefficients, 
                  std::vector<T>& elements) {
   SurvivingTerms terms(O);
   for (std::size_t j = 0; j < basis.N; ++j) {
+    terms.count = 0;
     FindSurvivingTerms(O, basis.keys.at(j + 1), false, terms);
     for (std::uint32_t t = 0; t < terms.count; ++t)
       if (const std::uint32_t number = BasisFind(basis, &terms.keys[std::size_t{t} * O.words]))

@@ -24,6 +24,8 @@ bool AnyComplex(const std::vector<WaveFunctionType>& psi) {
 
 // All complex, or, when memory runs out, all as they were.
 bool MakeAllComplex(std::vector<WaveFunctionType>& psi) {
+  if (std::all_of(psi.begin(), psi.end(), [](const WaveFunctionType& state) { return QComplex(state); }))
+    return true;
   std::vector<WaveFunctionType> complex;
   const bool fits = FitsInMemory([&] {
     complex = psi;

@@ -255,8 +255,9 @@ void Solve(OperatorType& H, Call& call) {
 
 int GiveBack(lua_State* L, Call& call) {
   if (call.QCreate) {
-    // Contradicting restrictions leave no states at all: they are then empty.
-    while (call.psi.size() < call.n) call.psi.emplace_back(call.start.layout);
+    if (call.psi.size() < call.n)
+      return luaL_error(
+          L, "Error in Eigensystem, no start functions could be created within the restrictions\n");
     return call.n == 1 ? lua_push(L, std::move(call.psi[0])) : lua_push(L, std::move(call.psi));
   }
   if (!call.QList) {

@@ -12,66 +12,79 @@ namespace {
 
 constexpr std::size_t RowsPerSlab = 4096;
 
-// Collects the entries of one row after the other. Where two terms lead to one determinant, the second finds
-// the entry of the first through place, which has an element for each column.
+// Makes rows one after the other. Where two terms lead to one determinant, the second finds the entry of the
+// first through place, which has an element for each column.
 template <class T>
 class RowBuilder {
  public:
-  explicit RowBuilder(const FixedBasisOperator<T>& H)
-      : H_(H), out_(H.compiled), numbers_(H.compiled.terms), place_(H.N, None) {}
+  using Slab = typename FixedBasisOperator<T>::Slab;
+  explicit RowBuilder(FixedBasisOperator<T>& H) : H_(H), results_(H.compiled), place_(H.N, None) {}
 
-  // Appends row k to slab and gives its diagonal element. H is Hermitian: the row is the conjugate of what H
-  // makes of the determinant.
-  T Add(std::size_t k, typename FixedBasisOperator<T>::Slab& slab) {
-    const DeterminantBasis& basis = *H_.basis;
-    FindSurvivingTerms(H_.compiled, basis.keys.at(k + 1), false, out_);
-    BasisFindBatch(basis, out_.keys.data(), out_.count, numbers_.data());
-    const std::size_t begin = slab.column.size();
-    T diagonal{};
-    for (std::uint32_t i = 0; i < out_.count; ++i) {
-      if (!numbers_[i]) continue;
-      const std::uint32_t column = numbers_[i] - 1;
-      const T value = Conj(Coefficient(out_.term[i])) * out_.amplitude[i];
-      if (column == k) {
-        diagonal += value;
-      } else if (place_[column] == None) {
-        place_[column] = static_cast<std::uint32_t>(slab.column.size() - begin);
-        slab.column.push_back(column);
-        slab.value.push_back(value);
-      } else {
-        slab.value[begin + place_[column]] += value;
+  // Appends rows first .. end - 1 to slab and sets their diagonal elements.
+  void Add(std::size_t first, std::size_t end, Slab& slab) {
+    while (first < end) {
+      // As many determinants together as let the look-ups of their results overlap.
+      rowEnds_.clear();
+      results_.count = 0;
+      for (std::size_t k = first; k < end && results_.count < BasisBatch; ++k) {
+        FindSurvivingTerms(H_.compiled, H_.basis->keys.at(k + 1), false, results_);
+        rowEnds_.push_back(results_.count);
+      }
+      BasisFindBatch(*H_.basis, results_.keys.data(), results_.count, results_.numbers.data());
+      std::uint32_t begin = 0;
+      for (const std::uint32_t rowEnd : rowEnds_) {
+        AddRow(first++, begin, rowEnd, slab);
+        begin = rowEnd;
       }
     }
-    for (std::size_t e = begin; e < slab.column.size(); ++e) place_[slab.column[e]] = None;
-    return diagonal;
   }
 
  private:
   static constexpr std::uint32_t None = 0xffffffff;
 
+  // Row k from the results begin .. end - 1. H is Hermitian: the row is the conjugate of what H makes of the
+  // determinant.
+  void AddRow(std::size_t k, std::uint32_t begin, std::uint32_t end, Slab& slab) {
+    const std::size_t rowStart = slab.column.size();
+    T diagonal{};
+    for (std::uint32_t i = begin; i < end; ++i) {
+      if (!results_.numbers[i]) continue;  // leaves the basis
+      const std::uint32_t column = results_.numbers[i] - 1;
+      const T value = Conj(Coefficient(results_.term[i])) * results_.amplitude[i];
+      if (column == k) {
+        diagonal += value;
+      } else if (place_[column] == None) {
+        place_[column] = static_cast<std::uint32_t>(slab.column.size() - rowStart);
+        slab.column.push_back(column);
+        slab.value.push_back(value);
+      } else {
+        slab.value[rowStart + place_[column]] += value;
+      }
+    }
+    for (std::size_t e = rowStart; e < slab.column.size(); ++e) place_[slab.column[e]] = None;
+    slab.start.push_back(static_cast<std::uint32_t>(slab.column.size()));
+    H_.diagonal[k] = diagonal;
+  }
+
   T Coefficient(std::uint32_t term) const {
     return std::visit([&](const auto& values) { return ToKind<T>(values[term]); }, H_.compiled.values);
   }
 
-  const FixedBasisOperator<T>& H_;
-  SurvivingTerms out_;
-  std::vector<std::uint32_t> numbers_, place_;
+  FixedBasisOperator<T>& H_;
+  SurvivingTerms results_;
+  std::vector<std::uint32_t> rowEnds_, place_;
 };
 
 template <class T>
 void BuildRows(FixedBasisOperator<T>& H) {
-  using Slab = typename FixedBasisOperator<T>::Slab;
   H.diagonal.resize(H.N);
   RowBuilder<T> builder(H);
-  Slab scratch;  // grows here; what is kept has the exact size
+  typename FixedBasisOperator<T>::Slab scratch;  // grows here; what is kept has the exact size
   for (std::size_t first = 0; first < H.N; first += RowsPerSlab) {
     scratch.start.assign(1, 0);
     scratch.column.clear();
     scratch.value.clear();
-    for (std::size_t k = first; k < std::min(H.N, first + RowsPerSlab); ++k) {
-      H.diagonal[k] = builder.Add(k, scratch);
-      scratch.start.push_back(static_cast<std::uint32_t>(scratch.column.size()));
-    }
+    builder.Add(first, std::min(H.N, first + RowsPerSlab), scratch);
     H.slabs.push_back(scratch);
   }
 }

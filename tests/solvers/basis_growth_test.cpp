@@ -1,0 +1,118 @@
+#include "solvers/basis_growth.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <set>
+
+#include "solvers/model_systems.h"
+
+namespace fermix::testing {
+namespace {
+
+std::vector<Mask> MasksOf(const WaveFunctionType& psi) {
+  std::vector<Mask> masks;
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
+    masks.push_back(MaskOf(ElementKey(psi, i), Layout(psi).NFermion));
+  return masks;
+}
+
+TEST(ExtendBasisCompleteness, StartsEmptyThenFullThenDownToTheLastOrbital) {
+  for (const bool complex : {false, true}) {
+    WaveFunctionType psi({3, 1}, complex);
+    ASSERT_EQ(ExtendBasisCompletenessSmallSystems({}, psi), 0);
+    std::string order;
+    for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
+      for (std::uint32_t orbital = 0; orbital < 3; ++orbital)
+        order += QOccupied(ElementKey(psi, i), orbital) ? '1' : '0';
+      order += ' ';
+      EXPECT_EQ(KeyByte(ElementKey(psi, i), 1), 0) << "modes stay empty";
+      EXPECT_TRUE(ElementValue(psi, i) == Complex16(1, complex ? 1 : 0));
+    }
+    EXPECT_EQ(order, "000 111 110 101 100 011 010 001 ");
+  }
+}
+
+TEST(ExtendBasisCompleteness, KeepsWhatTheRestrictionsAllow) {
+  // 2 electrons on orbitals 0-3, at most 1 on 4 and 5: 6 * (1 + 2).
+  WaveFunctionType psi({6, 0});
+  ASSERT_EQ(ExtendBasisCompletenessSmallSystems(Restrict(6, {{0x0f, 2, 2}, {0x30, 0, 1}}), psi), 0);
+  EXPECT_EQ(ElementCount(psi), 18u);
+  WaveFunctionType none({0, 0});
+  ASSERT_EQ(ExtendBasisCompletenessSmallSystems({}, none), 0);
+  EXPECT_EQ(ElementCount(none), 1u);
+}
+
+TEST(ExtendBasisCompleteness, RefusesMoreThanThirtyOrbitals) {
+  WaveFunctionType psi({31, 0});
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(ExtendBasisCompletenessSmallSystems(FixedCount(31, 0), psi), 1);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            "Error in ExtendBasisCompletenessSmallSystems max number of Fermions is 30\n");
+  WaveFunctionType thirty({30, 0});
+  // Only a restriction that fixes everything keeps this one small: the vacuum, and nothing else of 2^30.
+  if (std::getenv("FERMIX_LONG_TESTS")) {
+    ASSERT_EQ(ExtendBasisCompletenessSmallSystems(FixedCount(30, 0), thirty), 0);
+    EXPECT_EQ(ElementCount(thirty), 1u);
+  }
+}
+
+TEST(ExtendBasisUsingRestrictions, HopsWithinEachRestriction) {
+  // Orbitals 0-2 hold one electron, 3-5 two: a hop moves either within its group.
+  const DeterminantRestrictionType R = Restrict(6, {{0x07, 1, 1}, {0x38, 2, 2}});
+  for (const bool complex : {false, true}) {
+    WaveFunctionType psi = MakeState(6, {0b011001}, {1.0}, complex);
+    ASSERT_EQ(ExtendBasisUsingRestrictions(R, psi), 0);
+    EXPECT_EQ(QComplex(psi), complex);
+    const std::vector<Mask> masks = MasksOf(psi);
+    EXPECT_EQ(std::set<Mask>(masks.begin(), masks.end()),
+              (std::set<Mask>{0b011001, 0b011010, 0b011100, 0b101001, 0b110001}));
+    EXPECT_EQ(masks[0], Mask{0b011001}) << "what was there comes first";
+  }
+  WaveFunctionType unchanged = MakeState(4, {0b0011, 0b0101}, {1.0, 2.0}, false);
+  ASSERT_EQ(ExtendBasisUsingRestrictions({}, unchanged), 0);
+  EXPECT_EQ(MasksOf(unchanged), (std::vector<Mask>{0b0011, 0b0101}));
+}
+
+TEST(CreateStartingFunctions, GivesOrthonormalStatesInsideTheRestrictions) {
+  const struct {
+    std::uint32_t orbitals, electrons, states, expectedStates;
+    bool complex;
+  } cases[] = {{6, 3, 4, 4, false},  {6, 3, 4, 4, true},
+               {3, 1, 5, 3, false},  // more states than determinants: the rest is zero
+               {3, 1, 5, 3, true},   {30, 2, 6, 6, false},
+               {30, 1, 40, 30, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.orbitals);
+    const OperatorType H = MakeOperator(RandomModel(c.orbitals, c.complex, 2));
+    const DeterminantRestrictionType R = FixedCount(c.orbitals, c.electrons);
+    std::srand(1);
+    std::vector<WaveFunctionType> psi;
+    ASSERT_EQ(CreateStartingFunctions(H, c.states, R, psi, 10), 0);
+    ASSERT_EQ(psi.size(), c.states);
+    for (const Mask m : MasksOf(psi[0])) EXPECT_EQ(std::popcount(m), int(c.electrons));
+    for (std::uint32_t i = 0; i < c.states; ++i) {
+      EXPECT_EQ(psi[i].basis, psi[0].basis);
+      EXPECT_EQ(QComplex(psi[i]), c.complex);
+      for (std::uint32_t j = 0; j <= i; ++j) {
+        const Complex16 overlap = WaveFunctionDotProductSameBasis(psi[j], psi[i]);
+        EXPECT_NEAR(overlap.re, i == j && i < c.expectedStates, 1e-10) << i << " " << j;
+        EXPECT_NEAR(overlap.im, 0, 1e-10);
+      }
+    }
+  }
+}
+
+TEST(CreateStartingFunctions, SaysWhenRestrictionsContradictEachOther) {
+  const OperatorType H = MakeOperator(FreeChain(26, 1));
+  // The first two orbitals must both be filled, and at most one of the first three may be.
+  const DeterminantRestrictionType R = Restrict(26, {{0x3, 2, 2}, {0x7, 0, 1}});
+  std::vector<WaveFunctionType> psi;
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(CreateStartingFunctions(H, 1, R, psi, 10), 1);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            "Cannot fullfill all restrictions in CreateStartingFunctions\n");
+}
+
+}  // namespace
+}  // namespace fermix::testing
