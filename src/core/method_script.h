@@ -7,6 +7,9 @@
 
 namespace fermix {
 
+// The most orbitals and modes together that a state has.
+inline constexpr int MaxStateParticles = 65535;
+
 // A row of a type's list of methods.
 struct ScriptMethod {
   const char* key;
@@ -43,6 +46,23 @@ auto OrScriptError(lua_State* L, const char* text, Step&& step) {
   luaL_error(L, "%s", text);
   throw std::bad_alloc();  // luaL_error does not return
 }
+
+// Keeps the collector, and with it finalisers of the script, from running while records are in use that only
+// a table of the script holds.
+class CollectorPause {
+ public:
+  explicit CollectorPause(lua_State* L) : L_(lua_gc(L, LUA_GCISRUNNING, 0) ? L : nullptr) {
+    if (L_) lua_gc(L_, LUA_GCSTOP, 0);
+  }
+  ~CollectorPause() {
+    if (L_) lua_gc(L_, LUA_GCRESTART, 0);
+  }
+  CollectorPause(const CollectorPause&) = delete;
+  CollectorPause& operator=(const CollectorPause&) = delete;
+
+ private:
+  lua_State* L_;
+};
 
 // A finite or infinite threshold; not-a-number would silently drop everything.
 inline double CheckThreshold(lua_State* L, int index) {

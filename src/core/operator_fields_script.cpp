@@ -107,15 +107,14 @@ int PushTermCounts(lua_State* L, const OperatorType& O) {
 constexpr double MaxOperatorParticles = 32768;
 
 void ChangeSpace(lua_State* L, OperatorType& O, std::uint32_t NFermion, std::uint32_t NBoson) {
-  if (OperatorChangeNFandNB(O, NFermion, NBoson))
-    luaL_error(L, "Internal error in OperatorChangeNFandNB\n");
+  if (OperatorChangeNFandNB(O, NFermion, NBoson)) luaL_error(L, "Internal error in OperatorChangeNFandNB\n");
 }
 
 void SetNFermion(lua_State* L, OperatorType& O) {
   const double x = luaL_checknumber(L, 3);
   const int NF = CheckRounded(L, 3), old = static_cast<int>(O.layout.NFermion),
             NB = static_cast<int>(O.layout.NBoson);
-  if (!(x > -0.5 && double{NF} + NB <= MaxOperatorParticles))
+  if (!(x > -0.5 && double(NF) + NB <= MaxOperatorParticles))
     ScriptError(L,
                 "Maximum number of fermions + bosons allowed is 2^15 = 32768\nTrying to change the number of "
                 "fermions from %d to %d with %d bosons\n",
@@ -127,7 +126,7 @@ void SetNBoson(lua_State* L, OperatorType& O) {
   const double x = luaL_checknumber(L, 3);
   const int NB = CheckRounded(L, 3), old = static_cast<int>(O.layout.NBoson),
             NF = static_cast<int>(O.layout.NFermion);
-  if (!(x > -0.5 && double{NB} + NF <= MaxOperatorParticles))
+  if (!(x > -0.5 && double(NB) + NF <= MaxOperatorParticles))
     ScriptError(L,
                 "Maximum number of fermions + bosons allowed is 2^15 = 32768\nTrying to change the number of "
                 "bosons from %d to %d with %d fermions\n",
@@ -200,10 +199,11 @@ int LuaOperatorNewIndex(lua_State* L) {
   } else if (key == "Restrictions") {
     SetRestrictions(L, O);
   } else if (key == "Complex") {
-    ScriptError(L,
-                "Errorr, you can not change the value Complex of an operator %s.\nIn order to change you have "
-                "to modify the operator itselves, the value of Complex will follow automatically.",
-                O.Name.c_str());
+    ScriptError(
+        L,
+        "Errorr, you can not change the value Complex of an operator %s.\nIn order to change you have "
+        "to modify the operator itselves, the value of Complex will follow automatically.",
+        O.Name.c_str());
   } else if (key == "N") {
     ScriptError(L,
                 "Errorr, you can not change the value representing the number of operators in %s\nIf you add "

@@ -7,6 +7,7 @@
 #include "core/operator_algebra.h"
 #include "core/operator_script.h"
 #include "core/partial_operator.h"
+#include "host/base/status.h"
 
 namespace fermix {
 
