@@ -2,6 +2,9 @@
 
 #include <cmath>
 
+#include "atomic/angular_momentum_script.h"
+#include "core/operator_script.h"
+
 namespace fermix {
 
 namespace {
@@ -13,6 +16,7 @@ int LuaAbs(lua_State* L) {
 
 int LuaExp(lua_State* L) {
   if (const Complex16* z = TestRecord<Complex16>(L, 1)) return lua_pushcomplex(L, Exp(*z));
+  if (TestRecord<OperatorType>(L, 1)) return LuaOperatorExp(L);
   return lua_push(L, std::exp(luaL_checknumber(L, 1)));
 }
 
@@ -32,9 +36,16 @@ int LuaSqrt(lua_State* L) {
   return x < 0 ? lua_pushcomplex(L, {0, std::sqrt(-x)}) : lua_push(L, std::sqrt(x));
 }
 
-constexpr luaL_Reg mathFunctions[] = {
-    {"abs", Entry<LuaAbs>},   {"Abs", Entry<LuaAbs>},   {"exp", Entry<LuaExp>}, {"Exp", Entry<LuaExp>},
-    {"sqrt", Entry<LuaSqrt>}, {"Sqrt", Entry<LuaSqrt>}, {nullptr, nullptr}};
+constexpr luaL_Reg mathFunctions[] = {{"abs", Entry<LuaAbs>},
+                                      {"Abs", Entry<LuaAbs>},
+                                      {"exp", Entry<LuaExp>},
+                                      {"Exp", Entry<LuaExp>},
+                                      {"sqrt", Entry<LuaSqrt>},
+                                      {"Sqrt", Entry<LuaSqrt>},
+                                      {"ThreeJ", Entry<LuaThreeJSymbol>},
+                                      {"ThreeJSymbol", Entry<LuaThreeJSymbol>},
+                                      {"SlaterCoefficientC", Entry<LuaSlaterCoefficientC>},
+                                      {nullptr, nullptr}};
 
 }  // namespace
 

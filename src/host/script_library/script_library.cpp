@@ -1,8 +1,13 @@
 #include "host/script_library/script_library.h"
 
+#include "core/expectation_script.h"
+#include "core/operator_script.h"
+#include "core/wave_function_script.h"
 #include "host/math_script.h"
 #include "host/script_library/generic_script.h"
 #include "host/timing_script.h"
+#include "solvers/eigensystem_script.h"
+#include "spectra/create_spectra_script.h"
 #include "spectra/spectrum_script.h"
 
 namespace fermix {
@@ -14,23 +19,55 @@ int LuaWarning(lua_State* L) {
   return 0;
 }
 
+// The table of a type that has no values of its own.
+void RegisterObTable(lua_State* L) {
+  constexpr luaL_Reg ob[] = {{"ReadWavefunction", Entry<LuaReadWavefunction>},
+                             {"readwavefunction", Entry<LuaReadWavefunction>},
+                             {nullptr, nullptr}};
+  RegisterTable(L, "Ob", ob);
+}
+
 // Types, each with its table of functions.
-constexpr void (*types[])(lua_State*) = {RegisterSpectraType};
+constexpr void (*types[])(lua_State*) = {RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType,
+                                         RegisterObTable};
 
 // Global functions, grouped by what they work on.
-constexpr luaL_Reg functions[] = {{"warning", Entry<LuaWarning>},
-                                  {"Copy", Entry<LuaCopy>},
-                                  {"Clone", Entry<LuaCopy>},
-                                  {"Chop", Entry<LuaChop>},
-                                  {"Conjugate", Entry<LuaConjugate>},
-                                  {"Transpose", Entry<LuaTranspose>},
-                                  {"ConjugateTranspose", Entry<LuaConjugateTranspose>},
-                                  {"Rotate", Entry<LuaRotate>},
-                                  {"Verbosity", Entry<LuaVerbosity>},
-                                  {"TimeStart", Entry<LuaTimeStart>},
-                                  {"TimeEnd", Entry<LuaTimeEnd>},
-                                  {"TimeSet", Entry<LuaTimeSet>},
-                                  {"TimePrint", Entry<LuaTimePrint>}};
+constexpr luaL_Reg functions[] = {
+    {"warning", Entry<LuaWarning>},
+    // generic functions, output and timers
+    {"Copy", Entry<LuaCopy>},
+    {"Clone", Entry<LuaCopy>},
+    {"Chop", Entry<LuaChop>},
+    {"Conjugate", Entry<LuaConjugate>},
+    {"Transpose", Entry<LuaTranspose>},
+    {"ConjugateTranspose", Entry<LuaConjugateTranspose>},
+    {"Rotate", Entry<LuaRotate>},
+    {"Verbosity", Entry<LuaVerbosity>},
+    {"TimeStart", Entry<LuaTimeStart>},
+    {"TimeEnd", Entry<LuaTimeEnd>},
+    {"TimeSet", Entry<LuaTimeSet>},
+    {"TimePrint", Entry<LuaTimePrint>},
+    // operators
+    {"NewOperator", Entry<LuaNewOperator>},
+    {"OperatorExp", Entry<LuaOperatorExp>},
+    {"OperatorSetOnsiteEnergy", Entry<LuaOperatorSetOnsiteEnergy>},
+    {"OperatorSetTrace", Entry<LuaOperatorSetOnsiteEnergy>},
+    {"PartialOperator", Entry<LuaPartialOperator>},
+    // states
+    {"NewWavefunction", Entry<LuaNewWavefunction>},
+    {"DeterminantString", Entry<LuaDeterminantString>},
+    {"Expand", Entry<LuaExpand>},
+    {"ExpandToBasis", Entry<LuaExpandToBasis>},
+    {"Orthonormalize", Entry<LuaOrthonormalize>},
+    {"TensorProduct", Entry<LuaTensorProduct>},
+    // expectation values
+    {"Braket", Entry<LuaBraket>},
+    {"BraketDiagonal", Entry<LuaBraketDiagonal>},
+    {"PrintExpectationValues", Entry<LuaPrintExpectationValues>},
+    // solvers and spectra
+    {"Eigensystem", Entry<LuaEigensystem>},
+    {"CreateSpectra", Entry<LuaCreateSpectra>},
+};
 
 }  // namespace
 
