@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "atomic/angular_momentum_script.h"
 #include "core/operator_script.h"
 
 namespace fermix {
@@ -15,8 +14,8 @@ int LuaAbs(lua_State* L) {
 }
 
 int LuaExp(lua_State* L) {
-  if (const Complex16* z = TestRecord<Complex16>(L, 1)) return lua_pushcomplex(L, Exp(*z));
   if (TestRecord<OperatorType>(L, 1)) return LuaOperatorExp(L);
+  if (const Complex16* z = TestRecord<Complex16>(L, 1)) return lua_pushcomplex(L, Exp(*z));
   return lua_push(L, std::exp(luaL_checknumber(L, 1)));
 }
 
@@ -36,22 +35,16 @@ int LuaSqrt(lua_State* L) {
   return x < 0 ? lua_pushcomplex(L, {0, std::sqrt(-x)}) : lua_push(L, std::sqrt(x));
 }
 
-constexpr luaL_Reg mathFunctions[] = {{"abs", Entry<LuaAbs>},
-                                      {"Abs", Entry<LuaAbs>},
-                                      {"exp", Entry<LuaExp>},
-                                      {"Exp", Entry<LuaExp>},
-                                      {"sqrt", Entry<LuaSqrt>},
-                                      {"Sqrt", Entry<LuaSqrt>},
-                                      {"ThreeJ", Entry<LuaThreeJSymbol>},
-                                      {"ThreeJSymbol", Entry<LuaThreeJSymbol>},
-                                      {"SlaterCoefficientC", Entry<LuaSlaterCoefficientC>},
-                                      {nullptr, nullptr}};
+constexpr luaL_Reg mathFunctions[] = {
+    {"abs", Entry<LuaAbs>},   {"Abs", Entry<LuaAbs>},   {"exp", Entry<LuaExp>}, {"Exp", Entry<LuaExp>},
+    {"sqrt", Entry<LuaSqrt>}, {"Sqrt", Entry<LuaSqrt>}, {nullptr, nullptr}};
 
 }  // namespace
 
-void RegisterMath(lua_State* L) {
+void RegisterMath(lua_State* L, const luaL_Reg* functions) {
   lua_getglobal(L, "math");
   luaL_setfuncs(L, mathFunctions, 0);
+  luaL_setfuncs(L, functions, 0);
   lua_pop(L, 1);
 }
 

@@ -1,5 +1,6 @@
 #include "host/script_library/script_library.h"
 
+#include "atomic/angular_momentum_script.h"
 #include "core/expectation_script.h"
 #include "core/operator_script.h"
 #include "core/wave_function_script.h"
@@ -19,22 +20,21 @@ int LuaWarning(lua_State* L) {
   return 0;
 }
 
-// The table of a type that has no values of its own.
-void RegisterObTable(lua_State* L) {
-  constexpr luaL_Reg ob[] = {{"ReadWavefunction", Entry<LuaReadWavefunction>},
-                             {"readwavefunction", Entry<LuaReadWavefunction>},
-                             {nullptr, nullptr}};
-  RegisterTable(L, "Ob", ob);
+void RegisterOb(lua_State* L) {
+  constexpr luaL_Reg functions[] = {{"ReadWavefunction", Entry<LuaReadWavefunction>},
+                                    {"readwavefunction", Entry<LuaReadWavefunction>},
+                                    {nullptr, nullptr}};
+  RegisterTable(L, "Ob", functions);
 }
 
-// Types, each with its table of functions.
+// Types and tables of functions.
 constexpr void (*types[])(lua_State*) = {RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType,
-                                         RegisterObTable};
+                                         RegisterOb};
 
 // Global functions, grouped by what they work on.
 constexpr luaL_Reg functions[] = {
     {"warning", Entry<LuaWarning>},
-    // generic functions, output and timers
+    // any value
     {"Copy", Entry<LuaCopy>},
     {"Clone", Entry<LuaCopy>},
     {"Chop", Entry<LuaChop>},
@@ -42,6 +42,7 @@ constexpr luaL_Reg functions[] = {
     {"Transpose", Entry<LuaTranspose>},
     {"ConjugateTranspose", Entry<LuaConjugateTranspose>},
     {"Rotate", Entry<LuaRotate>},
+    // output and timers
     {"Verbosity", Entry<LuaVerbosity>},
     {"TimeStart", Entry<LuaTimeStart>},
     {"TimeEnd", Entry<LuaTimeEnd>},
@@ -49,11 +50,10 @@ constexpr luaL_Reg functions[] = {
     {"TimePrint", Entry<LuaTimePrint>},
     // operators
     {"NewOperator", Entry<LuaNewOperator>},
-    {"OperatorExp", Entry<LuaOperatorExp>},
     {"OperatorSetOnsiteEnergy", Entry<LuaOperatorSetOnsiteEnergy>},
     {"OperatorSetTrace", Entry<LuaOperatorSetOnsiteEnergy>},
     {"PartialOperator", Entry<LuaPartialOperator>},
-    // states
+    // wave functions
     {"NewWavefunction", Entry<LuaNewWavefunction>},
     {"DeterminantString", Entry<LuaDeterminantString>},
     {"Expand", Entry<LuaExpand>},
@@ -69,6 +69,12 @@ constexpr luaL_Reg functions[] = {
     {"CreateSpectra", Entry<LuaCreateSpectra>},
 };
 
+// Goes into the table math, whose entries all become globals.
+constexpr luaL_Reg mathFunctions[] = {{"ThreeJ", Entry<LuaThreeJSymbol>},
+                                      {"ThreeJSymbol", Entry<LuaThreeJSymbol>},
+                                      {"SlaterCoefficientC", Entry<LuaSlaterCoefficientC>},
+                                      {nullptr, nullptr}};
+
 }  // namespace
 
 void luaopen_ssp(lua_State* L) {
@@ -77,7 +83,7 @@ void luaopen_ssp(lua_State* L) {
     lua_pushcfunction(L, function.func);
     lua_setglobal(L, function.name);
   }
-  RegisterMath(L);
+  RegisterMath(L, mathFunctions);
   SetMathGlobals(L);
 }
 
