@@ -50,6 +50,7 @@ constexpr luaL_Reg functions[] = {
     {"TimePrint", Entry<LuaTimePrint>},
     // operators
     {"NewOperator", Entry<LuaNewOperator>},
+    {"OperatorExp", Entry<LuaOperatorExp>},
     {"OperatorSetOnsiteEnergy", Entry<LuaOperatorSetOnsiteEnergy>},
     {"OperatorSetTrace", Entry<LuaOperatorSetOnsiteEnergy>},
     {"PartialOperator", Entry<LuaPartialOperator>},
