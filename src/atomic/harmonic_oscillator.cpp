@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "atomic/one_particle_terms.h"
-#include "core/operator_algebra.h"
+#include "core/basis_rotation.h"
 
 namespace fermix {
 
