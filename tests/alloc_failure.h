@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <new>
 
 namespace fermix::test {
@@ -25,7 +26,8 @@ template <class Record, class Step, class Check>
 std::size_t FailEachAllocation(const Record& original, Step&& step, Check&& unchanged) {
   std::size_t thrown = 0;
   for (std::size_t n = 0;; ++n) {
-    Record record = original;
+    const auto copy = std::make_unique<Record>(original);
+    Record& record = *copy;
     bool failed = false;
     {
       FailingAllocation failure(n);

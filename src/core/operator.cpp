@@ -269,12 +269,17 @@ void ComplexOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uin
 }
 
 void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double re, double im) {
-  if (length > MaxLength(O)) InitOperatorFixedLength(O, length, 8);
-  if (!QComplexTable(O.l[length])) {
-    if (std::fabs(im) < NumericalZero) return RealOperatorAddLader(O, lader, length, re);
+  const bool real = std::fabs(im) < NumericalZero;
+  if (length <= MaxLength(O) && QComplexTable(O.l[length]))
+    return ComplexOperatorAddLader(O, lader, length, {re, im});
+  if (length <= MaxLength(O) && real) return RealOperatorAddLader(O, lader, length, re);
+  // More than the term changes: a table is made, or changes its kind.
+  OperatorAllOrNothing(O, [&] {
+    if (length > MaxLength(O)) InitOperatorFixedLength(O, length, 8);
+    if (real) return RealOperatorAddLader(O, lader, length, re);
     static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
-  }
-  ComplexOperatorAddLader(O, lader, length, {re, im});
+    ComplexOperatorAddLader(O, lader, length, {re, im});
+  });
 }
 
 int MakeRealOperatorFixedLengthComplex(OperatorType& O, std::uint32_t length) {

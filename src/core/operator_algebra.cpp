@@ -147,9 +147,11 @@ void OperatorComplexConjugate(OperatorType& O) {
 
 void OperatorScale(OperatorType& O, Complex16 factor) {
   const bool real = std::fabs(factor.im) < NumericalZero;
-  // Changes of kind first: they may fail and change no value.
-  for (std::uint32_t length = 0; length <= MaxLength(O) && !real; ++length)
-    static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
+  if (!real)  // changes of kind first: they may fail
+    OperatorAllOrNothing(O, [&] {
+      for (std::uint32_t length = 0; length <= MaxLength(O); ++length)
+        static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
+    });
   for (OperatorFixedLengthType& t : O.l)
     std::visit(
         [&](auto& values) {

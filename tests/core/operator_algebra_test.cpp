@@ -1,0 +1,445 @@
+// Operator algebra against dense matrices of the ladder operators on a whole Fock space.
+//
+// Modes are cut off in the reference, so that its matrices are compared only in the columns in which no
+// product in question reaches the cutoff.
+#include "core/operator_algebra.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "alloc_failure.h"
+#include "core/basis_rotation.h"
+#include "core/fock_space.h"
+#include "core/operator_print.h"
+
+namespace fermix::test {
+namespace {
+
+constexpr double Tolerance = 1e-12;  // sums of some hundred terms of magnitude one, roots of boson counts
+constexpr OrderPredicate Orders[] = {QDetNotOrderedFcFaBcBa, QDetNotOrderedFcFaBaBc};
+const FockSpace Fermions{5}, Mixed{3, 2, 7}, Bosons{0, 1, 12};
+
+OperatorType OneTerm(KeyLayout layout, const std::vector<LadderIndex>& lader, Complex16 value = 1) {
+  OperatorType O = InitOperator(layout.NFermion, layout.NBoson);
+  OperatorAddLader(O, lader, value);
+  return O;
+}
+
+// The largest difference in the columns on which `ladders` ladder operators are exact.
+double ExactDistance(const FockSpace& space, const Dense& a, const Dense& b, int ladders) {
+  double largest = 0;
+  for (std::size_t j = 0; j < space.size(); ++j)
+    if (space.exact(j, ladders))
+      for (std::size_t i = 0; i < space.size(); ++i)
+        largest = std::max(largest, std::abs(a[i * space.size() + j] - b[i * space.size() + j]));
+  return largest;
+}
+
+Dense Matrix(const FockSpace& space, const OperatorType& O) { return space.matrix(ToTerms(O)); }
+
+Dense Transposed(const Dense& m, std::size_t n, bool conjugate) {
+  Dense t(m.size());
+  for (std::size_t i = 0; i < n; ++i)
+    for (std::size_t j = 0; j < n; ++j) t[j * n + i] = conjugate ? std::conj(m[i * n + j]) : m[i * n + j];
+  return t;
+}
+
+bool QInOrder(const OperatorType& O, OrderPredicate order) {
+  bool inOrder = true;
+  ForEachTerm(O, [&](const LadderIndex* lader, std::uint32_t length, auto) {
+    for (std::uint32_t k = 1; k < length; ++k)
+      inOrder &= order(lader[k], lader[k - 1], O.layout.NFermion) == OrderAction::InOrder;
+  });
+  return inOrder;
+}
+
+TEST(NormalOrder, LeavesTheOperatorAsItIs) {
+  std::mt19937 random(41);
+  for (const FockSpace& space : {Fermions, Mixed, Bosons})
+    for (const OrderPredicate order : Orders)
+      for (const bool complex : {false, true}) {
+        const auto terms = RandomTerms(space, random, 60, 6, complex);
+        const OperatorType O = ToOperator(space, terms), ordered = NormalOrderOperator(O, order);
+        EXPECT_TRUE(QInOrder(ordered, order));
+        EXPECT_EQ(QComplex(ordered) != 0, complex);
+        EXPECT_LT(ExactDistance(space, Matrix(space, ordered), space.matrix(terms), 6), Tolerance);
+        OperatorType zero = ordered;
+        OperatorAddNormalOrder(zero, O, -1, order);
+        OperatorRemoveSmallValues(zero, Tolerance);
+        OperatorSetMaxLength(zero);
+        EXPECT_EQ(MaxLength(zero) + TermCount(zero.l[0]), 0u);
+      }
+}
+
+TEST(NormalOrder, KnownForms) {
+  constexpr std::uint32_t b = 2;
+  const struct {
+    OrderPredicate order;
+    std::vector<LadderIndex> lader;  // element 0 acts first
+    std::vector<std::pair<std::vector<LadderIndex>, double>> result;
+  } cases[] = {
+      {Orders[0], {Create(0), Annihilate(0)}, {{{}, 1}, {{Annihilate(0), Create(0)}, -1}}},
+      {Orders[0], {Create(b), Annihilate(b)}, {{{}, 1}, {{Annihilate(b), Create(b)}, 1}}},
+      {Orders[1], {Annihilate(b), Create(b)}, {{{}, -1}, {{Create(b), Annihilate(b)}, 1}}},
+      {Orders[0], {Annihilate(1), Annihilate(1)}, {}},
+      {Orders[0], {Annihilate(b), Annihilate(b)}, {{{Annihilate(b), Annihilate(b)}, 1}}},
+      {Orders[0], {Create(0), Annihilate(b)}, {{{Annihilate(b), Create(0)}, 1}}},  // bosons right of fermions
+      {Orders[0], {Annihilate(1), Annihilate(0)}, {{{Annihilate(0), Annihilate(1)}, -1}}}};
+  for (const auto& c : cases) {
+    OperatorType O = InitOperator(2, 1), expected = O;
+    OperatorAddLaderNormalOrder(O, c.lader, 1, c.order);
+    for (const auto& [lader, value] : c.result) OperatorAddLader(expected, lader, value);
+    if (MaxLength(O) > MaxLength(expected)) InitOperatorFixedLength(expected, MaxLength(O), 8);
+    EXPECT_EQ(StringPrintOperatorReadable(O), StringPrintOperatorReadable(expected));
+  }
+}
+
+// (a a+)^k = 1 - a+ a: contractions of contractions, deeper than the stack should follow.
+TEST(NormalOrder, VeryLongStrings) {
+  std::vector<LadderIndex> lader;
+  for (int k = 0; k < 3000; ++k) lader.push_back(Create(0)), lader.push_back(Annihilate(0));
+  OperatorType O = InitOperator(1, 0);
+  OperatorAddLaderNormalOrder(O, lader, {0, 1});
+  OperatorSetMaxLength(O);
+  ASSERT_EQ(MaxLength(O), 2u);
+  EXPECT_EQ(TermValue(O.l[0], 0), Complex16(0, 1));
+  EXPECT_EQ(TermCount(O.l[2]), 1u);
+  EXPECT_EQ(TermValue(O.l[2], 0), Complex16(0, -1));
+}
+
+// A real term whose contraction falls into a complex table, and the other way round.
+TEST(NormalOrder, ContractionsFindTablesOfEitherKind) {
+  OperatorType O = InitOperator(1, 0);
+  OperatorAddConstant(O, {0, 1});
+  OperatorAddLaderNormalOrder(O, {Create(0), Annihilate(0)}, 2);
+  OperatorAddLaderNormalOrder(O, {Create(0), Annihilate(0)}, {0, 3});
+  EXPECT_EQ(TermValue(O.l[0], 0), Complex16(2, 4));
+  EXPECT_EQ(TermValue(O.l[2], 0), Complex16(-2, -3));
+  OperatorType real = InitOperator(1, 0);
+  OperatorAddConstant(real, 1);
+  OperatorAddLaderNormalOrder(real, {Create(0), Annihilate(0)}, {0, 3});
+  EXPECT_EQ(TermValue(real.l[0], 0), Complex16(1, 3));
+}
+
+TEST(OperatorProduct, IsTheProductOfTheMatrices) {
+  std::mt19937 random(17);
+  for (const FockSpace& space : {Fermions, Mixed})
+    for (int trial = 0; trial < 8; ++trial) {
+      const bool complexA = trial & 1, complexB = trial & 2;
+      const char Aset = trial & 4 ? 'D' : 'N', Bset = trial % 3 ? 'N' : 'D';
+      const auto a = RandomTerms(space, random, 25, 3, complexA),
+                 b = RandomTerms(space, random, 25, 3, complexB);
+      const OperatorType A = ToOperator(space, a), B = ToOperator(space, b);
+      const OrderPredicate order = Orders[trial / 2 % 2];
+      const OperatorType AB = OperatorMultiply2NormalOrder(A, B, Aset, Bset, order);
+      Dense ma = space.matrix(a), mb = space.matrix(b);
+      if (Aset == 'D') ma = Transposed(ma, space.size(), true);
+      if (Bset == 'D') mb = Transposed(mb, space.size(), true);
+      EXPECT_EQ(MaxLength(AB), MaxLength(A) + MaxLength(B));
+      EXPECT_TRUE(QInOrder(AB, order));
+      EXPECT_EQ(QComplex(AB) != 0, complexA || complexB);
+      EXPECT_LT(ExactDistance(space, Matrix(space, AB), Multiply(ma, mb, space.size()), 6), Tolerance);
+    }
+}
+
+TEST(OperatorProduct, KindIsThatOfTheFactors) {
+  const OperatorType iN = OneTerm({1, 0}, {Annihilate(0), Create(0)}, {0, 1});
+  const OperatorType square = OperatorMultiply2NormalOrder(iN, iN, 'N', 'N', Orders[0]);
+  EXPECT_EQ(QComplex(square), 1u);  // although -n has no imaginary part
+  EXPECT_EQ(TermValue(square.l[2], 0), Complex16(-1));
+  EXPECT_THROW(OperatorMultiply2NormalOrder(iN, InitOperator(2, 0), 'N', 'N', Orders[0]),
+               std::invalid_argument);
+}
+
+TEST(OperatorTranspose, TransposesAndConjugatesTheMatrix) {
+  std::mt19937 random(23);
+  for (const FockSpace& space : {Fermions, Mixed})
+    for (const OrderPredicate order : Orders)
+      for (const bool complex : {false, true}) {
+        const auto terms = RandomTerms(space, random, 40, 4, complex);
+        const OperatorType O = ToOperator(space, terms), T = OperatorTransposeNormalOrder(O, order),
+                           D = OperatorConjugateTransposeNormalOrder(O, order);
+        OperatorType C = O;
+        OperatorComplexConjugate(C);
+        const Dense m = space.matrix(terms);
+        EXPECT_LT(ExactDistance(space, Matrix(space, T), Transposed(m, space.size(), false), 4), Tolerance);
+        EXPECT_LT(ExactDistance(space, Matrix(space, D), Transposed(m, space.size(), true), 4), Tolerance);
+        EXPECT_LT(
+            ExactDistance(space, Matrix(space, OperatorTransposeNormalOrder(C, order)), Matrix(space, D), 4),
+            Tolerance);
+        EXPECT_TRUE(QInOrder(T, order) && QInOrder(D, order));
+        EXPECT_EQ(QComplex(T) != 0, complex);
+      }
+}
+
+TEST(OperatorScale, ScalesEveryTable) {
+  std::mt19937 random(29);
+  for (const bool complex : {false, true})
+    for (const Complex16 factor : {Complex16(-2), Complex16(0.5, 3), Complex16(0), Complex16(1, 1e-310)}) {
+      const auto terms = RandomTerms(Fermions, random, 30, 3, complex);
+      OperatorType O = ToOperator(Fermions, terms);
+      OperatorScale(O, factor);
+      Dense expected = Fermions.matrix(terms);
+      for (Amplitude& x : expected) x *= ToStd(factor);
+      EXPECT_LT(Distance(Matrix(Fermions, O), expected), Tolerance);
+      EXPECT_EQ(QComplex(O), complex || factor.im == 3 ? 1u : 0u);
+    }
+}
+
+TEST(OperatorTraceAverage, TakesNumberOperatorsOfTheList) {
+  OperatorType O = InitOperator(3, 0);
+  OperatorAddConstant(O, 100);
+  EXPECT_EQ(OperatorTraceAverage(O, {0}), Complex16(0));
+  OperatorAddLader(O, {Annihilate(0), Create(0)}, {3, 1});
+  OperatorAddLader(O, {Create(1), Annihilate(1)}, -5);
+  OperatorAddLader(O, {Annihilate(2), Create(2)}, 7);
+  OperatorAddLader(O, {Annihilate(1), Create(0)}, 11);
+  OperatorAddLader(O, {Create(0), Create(0)}, 13);
+  EXPECT_EQ(OperatorTraceAverage(O, {1, 0}), Complex16(4, 0.5));
+  EXPECT_EQ(OperatorTraceAverage(O, {2, 9}), Complex16(3.5));
+  EXPECT_EQ(OperatorTraceAverage(O, {}), Complex16(0));
+}
+
+// --- Exponent
+
+// exp(m) by its series, after halving m until it converges fast.
+Dense DenseExponential(Dense m, std::size_t n) {
+  constexpr int halvings = 8;
+  for (Amplitude& x : m) x /= 1 << halvings;
+  Dense sum(n * n), power(n * n);
+  for (std::size_t i = 0; i < n; ++i) sum[i * n + i] = power[i * n + i] = 1;
+  for (int k = 1; k < 20; ++k) {
+    power = Multiply(power, m, n);
+    for (Amplitude& x : power) x /= k;
+    for (std::size_t i = 0; i < n * n; ++i) sum[i] += power[i];
+  }
+  for (int k = 0; k < halvings; ++k) sum = Multiply(sum, sum, n);
+  return sum;
+}
+
+TEST(OperatorExponent, IsTheExponentialOfTheMatrix) {
+  std::mt19937 random(37);
+  const FockSpace space{4};
+  for (const bool complex : {false, true})
+    for (const Complex16 factor : {Complex16(0.7), Complex16(0, -1.3), Complex16(-0.4, 0.8), Complex16(0)})
+      for (const OrderPredicate order : Orders) {
+        std::vector<Term> terms = {{{}, 0.3}, {{-1, 1}, -0.8}};  // a a+ brings a constant of its own
+        for (int t = 0; t < 6; ++t) {
+          const int i = static_cast<int>(random() % 4) + 1, j = static_cast<int>(random() % 4) + 1;
+          terms.push_back({{i, -j}, RandomAmplitude(random, complex)});
+        }
+        terms = Hermitian(terms);
+        Dense m = space.matrix(terms);
+        for (Amplitude& x : m) x *= ToStd(factor);
+        OperatorType O = ToOperator(space, terms), result;
+        O.Name = "one";
+        ASSERT_EQ(HermitianOperatorNormalOrderExponent(O, factor, result, order), 0);
+        EXPECT_LT(Distance(Matrix(space, result), DenseExponential(m, space.size())), 1e-11);
+        EXPECT_EQ(result.Name, "one");
+        EXPECT_TRUE(QInOrder(result, order));
+        EXPECT_TRUE(complex || factor.im != 0 || QComplex(result) == 0);
+      }
+}
+
+TEST(OperatorExponent, LeavesOrbitalsAloneWhoseFactorIsOne) {
+  OperatorType O = InitOperator(30, 0), result;  // with all its orbitals the result would have 2^30 terms
+  OperatorAddLader(O, {Annihilate(7), Create(7)}, 1);
+  ASSERT_EQ(HermitianOperatorNormalOrderExponent(O, 1, result, Orders[0]), 0);
+  OperatorRemoveSmallValues(result, 1e-14);
+  OperatorType expected = OneTerm({30, 0}, {Annihilate(7), Create(7)}, std::exp(1.0) - 1);
+  OperatorAddConstant(expected, 1);
+  EXPECT_TRUE(QOperatorEqual(result, expected, 1e-14));
+  ASSERT_EQ(HermitianOperatorNormalOrderExponent(OneTerm({30, 0}, {}, {0, 2}), {0, 1}, result, Orders[0]), 0);
+  EXPECT_TRUE(QOperatorEqual(result, OneTerm({30, 0}, {}, std::exp(-2.0)), 1e-15));
+  ASSERT_EQ(HermitianOperatorNormalOrderExponent(InitOperator(0, 0), 1, result, Orders[0]), 0);
+  EXPECT_TRUE(QOperatorEqual(result, OneTerm({0, 0}, {}, 1), 1e-15));
+}
+
+TEST(OperatorExponent, RefusesWhatHasNoClosedForm) {
+  const std::vector<LadderIndex> four = {Annihilate(0), Annihilate(1), Create(1), Create(0)};
+  const struct {
+    OperatorType O;
+    std::string said;
+  } cases[] = {{InitOperator(2, 3),
+                "OperatorExponent failed, tried to take the exponent of an operator with bosons Nboson=3\n"},
+               {OneTerm({2, 0}, four),
+                "OperatorExponent failed, tried to take the exponent of an operator with max Length 4\n"},
+               {OneTerm({2, 0}, {Create(0)}),
+                "OperatorExponent failed, tried to take the exponent of an operator with single creation or "
+                "annihilation "
+                "operators MaxLength=1 and there are 1 elements of length 1\n"},
+               {OneTerm({2, 0}, {Create(0), Create(1)}),
+                "OperatorExponent failed, operator of length 2 at index 0 consists of two creation or two "
+                "annihilation "
+                "operators\n"},
+               {OneTerm({2, 0}, {Annihilate(0), Create(1)}),
+                "OperatorExponent failed, operator of length 2 should be Hermitian\n"}};
+  for (const auto& c : cases) {
+    OperatorType result = OneTerm({1, 0}, {}, 5);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(HermitianOperatorNormalOrderExponent(c.O, 1, result, Orders[0]), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout().substr(0, c.said.size()), c.said);
+    EXPECT_EQ(TermValue(result.l[0], 0), Complex16(5));
+  }
+}
+
+// --- Change of basis
+
+CompactMatrixType RandomMatrix(std::mt19937& random, std::uint32_t rows, std::uint32_t columns, bool complex,
+                               double filling = 1) {
+  CompactMatrixType M = InitCompactMatrix(rows, columns, complex);
+  for (std::size_t k = 0; k < std::size_t{rows} * columns; ++k) {
+    const Amplitude m = random() % 1000 < 1000 * filling ? RandomAmplitude(random, complex) : 0;
+    std::visit(
+        [&](auto& data) {
+          data[k] = ToKind<std::decay_t<decltype(data[k])>>({m.real(), m.imag()});
+        },
+        M.Data);
+  }
+  return M;
+}
+
+// Fermions among fermions and modes among modes only.
+CompactMatrixType RandomBlockMatrix(std::mt19937& random, const FockSpace& space, bool complex) {
+  CompactMatrixType M =
+      RandomMatrix(random, space.orbitals + space.modes, space.orbitals + space.modes, complex);
+  for (std::uint32_t j = 0; j < M.Ni; ++j)
+    for (std::uint32_t i = 0; i < M.Nj; ++i)
+      if ((j < static_cast<std::uint32_t>(space.orbitals)) !=
+          (i < static_cast<std::uint32_t>(space.orbitals)))
+        std::visit([&](auto& data) { data[j * M.Nj + i] = {}; }, M.Data);
+  return M;
+}
+
+// What a factor becomes: annihilator i is sum_j M[j][i] annihilator j, a creator has conj(M[j][i]).
+std::vector<Term> MappedFactor(const CompactMatrixType& M, int factor) {
+  std::vector<Term> terms;
+  for (std::uint32_t j = 0; j < M.Ni; ++j) {
+    const Amplitude m = ToStd(CompactMatrixElement(M, j, static_cast<std::uint32_t>(std::abs(factor) - 1)));
+    const int index = static_cast<int>(j) + 1;
+    terms.push_back({{factor > 0 ? index : -index}, factor > 0 ? std::conj(m) : m});
+  }
+  return terms;
+}
+
+Dense MappedMatrix(const FockSpace& space, const std::vector<Term>& terms, const CompactMatrixType& M) {
+  Dense sum(space.size() * space.size());
+  for (const Term& term : terms) {
+    Dense product = space.matrix({{{}, term.value}});
+    for (const int factor : term.factors)
+      product = Multiply(product, space.matrix(MappedFactor(M, factor)), space.size());
+    for (std::size_t k = 0; k < sum.size(); ++k) sum[k] += product[k];
+  }
+  return sum;
+}
+
+TEST(BasisRotation, TransformsEveryLadderOperator) {
+  std::mt19937 random(53);
+  for (const FockSpace& space : {FockSpace{4}, FockSpace{2, 2, 4}})
+    for (int trial = 0; trial < 4; ++trial) {
+      const bool complex = trial & 1, complexM = trial & 2;
+      const auto terms = RandomTerms(space, random, 6, 3, complex);
+      const OperatorType Source = ToOperator(space, terms);
+      const CompactMatrixType M = RandomBlockMatrix(random, space, complexM);
+      for (const OrderPredicate order : Orders) {
+        OperatorType O = InitOperatorCopySettings(Source);
+        OperatorAddConstant(O, 1);
+        MappedOperatorAddNormalOrder(O, Source, M, order);
+        EXPECT_TRUE(QInOrder(O, order));
+        EXPECT_EQ(QComplex(O) != 0, complex || complexM);
+        OperatorAddConstant(O, -1);
+        EXPECT_LT(ExactDistance(space, Matrix(space, O), MappedMatrix(space, terms, M), 3), Tolerance);
+      }
+    }
+}
+
+TEST(BasisRotation, UnitMatrixAndRectangles) {
+  std::mt19937 random(59);
+  const OperatorType O = ToOperator(Mixed, RandomTerms(Mixed, random, 30, 4, true));
+  CompactMatrixType unit = InitCompactMatrix(5, 5, false), onto = InitCompactMatrix(9, 5, false);
+  for (std::uint32_t i = 0; i < 5; ++i) {
+    std::get<0>(unit.Data)[i * 5 + i] = 1;
+    std::get<0>(onto.Data)[(i < 3 ? i + 2 : i + 3) * 5 + i] = 1;  // orbitals 2 .. 4 of 6, modes 0, 1 of 3
+  }
+  OperatorType same = InitOperatorCopySettings(O);
+  MappedOperatorAddNormalOrder(same, O, unit, Orders[0]);
+  EXPECT_EQ(StringPrintOperatorReadable(same),
+            StringPrintOperatorReadable(NormalOrderOperator(O, Orders[0])));
+  OperatorType placed = InitOperator(6, 3);
+  MappedOperatorAddNormalOrder(placed, OneTerm({3, 2}, {Annihilate(0), Create(2), Create(4)}, 3), onto,
+                               Orders[0]);
+  EXPECT_TRUE(QOperatorEqual(placed, OneTerm({6, 3}, {Create(7), Annihilate(2), Create(4)}, 3), 0));
+  for (const CompactMatrixType& wrong :
+       {onto, InitCompactMatrix(5, 4, false), InitCompactMatrix(0, 0, false)}) {
+    EXPECT_THROW(MappedOperatorAddNormalOrder(same, O, wrong, Orders[0]), std::invalid_argument);
+    WaveFunctionType psi({3, 2});
+    EXPECT_THROW(MappedWaveFunctionAdd(psi, WaveFunctionType({3, 2}), wrong), std::invalid_argument);
+  }
+}
+
+TEST(BasisRotation, StatesAreProductsOfTransformedCreators) {
+  std::mt19937 random(61);
+  for (const FockSpace& space : {FockSpace{6}, FockSpace{2, 2, 4}})
+    for (int trial = 0; trial < 8; ++trial) {
+      const bool complexPsi = trial & 1, complex = trial & 2, complexM = trial & 4;
+      const CompactMatrixType M = RandomBlockMatrix(random, space, complexM);
+      Dense source = RandomVector(space, random, complex, 0.3),
+            expected = RandomVector(space, random, complexPsi, 0.5);
+      for (std::size_t n = 0; n < space.size(); ++n)  // quanta that stay below the cutoff wherever they go
+        if (space.modes && space.quanta(n, 0) + space.quanta(n, 1) > space.cutoff) source[n] = 0;
+      WaveFunctionType psi = ToState(space, expected, complexPsi);
+      MappedWaveFunctionAdd(psi, ToState(space, source, complex), M);
+      for (std::size_t n = 0; n < space.size(); ++n) {
+        if (source[n] == 0.0) continue;
+        Dense image(space.size());
+        image[0] = source[n];
+        for (int mode = 0; mode < space.modes; ++mode)
+          for (int q = 1; q <= space.quanta(n, mode); ++q) {
+            image = space.apply(MappedFactor(M, space.orbitals + mode + 1), image);
+            for (Amplitude& x : image) x /= std::sqrt(q);
+          }
+        for (int i = space.orbitals; i-- > 0;)
+          if (n >> i & 1) image = space.apply(MappedFactor(M, i + 1), image);
+        for (std::size_t k = 0; k < image.size(); ++k) expected[k] += image[k];
+      }
+      EXPECT_LT(Distance(ToDense(space, psi), expected), Tolerance);
+      EXPECT_EQ(QComplex(psi), complexPsi || complex || complexM);
+    }
+}
+
+// --- Memory
+
+TEST(OperatorAlgebraMemory, FailedStepsLeaveTheirRecordsAsTheyWere) {
+  std::mt19937 random(67);
+  const FockSpace space{4};
+  const OperatorType other = ToOperator(space, RandomTerms(space, random, 6, 4, true));
+  OperatorType O = ToOperator(space, RandomTerms(space, random, 6, 2, false));
+  const CompactMatrixType M = RandomMatrix(random, 4, 4, true);
+  const std::string before = StringPrintOperatorReadable(O);
+  const OperatorType N = OneTerm({4, 0}, {Annihilate(1), Create(1)});
+  const std::pair<const char*, std::function<void(OperatorType&)>> steps[] = {
+      {"rotation", [&](OperatorType& o) { MappedOperatorAddNormalOrder(o, other, M, Orders[0]); }},
+      {"product", [&](OperatorType& o) { o = OperatorMultiply2NormalOrder(o, other, 'N', 'D', Orders[0]); }},
+      {"transpose", [&](OperatorType& o) { o = OperatorConjugateTransposeNormalOrder(o, Orders[1]); }},
+      {"exponent",
+       [&](OperatorType& o) { EXPECT_EQ(HermitianOperatorNormalOrderExponent(N, 1, o, Orders[0]), 0); }}};
+  for (const auto& [name, step] : steps) {
+    SCOPED_TRACE(name);
+    EXPECT_GT(FailEachAllocation(O, step,
+                                 [&](OperatorType& o) { EXPECT_EQ(StringPrintOperatorReadable(o), before); }),
+              0u);
+  }
+  const Dense v = RandomVector(space, random, false, 0.5), w = RandomVector(space, random, false, 0.5);
+  const WaveFunctionType Source = ToState(space, w, false);
+  const auto rotate = [&](WaveFunctionType& psi) { MappedWaveFunctionAdd(psi, Source, M); };
+  const auto unchanged = [&](WaveFunctionType& psi) {
+    EXPECT_FALSE(QComplex(psi));
+    EXPECT_EQ(Distance(ToDense(space, psi), v), 0);
+  };
+  EXPECT_GT(FailEachAllocation(ToState(space, v, false), rotate, unchanged), 0u);
+}
+
+}  // namespace
+}  // namespace fermix::test

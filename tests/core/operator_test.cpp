@@ -1,0 +1,442 @@
+// The operator record: tables, kinds, chopping, change of space, sums, comparisons, prints.
+#include "core/operator.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <map>
+
+#include "alloc_failure.h"
+#include "core/fock_space.h"
+#include "core/operator_algebra.h"
+#include "core/operator_print.h"
+
+namespace fermix::test {
+namespace {
+
+using Lader = std::vector<LadderIndex>;
+
+OperatorType MakeOperator(KeyLayout layout, const std::vector<std::pair<Lader, Complex16>>& terms) {
+  OperatorType O = InitOperator(layout.NFermion, layout.NBoson);
+  for (const auto& [lader, value] : terms) OperatorAddLader(O, lader, value);
+  return O;
+}
+
+// All that a user can see of an operator.
+std::string Text(const OperatorType& O) { return StringPrintOperatorReadable(O); }
+
+Lader RandomString(std::mt19937& random, std::uint32_t length, std::uint32_t indices) {
+  Lader lader(length);
+  for (LadderIndex& l : lader) l = random() % 2 ? Create(random() % indices) : Annihilate(random() % indices);
+  return lader;
+}
+
+// For some sizes of the hash: sums by string, in insertion order, against a map.
+TEST(OperatorTable, SumsEqualStringsAndKeepsTheOrderOfInsertion) {
+  std::mt19937 random(4);
+  for (const std::uint32_t NBitsKey : {0u, 6u, 20u, 31u, 32u, 0xffffffffu}) {
+    OperatorType O = InitOperator(12, 0);
+    for (const std::uint32_t length : {1u, 3u, 9u}) InitOperatorFixedLength(O, length, NBitsKey);
+    std::map<Lader, std::pair<std::size_t, double>> reference;  // rank in its table, sum
+    std::map<std::size_t, std::size_t> count;
+    for (int t = 0; t < 4000; ++t) {
+      const std::uint32_t lengths[] = {1, 3, 9};
+      Lader lader = RandomString(random, lengths[random() % 3], 6);
+      if (lader.size() == 9) std::fill(lader.begin() + 4, lader.end(), Create(11));
+      OperatorAddLader(O, lader, t);
+      const auto [at, fresh] = reference.try_emplace(lader, count[lader.size()], 0);
+      if (fresh) ++count[lader.size()];
+      at->second.second += t;
+    }
+    for (const auto& [lader, place] : reference) {
+      const OperatorFixedLengthType& table = O.l[lader.size()];
+      ASSERT_LT(place.first, TermCount(table));
+      EXPECT_TRUE(std::equal(lader.begin(), lader.end(), &table.o[place.first * lader.size()]));
+      EXPECT_EQ(TermValue(table, static_cast<std::uint32_t>(place.first)).re, place.second);
+    }
+    for (const auto& [length, terms] : count) EXPECT_EQ(TermCount(O.l[length]), terms);
+    EXPECT_EQ(O.l[9].NBitsKey, NBitsKey);
+    EXPECT_EQ(TermCount(O.l[2]), 0u);
+  }
+}
+
+TEST(OperatorTable, ConstantsSumIntoOneTerm) {
+  OperatorType O = InitOperator(2, 0);
+  OperatorAddConstant(O, 1);
+  OperatorAddConstant(O, 2);
+  EXPECT_EQ(MaxLength(O), 0u);
+  EXPECT_EQ(TermCount(O.l[0]), 1u);
+  EXPECT_EQ(TermValue(O.l[0], 0), Complex16(3));
+}
+
+TEST(OperatorTable, KindsFollowTheirTerms) {
+  const Lader a = {Annihilate(0)}, ab = {Annihilate(0), Create(1)};
+  const double nearly = 0.9 * NumericalZero;
+  const struct {
+    std::vector<std::pair<Lader, Complex16>> terms;
+    std::uint32_t kind;
+  } cases[] = {{{}, 0},
+               {{{a, {1, nearly}}}, 0},
+               {{{a, {1, 2 * nearly}}}, 1},
+               {{{a, {1, 0}}, {a, {0, 1}}}, 1},
+               {{{a, {0, 1}}, {a, {0, -1}}}, 1},  // cancelling does not turn it back
+               {{{a, {0, 1}}, {ab, 1}}, 2},
+               {{{{}, {0, 1}}, {ab, 1}}, 2},
+               {{{a, {1, std::nan("")}}}, 1}};
+  for (const auto& c : cases) {
+    const OperatorType O = MakeOperator({2, 0}, c.terms);
+    EXPECT_EQ(QComplex(O), c.kind);
+    EXPECT_EQ(QComplex(OperatorType(O)), c.kind);
+  }
+  OperatorType O = MakeOperator({2, 0}, {{a, 1}, {a, {0, 1}}, {{Create(0)}, 2}});
+  EXPECT_EQ(TermValue(O.l[1], 0), Complex16(1, 1));
+  EXPECT_EQ(TermValue(O.l[1], 1), Complex16(2));
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(MakeRealOperatorFixedLengthComplex(O, 3), 2);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Warning in MakeRealOperatorFixedLengthComplex:\n"
+            "Tried to make a real operator of length 3 complex, but Maxlength is 1\n");
+}
+
+TEST(OperatorTable, CreationOfATableDiscardsItsTermsOnly) {
+  OperatorType O = MakeOperator({3, 0}, {{{}, 1}, {{Create(0)}, 2}, {{Create(0), Create(1)}, {0, 3}}});
+  InitOperatorFixedLength(O, 2, 5);
+  InitOperatorFixedLength(O, 0, 5);
+  EXPECT_EQ(QComplex(O), 0u);
+  EXPECT_EQ(TermCount(O.l[0]) + TermCount(O.l[1]), 2u);
+  EXPECT_EQ(TermCount(O.l[2]), 0u);
+  EXPECT_EQ(O.l[2].NBitsKey, 5u);
+  const OperatorType like = InitOperatorCopySettings(O);
+  EXPECT_EQ(MaxLength(like), 2u);
+  EXPECT_EQ(like.l[2].NBitsKey, 5u);
+  EXPECT_EQ(TermCount(like.l[1]), 0u);
+  OperatorSetMaxLength(O);
+  EXPECT_EQ(MaxLength(O), 1u);
+}
+
+TEST(OperatorChop, KeepsWhatIsAboveTheBar) {
+  const auto a = [](std::uint32_t i) { return Lader{Annihilate(i)}; };
+  const struct {
+    std::vector<std::pair<Lader, Complex16>> before;
+    double epsilon;
+    std::vector<std::pair<Lader, Complex16>> after;
+  } cases[] = {// at the bar: terms go, a constant stays
+               {{{{}, 0.5}, {a(0), 0.5}, {a(1), -0.75}}, 0.5, {{{}, 0.5}, {a(1), -0.75}}},
+               {{{{}, 0.25}, {a(0), 1}}, 0.5, {{a(0), 1}}},
+               {{{a(0), 1}, {a(0), -1}}, 0, {}},
+               {{{{}, {1, 0.25}}, {a(0), {1, 0.5}}, {a(1), {2, -0.5}}}, 0.5, {{{}, 1}, {a(0), 1}, {a(1), 2}}},
+               {{{{}, {0.25, 0.25}}}, 0.5, {}},
+               {{{{}, {0.25, 1}}}, 0.5, {{{}, {0.25, 1}}}},
+               // one imaginary part keeps the whole table complex
+               {{{a(0), {1, 0.25}}, {a(1), {2, 0.75}}}, 0.5, {{a(0), {1, 0.25}}, {a(1), {2, 0.75}}}},
+               {{{a(0), {0.4, 0.4}}, {a(1), {0.3, 0.3}}}, 0.5, {{a(0), 0.4}}},
+               {{{a(0), std::nan("")}, {a(1), 1}}, 0.5, {{a(1), 1}}}};
+  for (const auto& c : cases) {
+    OperatorType O = MakeOperator({2, 0}, c.before), expected = MakeOperator({2, 0}, c.after);
+    if (MaxLength(O) > MaxLength(expected)) InitOperatorFixedLength(expected, MaxLength(O), 8);
+    OperatorRemoveSmallValues(O, c.epsilon);
+    EXPECT_EQ(Text(O), Text(expected));
+    // The table goes on working: known strings are found, new ones enter.
+    for (const auto& [lader, value] : c.before) {
+      OperatorAddLader(O, lader, 1);
+      OperatorAddLader(expected, lader, 1);
+    }
+    EXPECT_EQ(Text(O), Text(expected));
+  }
+}
+
+TEST(OperatorChop, LeavesLargeTablesIntact) {
+  std::mt19937 random(6);
+  OperatorType O = InitOperator(20, 0), expected = O;
+  for (int t = 0; t < 3000; ++t) {
+    const Lader lader = RandomString(random, 2, 20);
+    OperatorAddLader(O, lader, t % 3 ? 1e-3 : 1e3);
+  }
+  for (std::uint32_t n = 0; n < TermCount(O.l[2]); ++n)
+    if (TermValue(O.l[2], n).re > 1)
+      OperatorAddLader(expected, {O.l[2].o[2 * n], O.l[2].o[2 * n + 1]}, TermValue(O.l[2], n));
+  OperatorRemoveSmallValues(O, 1);
+  EXPECT_EQ(Text(O), Text(expected));
+}
+
+// --- Change of the one-particle space
+
+TEST(OperatorChangeNFandNB, DropsAndShifts) {
+  // orbitals 0 .. 3, modes 4 and 5
+  const std::vector<std::pair<Lader, Complex16>> all = {{{}, 1},
+                                                        {{Annihilate(0), Create(3)}, 2},
+                                                        {{Annihilate(1), Create(2)}, 3},
+                                                        {{Annihilate(4), Create(0)}, 4},
+                                                        {{Annihilate(5), Create(4)}, 5}};
+  const struct {
+    std::uint32_t NF, NB;
+    std::vector<std::pair<Lader, Complex16>> after;
+  } cases[] = {
+      {4, 2, all},
+      // fewer orbitals take every mode along
+      {3, 2, {{{}, 1}, {{Annihilate(1), Create(2)}, 3}}},
+      {0, 0, {{{}, 1}}},
+      {4, 1, {all[0], all[1], all[2], all[3]}},
+      {4, 0, {all[0], all[1], all[2]}},
+      {9, 2, {all[0], all[1], all[2], {{Annihilate(9), Create(0)}, 4}, {{Annihilate(10), Create(9)}, 5}}},
+      {5, 1, {all[0], all[1], all[2], {{Annihilate(5), Create(0)}, 4}}}};
+  for (const auto& c : cases) {
+    OperatorType O = MakeOperator({4, 2}, all), expected = MakeOperator({c.NF, c.NB}, c.after);
+    if (MaxLength(expected) < 2) InitOperatorFixedLength(expected, 2, 8);
+    EXPECT_EQ(OperatorChangeNFandNB(O, c.NF, c.NB), 0);
+    EXPECT_EQ(Text(O), Text(expected));
+  }
+}
+
+TEST(OperatorChangeNFandNB, ShiftedStringsAreNotFoundUntilTheTableIsCompacted) {
+  OperatorType O = MakeOperator({4, 1}, {{{Annihilate(4), Create(0)}, 1}, {{Annihilate(1), Create(0)}, 1}});
+  ASSERT_EQ(OperatorChangeNFandNB(O, 6, 1), 0);
+  const Lader shifted = {Annihilate(6), Create(0)};
+  OperatorAddLader(O, shifted, 10);
+  OperatorAddLader(O, {Annihilate(1), Create(0)}, 10);
+  EXPECT_EQ(TermCount(O.l[2]), 3u);
+  OperatorAddLader(O, shifted, 100);  // the new one is
+  EXPECT_EQ(TermValue(O.l[2], 2), Complex16(110));
+  OperatorRemoveSmallValues(O, 0);
+  EXPECT_EQ(Text(O), Text(MakeOperator({6, 1}, {{shifted, 111}, {{Annihilate(1), Create(0)}, 11}})));
+}
+
+TEST(OperatorChangeNFandNB, RefusesWhatDoesNotFit) {
+  OperatorType O = MakeOperator({4, 1}, {{{Annihilate(4)}, 1}});
+  const std::string before = Text(O);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(OperatorChangeNFandNB(O, 65530, 10), 1);
+  EXPECT_EQ(OperatorChangeNFandNB(O, 0xffffffff, 1), 1);
+  EXPECT_EQ(OperatorChangeNFandNB(O, 32768, 1), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Error in ChangeNFandNB NFnew (65530) + NBnew (10) larger than 65536 (65540)\n"
+            "Error in ChangeNFandNB NFnew (-1) + NBnew (1) larger than 65536 (0)\n"
+            "Error in ChangeNFandNB index (32768) of a boson larger than 32767\n");
+  EXPECT_EQ(Text(O), before);
+  EXPECT_EQ(OperatorChangeNFandNB(O, 32767, 1), 0);
+  EXPECT_EQ(O.l[1].o[0], Annihilate(32767));
+}
+
+TEST(OperatorChangeNFandNB, RestrictionsKeepTheOrbitalsThatRemain) {
+  OperatorType O = InitOperator(4, 2);
+  O.Restrictions = {
+      {4, 2},
+      {1, 2, 3},
+      {1, 2, 4},
+      {StringToDet(4, 2, "1001 00 00"), StringToDet(4, 2, "0001 00 00"), StringToDet(4, 2, "0000 00 FF")}};
+  OperatorType fewer = O, more = O;
+  ASSERT_EQ(OperatorChangeNFandNB(fewer, 3, 2) + OperatorChangeNFandNB(more, 9, 2), 0);
+  EXPECT_EQ(fewer.Restrictions.layout, fewer.layout);
+  EXPECT_EQ(fewer.Restrictions.MinOccupation, (std::vector<std::uint32_t>{1, 3}));
+  EXPECT_EQ(fewer.Restrictions.Masks[0], StringToDet(3, 2, "100 00 00"));
+  EXPECT_EQ(more.Restrictions.MaxOccupation, (std::vector<std::uint32_t>{1, 2, 4}));
+  EXPECT_EQ(more.Restrictions.Masks[2], StringToDet(9, 2, "000000000 00 FF"));
+}
+
+// --- Sums and comparisons
+
+TEST(OperatorAdd, IsTheSumOfTheMatrices) {
+  std::mt19937 random(12);
+  const FockSpace space{4};
+  for (int trial = 0; trial < 8; ++trial) {
+    const bool complexA = trial & 1, complexB = trial & 2, complexFactor = trial & 4;
+    const auto a = RandomTerms(space, random, 30, 3, complexA),
+               b = RandomTerms(space, random, 40, 5, complexB);
+    const Amplitude factor = RandomAmplitude(random, complexFactor);
+    OperatorType O = ToOperator(space, a);
+    const std::string Otext = Text(ToOperator(space, b));
+    const OperatorType B = ToOperator(space, b);
+    OperatorAdd(O, B, {factor.real(), factor.imag()});
+    EXPECT_EQ(Text(B), Otext);
+    EXPECT_EQ(QComplex(O) != 0, complexA || complexB || complexFactor);
+    Dense expected = space.matrix(a), added = space.matrix(b);
+    for (std::size_t i = 0; i < expected.size(); ++i) expected[i] += factor * added[i];
+    EXPECT_LT(Distance(space.matrix(ToTerms(O)), expected), 1e-13);
+    OperatorAdd(O, O, -1);
+    EXPECT_LT(Distance(space.matrix(ToTerms(O)), Dense(expected.size())), 1e-13);
+  }
+  OperatorType O = InitOperator(4, 0);
+  EXPECT_THROW(OperatorAdd(O, InitOperator(5, 0), 1), std::invalid_argument);
+  EXPECT_THROW(OperatorAdd(O, InitOperator(4, 1), 1), std::invalid_argument);
+}
+
+TEST(OperatorAdd, KindOfATableIsThatOfFactorAndTerms) {
+  const Lader a = {Create(0)};
+  const OperatorType real = MakeOperator({1, 0}, {{a, 1}}),
+                     complex = MakeOperator({1, 0}, {{a, {1, 1}}, {a, {0, -1}}});  // the value 1 + 0 i
+  const struct {
+    const OperatorType *O, *other;
+    Complex16 factor;
+    std::uint32_t kind;
+  } cases[] = {
+      {&real, &real, 2, 0}, {&real, &real, {0, 1}, 1}, {&real, &complex, 2, 1}, {&complex, &real, 2, 1}};
+  for (const auto& c : cases)
+    for (const bool order : {false, true}) {
+      OperatorType O = *c.O;
+      if (order) {
+        OperatorAddNormalOrder(O, *c.other, c.factor, QDetNotOrderedFcFaBcBa);
+      } else {
+        OperatorAdd(O, *c.other, c.factor);
+      }
+      EXPECT_EQ(QComplex(O), c.kind);
+      EXPECT_EQ(TermValue(O.l[1], 0), Complex16(1) + c.factor);
+    }
+}
+
+TEST(QOperatorEqual, ComparesInNormalOrder) {
+  const std::uint32_t NF = 2;
+  const auto O = [&](const std::vector<std::pair<Lader, Complex16>>& terms) {
+    return MakeOperator({NF, 1}, terms);
+  };
+  const Lader n = {Annihilate(0), Create(0)}, reversed = {Create(0), Annihilate(0)};
+  const Lader bAntinormal = {Create(2), Annihilate(2)}, bNormal = {Annihilate(2), Create(2)};
+  const OperatorType ordered = O({{n, 1}});
+  EXPECT_TRUE(QOperatorEqual(ordered, O({{{}, 1}, {reversed, -1}}), 1e-15));  // a+ a = 1 - a a+
+  EXPECT_FALSE(QOperatorEqual(O({{reversed, 1}}), ordered, 1e-15));
+  EXPECT_FALSE(
+      QOperatorEqual(O({{reversed, 1}}), O({{{}, 1}, {n, -1}}), 1e-15));  // the first stays as stored
+  EXPECT_TRUE(QOperatorEqual(O({{bAntinormal, 1}}), O({{{}, 1}, {bNormal, 1}}), 1e-15));  // b b+ = 1 + b+ b
+  EXPECT_TRUE(QOperatorEqual(ordered, O({{n, 1.5}}), 0.5));
+  EXPECT_FALSE(QOperatorEqual(ordered, O({{n, 1.5}}), 0.4));
+  EXPECT_TRUE(QOperatorEqual(O({}), O({{n, 0}}), 0));
+}
+
+TEST(QOperatorHermitian, TellsExactFromNearly) {
+  const Lader up = {Annihilate(0), Create(1)}, down = {Annihilate(1), Create(0)};
+  const struct {
+    std::vector<std::pair<Lader, Complex16>> terms;
+    int result;
+  } cases[] = {{{}, 1},
+               {{{{}, 3}}, 1},
+               {{{{}, {3, 1}}}, 0},
+               {{{up, {1, 2}}, {down, {1, -2}}}, 1},
+               {{{up, {1, 2}}, {down, {1, 2}}}, 0},
+               {{{up, 1}, {{Create(0), Annihilate(1)}, -1}}, 1},  // the other order
+               {{{up, 1}, {down, 1 + 1e-10}}, 2},
+               {{{up, 1}, {down, 1 + 1e-7}}, 0},
+               {{{{Annihilate(2), Annihilate(2)}, 1}, {{Create(2), Create(2)}, 1}}, 1},
+               {{{{Annihilate(2)}, 1}}, 0}};
+  for (const auto& c : cases) EXPECT_EQ(QOperatorHermitian(MakeOperator({2, 1}, c.terms), 1e-8), c.result);
+}
+
+// --- Prints
+
+TEST(OperatorPrint, TextStandsToTheLetter) {
+  OperatorType O =
+      MakeOperator({4, 1}, {{{}, {0, -1}}, {{Annihilate(0), Create(3)}, 0.5}, {{Create(4), Create(1)}, -2}});
+  O.Name = "100% test";
+  EXPECT_EQ(Text(O),
+            "\nOperator: 100% test\n"
+            "QComplex         =          2 (Real==0 or Complex==1 or Mixed==2)\n"
+            "MaxLength        =          2 (largest number of product of lader operators)\n"
+            "NFermionic modes =          4 (Number of fermions in the one particle basis)\n"
+            "NBosonic modes   =          1 (Number of bosons in the one particle basis)\n"
+            "\nOperator of Length   0\n"
+            "QComplex      =          1 (Real==0 or Complex==1)\n"
+            "N             =          1 (number of operators of length   0)\n"
+            "|  0.000000000000000E+00 -1.000000000000000E+00\n"
+            "\nOperator of Length   2\n"
+            "QComplex      =          0 (Real==0 or Complex==1)\n"
+            "N             =          2 (number of operators of length   2)\n"
+            "C  3 A  0 |  5.000000000000000E-01\n"
+            "C  1 C  4 | -2.000000000000000E+00\n"
+            "\n");
+}
+
+// The links of the full form against chains that are built as the table of 2^NBitsKey slots describes.
+TEST(OperatorPrint, FullFormShowsTheChains) {
+  std::mt19937 random(2);
+  for (const std::uint32_t NBitsKey : {0u, 3u, 32u}) {
+    OperatorType O = InitOperator(9, 0);
+    InitOperatorFixedLength(O, 2, NBitsKey);
+    for (int t = 0; t < 100; ++t) OperatorAddLader(O, RandomString(random, 2, 9), 1);
+    const std::uint32_t N = TermCount(O.l[2]);
+    std::vector<std::uint32_t> slot(1u << NBitsKey % 32), next(N);
+    for (std::uint32_t n = 0; n < N; ++n) {
+      std::uint32_t* link = &slot[hash(&O.l[2].o[2 * n], 4, NBitsKey)];
+      while (*link) link = &next[*link - 1];
+      *link = n + 1;
+    }
+    const std::string text = StringPrintOperatorFullReadable(O);
+    for (std::uint32_t n = 0; n < N; ++n) {
+      char line[100];
+      const LadderIndex* s = &O.l[2].o[2 * n];
+      std::snprintf(line, sizeof line, "\n%4u | %c%3u %c%3u | %22.15E | -> %10u\n", n,
+                    QCreation(s[1]) ? 'C' : 'A', LadderOrbital(s[1]), QCreation(s[0]) ? 'C' : 'A',
+                    LadderOrbital(s[0]), TermValue(O.l[2], n).re, next[n]);
+      EXPECT_NE(text.find(line), std::string::npos) << line;
+    }
+  }
+}
+
+// --- Memory
+
+TEST(OperatorMemory, FailedStepsLeaveTheRecordAsItWas) {
+  std::mt19937 random(14);
+  const FockSpace space{5, 1, 1};
+  OperatorType O = ToOperator(space, RandomTerms(space, random, 60, 3, false));
+  O.Restrictions = {{5, 1}, {1}, {2}, {StringToDet(5, 1, "11000 00")}};
+  OperatorRemoveSmallValues(O, 0.1);  // no spare room is left
+  OperatorType more = ToOperator(space, RandomTerms(space, random, 60, 5, true));
+  const std::string before = Text(O);
+  const OperatorFixedLengthType& table = O.l[2];
+  const Lader known(&table.o[0], &table.o[2]), fresh = {Create(0), Create(0), Create(0)};
+  const std::pair<const char*, std::function<void(OperatorType&)>> steps[] = {
+      {"known string",
+       [&](OperatorType& o) {
+         OperatorAddLader(o, known, {0, 1});
+       }},
+      {"new string", [&](OperatorType& o) { OperatorAddLader(o, fresh, 1); }},
+      {"new complex string",
+       [&](OperatorType& o) {
+         OperatorAddLader(o, fresh, {1, 1});
+       }},
+      {"new table", [&](OperatorType& o) { OperatorAddLader(o, Lader(9, Create(0)), 1); }},
+      {"constant",
+       [&](OperatorType& o) {
+         OperatorAddConstant(o, {0, 1});
+       }},
+      {"sum",
+       [&](OperatorType& o) {
+         OperatorAdd(o, more, {1, 0.5});
+       }},
+      {"ordered sum", [&](OperatorType& o) { OperatorAddNormalOrder(o, more, 1, QDetNotOrderedFcFaBaBc); }},
+      {"space", [&](OperatorType& o) { EXPECT_EQ(OperatorChangeNFandNB(o, 7, 1), 0); }},
+      {"table size", [&](OperatorType& o) { InitOperatorFixedLength(o, 7, 4); }},
+      {"scale", [&](OperatorType& o) {
+         OperatorScale(o, {1, 1});
+       }}};
+  for (const auto& [name, step] : steps) {
+    SCOPED_TRACE(name);
+    const std::size_t thrown = FailEachAllocation(O, step, [&](OperatorType& o) {
+      EXPECT_EQ(Text(o), before);
+      OperatorAdd(o, O, -1);  // and its tables find what they hold
+      OperatorRemoveSmallValues(o, NumericalZero);
+      for (const OperatorFixedLengthType& t : o.l) EXPECT_EQ(TermCount(t), 0u);
+    });
+    EXPECT_GT(thrown, 0u);
+  }
+}
+
+// Chopping goes on without memory; at worst a table stays complex.
+TEST(OperatorMemory, ChoppingNeverThrows) {
+  OperatorType O =
+      MakeOperator({3, 0}, {{{}, {1, 1e-9}}, {{Create(0)}, {1, 1e-9}}, {{Create(1)}, {1e-9, 0}}});
+  std::size_t complexKept = 0;
+  testing::internal::CaptureStdout();
+  const auto chop = [&](OperatorType& o) {
+    OperatorRemoveSmallValues(o, 1e-6);
+    complexKept += QComplex(o) != 0;
+  };
+  EXPECT_EQ(FailEachAllocation(O, chop, [](OperatorType&) {}), 0u);
+  EXPECT_EQ(
+      testing::internal::GetCapturedStdout(),
+      "could not allocate memory for O->l[0].VRe in OperatorRemoveSmallValues\n"
+      "allocating memory for real part of operator failed. Continue with complex operator with Im entries "
+      "that are zero.\n");
+  EXPECT_EQ(complexKept, 2u);
+}
+
+}  // namespace
+}  // namespace fermix::test
