@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstring>
 
 #include "core/normal_order.h"
 #include "core/operator_algebra.h"

@@ -100,8 +100,8 @@ using OperatorMark = std::vector<Coefficients>;
 OperatorMark MarkOperator(const OperatorType& O);
 void ReturnToMark(OperatorType& O, OperatorMark& mark) noexcept;
 
-// Runs step, which adds terms to O or changes kinds and values. When memory runs out in it, O is put back as it was and the exception
-// flies on.
+// Runs step, which adds terms to O or changes kinds and values. When memory runs out in it, O is put back as
+// it was and the exception flies on.
 template <class Step>
 void OperatorAllOrNothing(OperatorType& O, Step&& step) {
   OperatorMark mark = MarkOperator(O);
