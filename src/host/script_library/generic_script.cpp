@@ -6,6 +6,7 @@
 #include <cfloat>
 #include <cmath>
 
+#include "core/basis_rotation.h"
 #include "core/operator_algebra.h"
 #include "core/operator_script.h"
 #include "core/wave_function_script.h"
