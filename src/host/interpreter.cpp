@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "host/base/allocator.h"
 #include "host/memory_limit.h"
 #include "host/mersenne_twister.h"
 
@@ -56,6 +57,7 @@ const char* ErrorText(lua_State* L) {
 }  // namespace
 
 void PrepareProcess() {
+  ConfigureAllocator();
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   SetBlasThreads();
   LimitOwnMemory();

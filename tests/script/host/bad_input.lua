@@ -8,6 +8,11 @@ local values = {
   false, 0, 1, -1, 0.5, 1e300, -1e300, 0 / 0, inf, "", "x", "7", I, {}, {0}, {{}}, {{1}}, {{1, 2}, {3}}, {{"a", 1}},
   {{"Name", {}}}, {x = 1}, cyclic, long, print, io.stdout, coroutine.create(print)
 }
+-- One of each record, when its functions exist
+values[#values + 1] = NewOperator and NewOperator(3, 0, {{0, -1, 1}, {1, -0, 1}, {1, 2, -1, -2, 3}})
+values[#values + 1] = NewOperator and NewOperator(1, 1, {{1, -1, 1}})
+values[#values + 1] = NewWavefunction and NewWavefunction(3, 0, {{"110", 0.6}, {"101", Complex.New(0, 0.8)}})
+values[#values + 1] = Spectra.FromTable({{{0, 1}, {1, Complex.New(2, -4)}, {2, 0}, ["Name"] = "a"}})
 values[0] = nil
 
 local stock = {}
@@ -23,10 +28,17 @@ local function collect(prefix, t)
 end
 collect("", _G)
 for _, name in ipairs {"Complex", "Spectra", "Ob"} do collect(name .. ".", _G[name] or {}) end
-for _, record in ipairs {I, PhysicalConstants, EnergyUnits, PhysicalConstants.c} do
+for _, record in ipairs {PhysicalConstants, EnergyUnits, PhysicalConstants.c} do
   collect("metamethod ", getmetatable(record))
 end
-table.sort(functions, function(a, b) return a[1] < b[1] end)
+for _, value in ipairs(values) do
+  if type(value) == "userdata" and value ~= io.stdout then
+    collect("metamethod ", getmetatable(value))
+  end
+end
+-- By name, so that a fault shows in the same call each time; finalisers last, because they empty the records.
+local function rank(entry) return (entry[1]:find("__gc") and "2" or "1") .. entry[1] end
+table.sort(functions, function(a, b) return rank(a) < rank(b) end)
 check.ok("functions", #functions > 40)
 
 -- Only Lua's own values and ours come back, or an error with a text.
