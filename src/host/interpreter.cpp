@@ -7,11 +7,8 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "host/complex_script.h"
 #include "host/memory_limit.h"
 #include "host/mersenne_twister.h"
-#include "host/script_library/script_library.h"
-#include "host/units_script.h"
 
 // There when the BLAS is OpenBLAS.
 extern "C" void openblas_set_num_threads(int) __attribute__((weak));
@@ -101,14 +98,11 @@ void SeedRandom() {
   for (int i = 0; i < 10; ++i) std::rand();
 }
 
-lua_State* NewInterpreter() {
+lua_State* NewInterpreter(std::initializer_list<void (*)(lua_State*)> libraries) {
   lua_State* L = luaL_newstate();
   if (!L) return nullptr;
   luaL_openlibs(L);
-  luaopen_units(L);
-  luaopen_Complex(L);
-  luaopen_ssp(L);
-  luaconstants(L);
+  for (const auto open : libraries) open(L);
   lua_gc(L, LUA_GCSETPAUSE, collectorPause);
   SeedMersenneTwister();
   return L;

@@ -1,6 +1,7 @@
 // The process from banner to exit status: start-up, the one interpreter state, script mode and the prompt.
 #pragma once
 
+#include <initializer_list>
 #include <lua.hpp>
 
 namespace fermix {
@@ -10,8 +11,9 @@ void PrepareProcess();  // standard output by lines, BLAS on one thread, a limit
 void PrintBanner();
 void SeedRandom();
 
-// A state with all libraries; null when there is no memory for it. Seeds the Mersenne twister.
-lua_State* NewInterpreter();
+// A state with the standard libraries and, behind them in the given order, the system's own; null when there
+// is no memory for it. Seeds the Mersenne twister.
+lua_State* NewInterpreter(std::initializer_list<void (*)(lua_State*)> libraries);
 
 // Runs the script argv[1] with the arguments behind it as the global args. Exit status 0, 1 when loading or
 // running failed. Closes L.

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "core/operator_script.h"
+
 namespace fermix {
 
 namespace {
@@ -12,6 +14,7 @@ int LuaAbs(lua_State* L) {
 }
 
 int LuaExp(lua_State* L) {
+  if (TestRecord<OperatorType>(L, 1)) return LuaOperatorExp(L);
   if (const Complex16* z = TestRecord<Complex16>(L, 1)) return lua_pushcomplex(L, Exp(*z));
   return lua_push(L, std::exp(luaL_checknumber(L, 1)));
 }
@@ -38,9 +41,10 @@ constexpr luaL_Reg mathFunctions[] = {
 
 }  // namespace
 
-void RegisterMath(lua_State* L) {
+void RegisterMath(lua_State* L, const luaL_Reg* functions) {
   lua_getglobal(L, "math");
   luaL_setfuncs(L, mathFunctions, 0);
+  luaL_setfuncs(L, functions, 0);
   lua_pop(L, 1);
 }
 

@@ -5,8 +5,8 @@
 
 namespace fermix {
 
-// Adds to the table math, or replaces there what learns complex arguments. Needs the types to be registered.
-void RegisterMath(lua_State* L);
+// Replaces in the table math what learns arguments beyond real numbers, and adds functions of other layers.
+void RegisterMath(lua_State* L, const luaL_Reg* functions);
 
 // Makes every entry of the table math a global.
 void SetMathGlobals(lua_State* L);
