@@ -93,25 +93,23 @@ int OneParticleMatrix(const OperatorType& O, CompactMatrixType& h, Complex16& co
   return 0;
 }
 
-// One string of an operator on its way to another basis.
-struct MappedTerm {
-  std::vector<LadderIndex> lader;
-  Complex16 value;
-};
-
-// Expands position `level` of all strings in the new basis.
-std::vector<MappedTerm> MappedAtLevel(const std::vector<MappedTerm>& in, const CompactMatrixType& M,
-                                      std::uint32_t level) {
-  std::vector<MappedTerm> out;
-  for (const MappedTerm& term : in) {
-    const LadderIndex old = term.lader[level];
+// The strings of one length with position `level` in the new basis. Equal strings merge, so that the work
+// grows with their number and not with the number of ways that lead to them.
+OperatorType MappedAtLevel(const OperatorType& in, const CompactMatrixType& M, std::uint32_t length,
+                           std::uint32_t level) {
+  OperatorType out = InitOperatorCopySettings(in);
+  const OperatorFixedLengthType& table = in.l[length];
+  std::vector<LadderIndex> mapped(length);
+  for (std::uint32_t n = 0; n < TermCount(table); ++n) {
+    const LadderIndex* lader = table.o.data() + std::size_t{n} * length;
+    const LadderIndex old = lader[level];
+    const Complex16 value = TermValue(table, n);
+    std::copy_n(lader, length, mapped.begin());
     for (std::uint32_t j = 0; j < M.Ni; ++j) {
       const Complex16 m = CompactMatrixElement(M, j, LadderOrbital(old));
-      if (!(Abs(m) * (std::fabs(term.value.re) + std::fabs(term.value.im)) > NumericalZero)) continue;
-      MappedTerm mapped = term;
-      mapped.lader[level] = static_cast<LadderIndex>(j | (old & CreationBit));
-      mapped.value *= QCreation(old) ? Conj(m) : m;
-      out.push_back(std::move(mapped));
+      if (!(Abs(m) * (std::fabs(value.re) + std::fabs(value.im)) > NumericalZero)) continue;
+      mapped[level] = static_cast<LadderIndex>(j | (old & CreationBit));
+      OperatorAddLader(out, mapped, value * (QCreation(old) ? Conj(m) : m));
     }
   }
   return out;
@@ -284,11 +282,12 @@ void MappedOperatorAddNormalOrder(OperatorType& O, const OperatorType& Source, c
   OrSay("MappedOperatorFixedLengthAtLevel failed in MappedOperatorAddNormalOrder\n", [&] {
     for (std::uint32_t length = MaxLength(O) + 1; length <= MaxLength(Source); ++length)
       InitOperatorFixedLength(O, length, Source.l[length].NBitsKey);
-    ForEachTerm(Source, [&](const LadderIndex* lader, std::uint32_t length, Complex16 v) {
-      std::vector<MappedTerm> terms = {{{lader, lader + length}, v}};
-      for (std::uint32_t level = 0; level < length; ++level) terms = MappedAtLevel(terms, M, level);
-      for (const MappedTerm& term : terms) OperatorAddLaderNormalOrder(O, term.lader, term.value, order);
-    });
+    for (std::uint32_t length = 0; length <= MaxLength(Source); ++length) {
+      OperatorType mapped = InitOperatorCopySettings(Source);
+      mapped.l[length] = Source.l[length];
+      for (std::uint32_t level = 0; level < length; ++level) mapped = MappedAtLevel(mapped, M, length, level);
+      OperatorAddNormalOrder(O, mapped, 1, order);
+    }
   });
 }
 
