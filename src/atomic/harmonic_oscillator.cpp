@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "atomic/one_particle_terms.h"
+#include "core/basis_rotation.h"
 #include "core/operator_algebra.h"
 
 namespace fermix {
