@@ -112,7 +112,8 @@ std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::u
 
 // The number of key, which is added if it is new. The index has room.
 template <class Words>
-std::uint32_t AddFrom(DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash, Words words, std::size_t b) {
+std::uint32_t AddFrom(DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash, Words words,
+                      std::size_t b) {
   // Nearly always a new key finds its home bucket without its hash and with a free place.
   Bucket& home = basis.buckets[b];
   const unsigned same = Matches(home, hash), empty = Matches(home, 0);
