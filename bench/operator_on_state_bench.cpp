@@ -106,8 +106,11 @@ void SurvivorsOnly(benchmark::State& state) {
 }
 
 void Cases(benchmark::internal::Benchmark* b) {
-  b->Args({2, 10, 250})->Args({3, 14, 3400});                            // the shell alone
-  b->Args({2, 26, 100000})->Args({3, 26, 50000})->Args({3, 64, 40000});  // towards a million determinants
+  b->Args({2, 10, 250})->Args({3, 14, 3400});  // the shell alone
+  b->Args({2, 24, 400000})
+      ->Args({2, 26, 100000})
+      ->Args({3, 26, 50000})
+      ->Args({3, 64, 40000});  // towards a million determinants
   b->Unit(benchmark::kMillisecond);
 }
 BENCHMARK(GrowingBasis)->Apply(Cases);

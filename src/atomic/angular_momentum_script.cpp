@@ -64,10 +64,13 @@ int LuaSlaterCoefficientC(lua_State* L) {
                         "math.SlaterCoefficientC expects 6 angular momentum as input that need to be "
                         "integer values");
 
-  const int K = ToInteger(k), L1 = ToInteger(l1), L2 = ToInteger(l2);
-  const int M1 = ToInteger(m1), M2 = ToInteger(m2);
-  const bool forbidden = ToInteger(q) != M1 - M2 || L1 + L2 < K || std::abs(L1 - L2) > K || (L1 + L2 + K) % 2;
-  return lua_push(L, forbidden ? 0.0 : SlaterCoefficientC(K, L1, M1, L2, M2));
+  const long long K = ToInteger(k), L1 = ToInteger(l1), L2 = ToInteger(l2);
+  const long long M1 = ToInteger(m1), M2 = ToInteger(m2);
+  const bool forbidden =
+      ToInteger(q) != M1 - M2 || L1 + L2 < K || std::abs(L1 - L2) > K || (L1 + L2 + K) % 2 != 0;
+  if (forbidden) return lua_push(L, 0.0);
+  const auto i = [](long long n) { return static_cast<int>(n); };
+  return lua_push(L, SlaterCoefficientC(i(K), i(L1), i(M1), i(L2), i(M2)));
 }
 
 }  // namespace fermix

@@ -14,6 +14,7 @@ int ShellL(const std::vector<std::uint16_t>& list) { return (static_cast<int>(li
 
 void AddHarmonic(OperatorType& O, const OrbitalPair& pair, const HarmonicsTerm& term) {
   const int l1 = ShellL(pair.bra), l2 = ShellL(pair.ket);
+  if (std::abs(term.m) > l1 + l2) return;
   for (int m2 = -l2; m2 <= l2; ++m2) {
     if (std::abs(m2 + term.m) > l1) continue;  // m1 - m2 is the component
     const int m1 = m2 + term.m;

@@ -6,7 +6,7 @@
 
 #include "atomic/one_particle_terms.h"
 #include "core/basis_rotation.h"
-#include "core/normal_order.h"
+#include "core/operator_algebra.h"
 
 namespace fermix {
 

@@ -37,8 +37,7 @@ int NewLadder(lua_State* L, const LadderKind& kind) {
   if (n != 2 && n != 3) ScriptError(L, "Error in %s, expected 2 or 3 arguments, not %d\n", kind.frontEnd, n);
   const std::uint32_t NF = CheckFermionCount(L);
   if (n == 2) {
-    int i;
-    lua_check(L, 2, i);
+    const int i = CheckIndex(L, 2);
     return lua_push(L, kind.single(NF, CheckOrbitals(L, kind.frontEnd, {i}, NF)[0]));
   }
   const auto indices = CheckIndices(L, 2);
@@ -64,9 +63,7 @@ int LuaOperatorNewNumber(lua_State* L) {
     ScriptError(L, "Error in LuaOperatorNewNumber, expected 3 or 4 arguments, not %d\n", n);
   const std::uint32_t NF = CheckFermionCount(L);
   if (n == 3) {
-    int a, b;
-    lua_check(L, 2, a);
-    lua_check(L, 3, b);
+    const int a = CheckIndex(L, 2), b = CheckIndex(L, 3);
     const IndexList hop = CheckOrbitals(L, frontEnd, {a, b}, NF);
     return lua_push(L, CreateOperatorNumber(NF, hop[0], hop[1]));
   }

@@ -1,6 +1,7 @@
 #include "atomic/shell_arguments_script.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <string_view>
 
@@ -25,9 +26,21 @@ std::uint32_t CheckFermionCount(lua_State* L, const char* zeroText) {
   return NF;
 }
 
+int CheckIndex(lua_State* L, int index) {
+  const double x = std::nearbyint(luaL_checknumber(L, index));
+  return x >= 0 && x <= INT32_MAX ? static_cast<int>(x) : -1;
+}
+
 std::vector<int> CheckIndices(lua_State* L, int index) {
+  luaL_checktype(L, index, LUA_TTABLE);
+  luaL_checkstack(L, 3, "table too deep");
   std::vector<int> indices;
-  luaL_checkarray(L, index, indices);
+  const int length = luaL_len(L, index);
+  for (int i = 1; i <= length; ++i) {
+    lua_rawgeti(L, index, i);
+    indices.push_back(CheckIndex(L, -1));
+    lua_pop(L, 1);
+  }
   return indices;
 }
 

@@ -22,8 +22,9 @@ std::uint32_t CheckFermionCount(lua_State* L, const char* zeroText);
 // The same, with 0 allowed.
 std::uint32_t CheckFermionCount(lua_State* L);
 
-// A list of integers as the script gave them, numbers beyond the range of int saturated: indices are compared
-// with the number of orbitals before they are cut to 16 bits.
+// A number rounded to the nearest integer, -1 for what can be no index: indices are compared with the number
+// of orbitals before they are cut to 16 bits.
+int CheckIndex(lua_State* L, int index);
 std::vector<int> CheckIndices(lua_State* L, int index);
 bool QInRange(const std::vector<int>& indices, std::uint32_t NFermion);
 // Raises "%s contains a refference outside the range [0,%d]" unless all are orbitals.

@@ -44,63 +44,41 @@ Columns<E> MatrixColumns(const CompactMatrixType& M, const std::vector<E>& data)
   return columns;
 }
 
-// The expansion of one string: position 0 runs slowest. T holds the products of the coefficient with elements
-// of M, of kind E.
-template <class T, class E>
-class StringExpansion {
- public:
-  explicit StringExpansion(const Columns<E>& columns, std::uint32_t maxLength)
-      : columns_(columns), string_(maxLength), next_(maxLength), value_(std::size_t{maxLength} + 1) {}
-
-  // Calls add(string, coefficient) for each string that value * lader becomes.
-  template <class Add>
-  void expand(const LadderIndex* lader, std::uint32_t length, T value, Add&& add) {
-    value_[0] = value;
-    if (length) next_[0] = 0;
-    for (std::uint32_t level = 0;;) {
-      if (level < length && advance(level, lader[level])) {
-        if (++level < length) next_[level] = 0;
-        continue;
-      }
-      if (level == length) add(string_.data(), value_[length]);
-      if (level-- == 0) return;
-    }
-  }
-
- private:
-  // Puts the next orbital at that position; false when there is none left.
-  bool advance(std::uint32_t level, LadderIndex old) {
-    const std::vector<ColumnEntry<E>>& column = columns_[LadderOrbital(old)];
-    const double magnitude = std::fabs(Re(value_[level])) + std::fabs(Im(value_[level]));
-    for (std::uint32_t& n = next_[level]; n < column.size();) {
-      const auto& [j, m] = column[n++];
+// All strings of one length with position `level` in the new basis. Equal strings merge, so that the work
+// grows with their number and not with the number of ways that lead to them.
+template <class E>
+OperatorType MappedFixedLengthAtLevel(const OperatorType& in, const Columns<E>& columns, std::uint32_t length,
+                                      std::uint32_t level) {
+  OperatorType out = InitOperator(in.layout.NFermion, in.layout.NBoson);
+  InitOperatorFixedLength(out, length, 8);
+  const OperatorFixedLengthType& t = in.l[length];
+  WorkString mapped(length);
+  for (std::uint32_t n = 0; n < TermCount(t); ++n) {
+    const LadderIndex* lader = t.o.data() + std::size_t{n} * length;
+    const LadderIndex old = lader[level];
+    const Complex16 value = TermValue(t, n);
+    const double magnitude = std::fabs(value.re) + std::fabs(value.im);
+    std::copy_n(lader, length, mapped.data());
+    for (const auto& [j, m] : columns[LadderOrbital(old)]) {
       if (!(Abs(m) * magnitude > NumericalZero)) continue;
-      string_[level] = j | (old & CreationBit);
-      value_[level + 1] = value_[level] * (QCreation(old) ? Conj(m) : m);
-      return true;
+      mapped.data()[level] = j | (old & CreationBit);
+      const Complex16 v = value * Complex16(QCreation(old) ? Conj(m) : m);
+      OperatorAddLader(out, mapped.data(), length, v.re, v.im);
     }
-    return false;
   }
-
-  const Columns<E>& columns_;
-  std::vector<LadderIndex> string_;
-  std::vector<std::uint32_t> next_;
-  std::vector<T> value_;
-};
+  return out;
+}
 
 template <class E>
 void AddMapped(OperatorType& O, const OperatorType& Source, const Columns<E>& columns, OrderPredicate order) {
-  ForEachTable(Source, [&](const OperatorFixedLengthType& t, std::uint32_t length) {
-    std::visit(
-        [&](const auto& values) {
-          using T = decltype(values[0] * E{});
-          StringExpansion<T, E> expansion(columns, length);
-          for (std::uint32_t n = 0; n < TermCount(t); ++n)
-            expansion.expand(
-                t.o.data() + std::size_t{n} * length, length, T(values[n]),
-                [&](const LadderIndex* lader, T value) { AddNormalOrder(O, lader, length, value, order); });
-        },
-        t.values);
+  ForEachTable(Source, [&](const OperatorFixedLengthType& table, std::uint32_t length) {
+    OperatorType mapped = InitOperator(Source.layout.NFermion, Source.layout.NBoson);
+    InitOperatorFixedLength(mapped, length, 8);
+    mapped.l[length] = table;
+    for (std::uint32_t level = 0; level < length; ++level)
+      mapped = MappedFixedLengthAtLevel(mapped, columns, length, level);
+    mapped.layout = O.layout;
+    OperatorAddNormalOrder(O, mapped, 1.0, order);
   });
 }
 

@@ -114,10 +114,19 @@ std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::u
 template <class Words>
 std::uint32_t AddFrom(DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash, Words words,
                       std::size_t b) {
-  if (const std::uint32_t number = FindFrom(basis, key, hash, words, b)) return number;
+  // Nearly always a new key finds its home bucket without its hash and with a free place.
+  Bucket& home = basis.buckets[b];
+  const unsigned same = Matches(home, hash), empty = Matches(home, 0);
+  if (same || !empty) {
+    if (const std::uint32_t number = FindFrom(basis, key, hash, words, b)) return number;
+    CopyKey(key, words, basis.keys.append());
+    Enter(basis.buckets, b, hash, ++basis.N);
+    return basis.N;
+  }
   CopyKey(key, words, basis.keys.append());
-  Enter(basis.buckets, b, hash, ++basis.N);
-  return basis.N;
+  const int k = std::countr_zero(empty);
+  home.hash[k] = hash;
+  return home.number[k] = ++basis.N;
 }
 
 // The first two of three passes over a batch: hashes, with the buckets fetched ahead; then for each key the

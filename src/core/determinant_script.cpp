@@ -72,7 +72,8 @@ Key CheckDeterminant(lua_State* L, int index, const KeyLayout& layout, int numbe
                static_cast<int>(layout.NBoson));
   const std::size_t wrong = WrongCharacter(text, layout.NFermion);
   if (wrong < text.size())
-    ScriptError(L, "Error in StringToDet, expected \"1\", \"0\" or \" \" on position %d of the string, got %c\n",
+    ScriptError(L,
+                "Error in StringToDet, expected \"1\", \"0\" or \" \" on position %d of the string, got %c\n",
                 static_cast<int>(wrong), text[wrong]);
   return StringToDet(layout.NFermion, layout.NBoson, text);
 }

@@ -39,7 +39,8 @@ void ReadOptions(lua_State* L, int index, OperatorType& O) {
   LuaCheckOptions(L, index,
                   {Option("restrictions", &O.Restrictions), Option("Restrictions", &O.Restrictions),
                    Option("Name", &Name), Option("NBitsKey", &NBitsKey)});
-  if (NBitsKey.size() > MaxTermLength) luaL_error(L, "ERROR: LuaNewOperator called with %d entries in NBitsKey, at most %d are allowed\n",
+  if (NBitsKey.size() > MaxTermLength)
+    luaL_error(L, "ERROR: LuaNewOperator called with %d entries in NBitsKey, at most %d are allowed\n",
                static_cast<int>(NBitsKey.size()), MaxTermLength);
   SetTableSizes(O, NBitsKey);
   O.Name = RecordName(Name.c_str());
@@ -69,8 +70,8 @@ void AddTerm(lua_State* L, OperatorType& O, int t) {
   const int n = static_cast<int>(lua_rawlen(L, -1));
   if (n == 0) luaL_error(L, "ERROR: LuaNewOperator called an empty table as operator at position %d\n", t);
   if (n - 1 > MaxTermLength)
-    luaL_error(L, "ERROR: Opperator %d is a product of %d lader operators, at most %d are allowed\n", t, n - 1,
-               MaxTermLength);
+    luaL_error(L, "ERROR: Opperator %d is a product of %d lader operators, at most %d are allowed\n", t,
+               n - 1, MaxTermLength);
   std::vector<LadderIndex> lader(static_cast<std::size_t>(n - 1));
   for (int k = 1; k < n; ++k) {
     lua_rawgeti(L, -1, k);

@@ -90,19 +90,19 @@ void Finish(StateList& states, const StateList& original, bool ReduceDimension) 
 
 int WaveFunctionListSVDOrthogonalize(StateList& states, const OrthonormalizeSettings& settings) {
   if (states.empty()) return 0;
+  // After a step an eigenvalue of the overlap is 0, or no less than one over the number of functions.
+  constexpr double noise = OrthonormalizeSettings{}.SingularValue;
   StateList work = states;
   std::size_t rank = 0;
-  while (!work.empty()) {
-    if (LowdinStep(work, settings.SingularValue, rank)) return 1;
-    if (rank == 0) work.clear();
-    if (rank < work.size()) {
-      DropSmallest(work);
-      continue;
-    }
-    // Once more on what is orthonormal up to rounding.
-    if (!work.empty() && LowdinStep(work, settings.SingularValue, rank)) return 1;
-    break;
+  if (LowdinStep(work, settings.SingularValue, rank)) return 1;
+  if (rank == 0) work.clear();
+  while (rank < work.size()) {
+    DropSmallest(work);
+    if (work.empty()) break;
+    if (LowdinStep(work, noise, rank)) return 1;
   }
+  // Once more on what is orthonormal up to rounding.
+  if (!work.empty() && LowdinStep(work, noise, rank)) return 1;
   Finish(work, states, settings.ReduceDimension);
   states = std::move(work);
   return 0;

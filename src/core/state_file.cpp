@@ -135,7 +135,8 @@ struct TextElement {
 struct BinaryElement {
   template <class T>
   static bool Read(std::FILE* stream, T& value, std::uint8_t* key, std::uint32_t bytes) {
-    return std::fread(&value, sizeof(T), 1, stream) == 1 && std::fread(key, 1, bytes, stream) == bytes;
+    return std::fread(&value, sizeof(T), 1, stream) == 1 &&
+           (bytes == 0 || std::fread(key, 1, bytes, stream) == bytes);
   }
 };
 
@@ -205,7 +206,7 @@ int StreamPrintWaveFunctionPlainBinary(const WaveFunctionType& psi, std::FILE* s
   ForEachElement(psi, [&](std::uint32_t i, auto value) {
     for (std::uint32_t b = 0; b < bytes.size(); ++b) bytes[b] = KeyByte(ElementKey(psi, i), b);
     std::fwrite(&value, sizeof(value), 1, stream);
-    std::fwrite(bytes.data(), 1, bytes.size(), stream);
+    if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), stream);
   });
   return WriteStatus(stream);
 }

@@ -1,5 +1,7 @@
 #include "host/base/allocator.h"
 
+#include <cstdlib>  // brings __GLIBC__
+
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif

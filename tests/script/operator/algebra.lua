@@ -73,7 +73,7 @@ local errors = {
   {"Error, operator devided by an object of unrecognized type\n", meta.__div, A, B},
   {"Error, operator devided by an object of unrecognized type\n", meta.__div, A, {}},
 }
-for _, e in ipairs(errors) do check.error(e[1], e[1], e[2], e[3], e[4]) end
+for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
 for _, wrong in ipairs({true, {}, print, psi, "x"}) do
   check.ok("sum of wrong types", not pcall(meta.__add, A, wrong) and not pcall(meta.__sub, wrong, A))
 end

@@ -88,7 +88,7 @@ local call = {
   {"Error operator variable not found", meta.__index, A, "foo"},
   {"Error operator variable not found", meta.__index, A, 1},
 }
-for _, e in ipairs(call) do check.error(e[1], e[1], e[2], e[3], e[4]) end
+for _, e in ipairs(call) do check.error(e[1], e[1], table.unpack(e, 2)) end
 
 check.ok("Chop(nan) is refused", not pcall(A.Chop, 0 / 0))
 check.ok("key that is no text", not pcall(meta.__index, A, {}))

@@ -59,6 +59,7 @@ for _, z in ipairs({1, -2, i, 0.5 + i}) do
   local difference = OperatorExp(h, z) * psi - series(z)
   check.near("exponential", difference * difference, 0, 1e-26)
 end
+check.near("math.exp is the same", psi * (math.exp(h) * psi), psi * (OperatorExp(h) * psi), 1e-14)
 
 local errors = {
   {"OperatorSetTrace called with 0 arguments. One, two or three expected, Operator, trace, and indices to be included.\n", OperatorSetTrace},
