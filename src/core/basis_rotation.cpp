@@ -78,6 +78,9 @@ void AddMapped(OperatorType& O, const OperatorType& Source, const Columns<E>& co
     for (std::uint32_t level = 0; level < length; ++level)
       mapped = MappedFixedLengthAtLevel(mapped, columns, length, level);
     mapped.layout = O.layout;
+    // Complex factors make a complex table, also where the imaginary parts cancel.
+    if (IsComplex<E> || QComplexTable(table))
+      static_cast<void>(MakeRealOperatorFixedLengthComplex(mapped, length));
     OperatorAddNormalOrder(O, mapped, 1.0, order);
   });
 }

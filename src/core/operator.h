@@ -8,15 +8,14 @@
 //     values:            |   0.5    |   0.5    | ...
 #pragma once
 
-#include <variant>
-
 #include "core/determinant.h"
 #include "core/restriction.h"
 #include "host/base/complex16.h"
+#include "host/base/copy_safe_variant.h"
 
 namespace fermix {
 
-using Coefficients = std::variant<std::vector<double>, std::vector<Complex16>>;
+using Coefficients = CopySafeVariant<std::vector<double>, std::vector<Complex16>>;
 
 // All strings of one length.
 struct OperatorFixedLengthType {

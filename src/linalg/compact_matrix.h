@@ -7,17 +7,17 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "host/base/complex16.h"
+#include "host/base/copy_safe_variant.h"
 
 namespace fermix {
 
 struct CompactMatrixType {
   std::string Name = "Matrix";
   std::uint32_t Ni = 0, Nj = 0;  // rows, columns
-  std::variant<std::vector<double>, std::vector<Complex16>> Data;
+  CopySafeVariant<std::vector<double>, std::vector<Complex16>> Data;
   // Carried numbers without effect on arithmetic: constant, weight and chemical potential of the response
   // function that the matrix may stand for. Copies hand them on.
   double A0 = 0, B0 = 1, Mu = 0;

@@ -377,6 +377,13 @@ TEST(BasisRotation, UnitMatrixAndRectangles) {
   MappedOperatorAddNormalOrder(same, O, unit, Orders[0]);
   EXPECT_EQ(StringPrintOperatorReadable(same),
             StringPrintOperatorReadable(NormalOrderOperator(O, Orders[0])));
+  CompactMatrixType phase = unit;
+  CompactMatrixScaleComplex(phase, {0, 1});
+  const OperatorType hop = OneTerm({3, 2}, {Annihilate(0), Create(2)}, 3);
+  OperatorType turned = InitOperator(3, 2);
+  MappedOperatorAddNormalOrder(turned, hop, phase, Orders[0]);
+  EXPECT_TRUE(QOperatorEqual(turned, hop, 0));
+  EXPECT_EQ(QComplex(turned), 1u);  // a complex matrix makes complex tables
   OperatorType placed = InitOperator(6, 3);
   MappedOperatorAddNormalOrder(placed, OneTerm({3, 2}, {Annihilate(0), Create(2), Create(4)}, 3), onto,
                                Orders[0]);
