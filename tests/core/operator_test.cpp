@@ -409,9 +409,15 @@ TEST(OperatorMemory, FailedStepsLeaveTheRecordAsItWas) {
        }}};
   for (const auto& [name, step] : steps) {
     SCOPED_TRACE(name);
+    OperatorType done = O;
+    step(done);
+    const std::string after = Text(done);
     const std::size_t thrown = FailEachAllocation(O, step, [&](OperatorType& o) {
       EXPECT_EQ(Text(o), before);
-      OperatorAdd(o, O, -1);  // and its tables find what they hold
+      OperatorType again = o;
+      step(again);
+      EXPECT_EQ(Text(again), after);
+      OperatorAdd(o, O, -1);  // its tables find what they hold
       OperatorRemoveSmallValues(o, NumericalZero);
       for (const OperatorFixedLengthType& t : o.l) EXPECT_EQ(TermCount(t), 0u);
     });
