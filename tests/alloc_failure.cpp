@@ -22,15 +22,35 @@ void* Allocate(std::size_t size, std::size_t alignment) {
 
 }  // namespace
 
-// The forms for arrays and the forms that do not throw come down to these.
+// All forms stand here, also those that the standard library derives from others: a sanitizer brings its own.
 void* operator new(std::size_t size) { return Allocate(size, 1); }
+void* operator new[](std::size_t size) { return Allocate(size, 1); }
 void* operator new(std::size_t size, std::align_val_t alignment) {
   return Allocate(size, static_cast<std::size_t>(alignment));
 }
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+  return Allocate(size, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return Allocate(size, 1);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return operator new(size, std::nothrow);
+}
 void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
 void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
 
 namespace fermix::test {
 
