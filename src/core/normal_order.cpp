@@ -39,10 +39,10 @@ class NormalOrdering {
  public:
   NormalOrdering(OperatorType& O, const Order& order) : O_(O), order_(order) {}
 
-  void add(const LadderIndex* lader, std::uint32_t length, T value) {
+  void add(const LadderIndex* lader, std::uint32_t sorted, std::uint32_t length, T value) {
     WorkString work(length);
     std::copy_n(lader, length, work.data());
-    sort(work.data(), 1, length, value, 0);
+    sort(work.data(), sorted, length, value, 0);
     for (std::size_t k = 0; k < postponed_.size(); ++k) {
       Postponed next = std::move(postponed_[k]);
       sort(next.string.data(), next.sorted, static_cast<std::uint32_t>(next.string.size()), next.value, 0);
@@ -58,18 +58,23 @@ class NormalOrdering {
 
   // Adds value * W, of which the first `sorted` elements are in order.
   void sort(LadderIndex* W, std::uint32_t sorted, std::uint32_t length, T value, std::uint32_t depth) {
-    for (std::uint32_t i = sorted; i < length; ++i)
+    const std::uint32_t NFermion = O_.layout.NFermion;
+    for (std::uint32_t i = sorted; i < length; ++i) {
+      const LadderIndex a = W[i];
       for (std::uint32_t j = i; j > 0; --j) {
-        const OrderAction action = order_(W[j], W[j - 1], O_.layout.NFermion);
+        const LadderIndex b = W[j - 1];
+        const OrderAction action = order_(a, b, NFermion);
         if (action == OrderAction::InOrder) break;
         if (action == OrderAction::Vanish) return;
-        std::swap(W[j - 1], W[j]);
+        W[j] = b;
+        W[j - 1] = a;
         if (action == OrderAction::Commute) continue;
-        if (action != OrderAction::FermionExchange && LadderOrbital(W[j]) == LadderOrbital(W[j - 1]))
+        if (action != OrderAction::FermionExchange && LadderOrbital(a) == LadderOrbital(b))
           contract(W, i, j, length, action == OrderAction::BosonAntiContraction ? -value : value, depth);
         if (action == OrderAction::FermionContraction || action == OrderAction::FermionExchange)
           value = -value;
       }
+    }
     AddAsItStands(O_, W, length, value);
   }
 
@@ -99,13 +104,31 @@ class NormalOrdering {
 
 template <class T>
 void AddInOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length, T value,
-                OrderPredicate order) {
+                OrderPredicate order, std::uint32_t sorted = 1) {
   DispatchOrder(order, [&](const auto& compiled) {
-    NormalOrdering<T, std::decay_t<decltype(compiled)>>(O, compiled).add(lader, length, value);
+    NormalOrdering<T, std::decay_t<decltype(compiled)>>(O, compiled).add(lader, sorted, length, value);
   });
 }
 
 }  // namespace
+
+void AddNormalOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value,
+                    OrderPredicate order, std::uint32_t sorted) {
+  AddInOrder(O, lader, length, value, order, sorted);
+}
+
+void AddNormalOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length, Complex16 value,
+                    OrderPredicate order, std::uint32_t sorted) {
+  AddInOrder(O, lader, length, value, order, sorted);
+}
+
+std::uint32_t SortedLength(const LadderIndex* lader, std::uint32_t length, std::uint32_t NFermion,
+                           OrderPredicate order) {
+  std::uint32_t sorted = 1;
+  while (sorted < length && order(lader[sorted], lader[sorted - 1], NFermion) == OrderAction::InOrder)
+    ++sorted;
+  return sorted;
+}
 
 void RealOperatorAddLaderNormalOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length,
                                      double value, OrderPredicate order) {

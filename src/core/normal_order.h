@@ -40,15 +40,14 @@ inline void OperatorAddLaderNormalOrder(OperatorType& O, const std::vector<Ladde
   OperatorAddLaderNormalOrder(O, lader.data(), static_cast<std::uint32_t>(lader.size()), value.re, value.im,
                               order);
 }
-// The same by the kind of value: real or complex as above.
-inline void AddNormalOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value,
-                           OrderPredicate order) {
-  RealOperatorAddLaderNormalOrder(O, lader, length, value, order);
-}
-inline void AddNormalOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length, Complex16 value,
-                           OrderPredicate order) {
-  ComplexOperatorAddLaderNormalOrder(O, lader, length, value, order);
-}
+// The same by the kind of value. The first `sorted` elements are known to be in order.
+void AddNormalOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value,
+                    OrderPredicate order, std::uint32_t sorted = 1);
+void AddNormalOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length, Complex16 value,
+                    OrderPredicate order, std::uint32_t sorted = 1);
+// How many elements from position 0 on are in order; at least 1.
+std::uint32_t SortedLength(const LadderIndex* lader, std::uint32_t length, std::uint32_t NFermion,
+                           OrderPredicate order);
 
 OperatorType NormalOrderOperator(const OperatorType& O, OrderPredicate order);
 

@@ -48,10 +48,11 @@ void MultiplyTables(OperatorType& result, const OperatorFixedLengthType& A, std:
     for (std::uint32_t n = 0; n < TermCount(B); ++n) {
       // B acts first and so stands at the low positions.
       EnterString(Bset, B.o.data() + std::size_t{n} * lb, lb, combined);
+      const std::uint32_t sorted = SortedLength(combined, lb, result.layout.NFermion, order);
       const auto vb = Bset == 'D' ? Conj(b[n]) : b[n];
       for (std::uint32_t m = 0; m < TermCount(A); ++m) {
         EnterString(Aset, A.o.data() + std::size_t{m} * la, la, combined + lb);
-        AddNormalOrder(result, combined, la + lb, (Aset == 'D' ? Conj(a[m]) : a[m]) * vb, order);
+        AddNormalOrder(result, combined, la + lb, (Aset == 'D' ? Conj(a[m]) : a[m]) * vb, order, sorted);
       }
     }
   };
