@@ -50,6 +50,22 @@ std::vector<T> Work(T query) {
 
 constexpr int Query = -1;
 
+// Complex matrix-times-vector kernels of OpenBLAS (0.3.21 on Haswell and Zen) read up to a row past the end
+// of a submatrix and of the work space behind it, which faults at the end of a page. The drivers that use
+// them get a row to spare on both.
+std::vector<Complex16> WithSpareRow(const Complex16* A, int n) {
+  const std::size_t rows = static_cast<std::size_t>(n);
+  std::vector<Complex16> padded((rows + 1) * rows);
+  std::copy_n(A, rows * rows, padded.begin());
+  return padded;
+}
+std::vector<Complex16> WorkWithSpareRow(Complex16 query, int n, int& size) {
+  std::vector<Complex16> work = Work(query);
+  size = BlasSize(work.size());
+  work.resize(work.size() + static_cast<std::size_t>(n));
+  return work;
+}
+
 }  // namespace
 
 void Gemm(char opA, char opB, int m, int n, int k, double alpha, const double* A, int lda, const double* B,
@@ -109,9 +125,11 @@ int EigenQr(int n, Complex16* A, double* values) {
   Complex16 size = 0;
   std::vector<double> rwork(std::max(1, 3 * n - 2));
   zheev_("V", "U", &n, A, &n, values, &size, &Query, rwork.data(), &info, 1, 1);
-  auto work = Work(size);
-  const int nWork = BlasSize(work.size());
-  zheev_("V", "U", &n, A, &n, values, work.data(), &nWork, rwork.data(), &info, 1, 1);
+  auto padded = WithSpareRow(A, n);
+  int nWork;
+  auto work = WorkWithSpareRow(size, n, nWork);
+  zheev_("V", "U", &n, padded.data(), &n, values, work.data(), &nWork, rwork.data(), &info, 1, 1);
+  std::copy_n(padded.begin(), static_cast<std::size_t>(n) * n, A);
   return info;
 }
 
@@ -131,12 +149,15 @@ int EigenDivide(int n, Complex16* A, double* values) {
   Complex16 size = 0;
   double rsize = 0;
   zheevd_("V", "U", &n, A, &n, values, &size, &Query, &rsize, &Query, &isize, &Query, &info, 1, 1);
-  auto work = Work(size);
+  auto padded = WithSpareRow(A, n);
+  int nWork;
+  auto work = WorkWithSpareRow(size, n, nWork);
   auto rwork = Work(rsize);
   std::vector<int> iwork(std::max(1, isize));
-  const int nWork = BlasSize(work.size()), nRwork = BlasSize(rwork.size()), nIwork = BlasSize(iwork.size());
-  zheevd_("V", "U", &n, A, &n, values, work.data(), &nWork, rwork.data(), &nRwork, iwork.data(), &nIwork,
-          &info, 1, 1);
+  const int nRwork = BlasSize(rwork.size()), nIwork = BlasSize(iwork.size());
+  zheevd_("V", "U", &n, padded.data(), &n, values, work.data(), &nWork, rwork.data(), &nRwork, iwork.data(),
+          &nIwork, &info, 1, 1);
+  std::copy_n(padded.begin(), static_cast<std::size_t>(n) * n, A);
   return info;
 }
 
