@@ -47,6 +47,13 @@ end
 check.near("same function", Spectra.ToTable(SL)[1][400][2], points[400][2], 1e-9)
 local closed = CreateSpectra(H, T, psi, {lanczos})
 check.near("a space that closes early leaves the window alone", closed.Emin[1], 1.75, 1e-12)
+-- Far from the energy 0 rounding keeps the last coupling from being 0; levels behind it must not count.
+local number = NewOperator(3, 0, {hop(0, 0, 1), hop(1, 1, 1), hop(2, 2, 1)})
+for _, Gamma in ipairs{0, 0.4} do
+  local far = CreateSpectra(H + 54321.7 * number, T, psi, {lanczos, {"Gamma", Gamma}})
+  check.near("far from the energy 0", far.Emin[1], 1.75, 1e-8)
+  check.near("far from the energy 0", far.Emax[1], 4.25, 1e-8)
+end
 
 -- pairs: transition outside, state inside; options in any case of letters
 local psi2 = NewWavefunction(3, 0, {{"010", 1}})
@@ -118,7 +125,12 @@ for _, case in ipairs{
   check.error(case[1], case[1], CreateSpectra, table.unpack(case, 2))
 end
 check.equal("options that are off", CreateSpectra(H, T, psi, {{"Tensor", false}, {"KrylovBasis", false}, {"Sigma", true}}).N, 1)
-check.ok("not-a-number in the window", not pcall(CreateSpectra, H, T, psi, {{"Emin", 0 / 0}, {"Emax", 1}}))
+for _, name in ipairs{"Emin", "Emax", "Gamma", "E0", "epsilon"} do
+  for _, x in ipairs{0 / 0, 1 / 0, -1 / 0} do
+    local text = "CreateSpectra called with a value of " .. name .. " that is not finite\n"
+    check.error(text, text, CreateSpectra, H, T, psi, {{name, x}})
+  end
+end
 for _, arguments in ipairs{{}, {H}, {H, T}, {T, psi, H}, {H, psi, T}, {H, {T, 1}, psi}, {H, T, {psi, H}},
                            {H, T, psi, {}, {}, {}}, {1, 2, 3}, {H, T, psi, {{"NTri", "x"}}}, {H, T, psi, {{"unknown", 1}}}} do
   check.ok("wrong arguments", not pcall(CreateSpectra, table.unpack(arguments)))
@@ -129,6 +141,11 @@ check.ok("cyclic tables", not pcall(CreateSpectra, H, cyclic, psi) and not pcall
 check.ok("nil as self-energy", not pcall(CreateSpectra, H, T, psi, nil))
 for _, options in ipairs{{}, {lanczos}} do
   for _, x in ipairs{0 / 0, 1 / 0} do check.ok("not finite", not pcall(CreateSpectra, H * x, T, psi, options)) end
+  for _, x in ipairs{0 / 0, 1 / 0, 1e300} do
+    local text = "CreateSpectra called with operators or wave-functions that are not finite\n"
+    check.error("T times " .. x, text, CreateSpectra, H, T * x, psi, options)
+    check.error("psi times " .. x, text, CreateSpectra, H, T, psi * x, options)
+  end
 end
 
 check.done()
