@@ -3,7 +3,10 @@
 --     H = -t sum_<ij>,s (c+_is c_js + c+_js c_is) + U sum_i n_i,up n_i,dn - U/2 sum_i n_i
 --
 -- Spin-orbital 2 i is site i with spin down, 2 i + 1 with spin up. The script prints the states and writes the
--- spectral function to hubbard_ring.dat: removal of an electron and addition of one at site 0.
+-- spectral function to hubbard_ring.dat: removal of an electron and addition of one at site 0. In gnuplot:
+--
+--     plot "hubbard_ring.dat" using (-$1):(-$3/pi) with lines title "removal", \
+--          "" using 1:(-$5/pi) with lines title "addition"
 
 Nsites, t, U = 8, 1, 8
 NF, NB = 2 * Nsites, 0

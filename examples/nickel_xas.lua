@@ -9,7 +9,10 @@
 --
 -- All energies are in eV. The script prints the lowest states of the ion and writes the spectrum to
 -- nickel_xas.dat: the real and imaginary parts of four Green's functions (x, y, z polarisation and their sum);
--- minus the imaginary part, over pi, is the intensity.
+-- minus the imaginary part, over pi, is the intensity. In gnuplot:
+--
+--     plot "nickel_xas.dat" using 1:(-$9/pi) with lines title "sum", "" using 1:(-$3/pi) with lines title "x", \
+--          "" using 1:(-$7/pi) with lines title "z"
 
 NF, NB = 16, 0
 IndexDn_2p, IndexUp_2p = {0, 2, 4}, {1, 3, 5}

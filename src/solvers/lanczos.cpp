@@ -1,5 +1,6 @@
 #include "solvers/lanczos.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -17,16 +18,17 @@ class Lanczos {
  public:
   Lanczos(const CompiledOperator& H, WaveFunctionType psi, double epsilon, TriDiagonalMatrixType& M,
           double width)
-      : H_(H), M_(M), N_(ChainLength(M)), eps_(epsilon), s2_(4 * width * width) {
+      : H_(H), M_(M), N_(ChainLength(M)), levels_(N_), eps_(epsilon), s2_(4 * width * width) {
     v_[0] = std::move(psi);
   }
 
-  void Run() {
+  std::uint32_t Run() {
     Start();
     for (std::uint32_t i = 1; i < N_; ++i) Step(i);
     VerbosityPrintf(ProgressMask, "             | M.a[%3i] M.b[%3i]: %12.5E %12.5E | Err: %12.5E\n\n", N_,
                     N_ - 1, M_.a[N_], M_.b[N_ - 1], error_);
     std::fflush(stdout);
+    return levels_;
   }
 
  private:
@@ -35,10 +37,12 @@ class Lanczos {
     M_.a[0] = 0;
     M_.b[0] = Normalize(v_[0]);
     PrintSize(v_[0]);
+    const std::uint32_t size = ElementCount(v_[0]);
     Truncate(v_[0], eps_);
     VerbosityPrintf(ProgressMask, "%12i\n", ElementCount(v_[0]));
     v_[1] = ApplyH(v_[0], [&] { return eps_; });
     M_.a[1] = Overlap(v_[1], v_[0]);
+    if (QVectorLost(v_[0], size, 0)) levels_ = 0;
     PrintSize(v_[1]);
   }
 
@@ -46,6 +50,7 @@ class Lanczos {
     WaveFunctionType &vi = v_[i % 3], &before = v_[(i - 1) % 3], &next = v_[(i + 1) % 3];
     Subtract(vi, before, M_.a[i], "&(v[vi]),v[vim],-M->a[i]");
     M_.b[i] = Normalize(vi);
+    const std::uint32_t size = ElementCount(vi);
     Truncate(vi, eps_ / error_);
     VerbosityPrintf(ProgressMask, "%12i ", ElementCount(vi));
     VerbosityPrintf(ProgressMask, "| M.a[%3i] M.b[%3i]: %12.5E %12.5E | Err: %12.5E\n", i, i - 1, M_.a[i],
@@ -56,6 +61,7 @@ class Lanczos {
     next = ApplyH(vi, [&] { return eps_ / error_; });
     PrintSize(next);
     M_.a[i + 1] = Overlap(next, vi);
+    if (QVectorLost(vi, size, i)) levels_ = std::min(levels_, i);
     Subtract(next, before, M_.b[i], "&(v[vip]),v[vim],-M->b[i]");
     before = WaveFunctionType();
   }
@@ -65,6 +71,16 @@ class Lanczos {
     const double norm = WaveFunctionCalculateNorm(psi);
     WaveFunctionMultiply(psi, norm == 0 ? 0.0 : 1 / norm, 0);
     return norm;
+  }
+
+  // True when so much of vector i was truncated to psi, from size elements, that its level a[i + 1] moved
+  // towards 0 by more than a hundredth of the first coupling, the width of the spectrum; or when nothing was
+  // left.
+  bool QVectorLost(const WaveFunctionType& psi, std::uint32_t size, std::uint32_t i) const {
+    if (M_.b[i] == 0 || ElementCount(psi) == 0) return true;
+    if (i == 0 || ElementCount(psi) == size) return false;
+    const double norm = WaveFunctionCalculateNorm(psi), lost = 1 - norm * norm;
+    return lost * std::fabs(M_.a[i + 1]) > 0.01 * M_.b[1];
   }
 
   // A complex vector stays complex, whatever its imaginary parts.
@@ -113,15 +129,15 @@ class Lanczos {
 
   const CompiledOperator& H_;
   TriDiagonalMatrixType& M_;
-  std::uint32_t N_;
+  std::uint32_t N_, levels_;
   double eps_, s2_;
   double error_ = 1;  // how much the coefficients at this depth can still matter at the resolution
   WaveFunctionType v_[3];
 };
 
-void Run(const OperatorType& H, const DeterminantRestrictionType& R, WaveFunctionType psi, double epsilon,
-         TriDiagonalMatrixType& M, double width) {
-  if (ChainLength(M) == 0) return;
+std::uint32_t Run(const OperatorType& H, const DeterminantRestrictionType& R, WaveFunctionType psi,
+                  double epsilon, TriDiagonalMatrixType& M, double width) {
+  if (ChainLength(M) == 0) return 0;
   const std::uint32_t kind = QComplex(H);
   if (kind != 0)
     OrSay("MakeComplexWaveFunctionFromReal failed in LanczosTriDiagonalize\n",
@@ -130,21 +146,21 @@ void Run(const OperatorType& H, const DeterminantRestrictionType& R, WaveFunctio
   VerbosityPrintf(1, "Start of LanczosTriDiagonalize%s\n", form);
   std::fflush(stdout);
   const CompiledOperator compiled = CompileOperator(H, &R, std::size_t{ElementCount(psi)} * ChainLength(M));
-  Lanczos(compiled, std::move(psi), epsilon, M, width).Run();
+  return Lanczos(compiled, std::move(psi), epsilon, M, width).Run();
 }
 
 }  // namespace
 
-void LanczosTriDiagonalize(const OperatorType& H, WaveFunctionType psi, double epsilon,
-                           TriDiagonalMatrixType& M, double width) {
+std::uint32_t LanczosTriDiagonalize(const OperatorType& H, WaveFunctionType psi, double epsilon,
+                                    TriDiagonalMatrixType& M, double width) {
   if (NRestrictions(H.Restrictions)) WaveFunctionRestrict(psi, H.Restrictions);
-  Run(H, H.Restrictions, std::move(psi), epsilon, M, width);
+  return Run(H, H.Restrictions, std::move(psi), epsilon, M, width);
 }
 
-void LanczosTriDiagonalizeRestricted(const OperatorType& H, WaveFunctionType psi,
-                                     const DeterminantRestrictionType& R, double epsilon,
-                                     TriDiagonalMatrixType& M, double width) {
-  Run(H, R, std::move(psi), epsilon, M, width);
+std::uint32_t LanczosTriDiagonalizeRestricted(const OperatorType& H, WaveFunctionType psi,
+                                              const DeterminantRestrictionType& R, double epsilon,
+                                              TriDiagonalMatrixType& M, double width) {
+  return Run(H, R, std::move(psi), epsilon, M, width);
 }
 
 }  // namespace fermix

@@ -15,11 +15,14 @@ namespace fermix {
 // width    spectral resolution aimed at, in units of H
 // psi      consumed. Restrictions on H are applied to it first, and to all that follows
 // Ends the process when memory runs out and nothing is left that could be truncated.
-void LanczosTriDiagonalize(const OperatorType& H, WaveFunctionType psi, double epsilon,
-                           TriDiagonalMatrixType& M, double width);
+// Returns the number of levels whose energies mean something: all of them, or those before the first vector
+// of which normalisation or truncation left nothing or too little. Coefficients behind it hardly reach the
+// function of the chain, yet its eigenvalues may lie anywhere.
+std::uint32_t LanczosTriDiagonalize(const OperatorType& H, WaveFunctionType psi, double epsilon,
+                                    TriDiagonalMatrixType& M, double width);
 // The same with explicit restrictions; psi is taken as it is.
-void LanczosTriDiagonalizeRestricted(const OperatorType& H, WaveFunctionType psi,
-                                     const DeterminantRestrictionType& R, double epsilon,
-                                     TriDiagonalMatrixType& M, double width);
+std::uint32_t LanczosTriDiagonalizeRestricted(const OperatorType& H, WaveFunctionType psi,
+                                              const DeterminantRestrictionType& R, double epsilon,
+                                              TriDiagonalMatrixType& M, double width);
 
 }  // namespace fermix

@@ -132,31 +132,37 @@ std::string ChainFile(const CreateSpectraSettings& settings, std::size_t pairs, 
   return name;
 }
 
-TriDiagonalMatrixType LanczosChain(const Problem& problem, WaveFunctionType Tpsi) {
+// A chain and how many of its levels, from the first on, have energies that mean something.
+struct LanczosRun {
+  TriDiagonalMatrixType chain;
+  std::uint32_t levels;
+};
+
+LanczosRun RunLanczos(const Problem& problem, WaveFunctionType Tpsi) {
   const CreateSpectraSettings& s = problem.settings;
-  TriDiagonalMatrixType M = InitTriDiagonalMatrix(s.solver.NTri);
+  LanczosRun run{InitTriDiagonalMatrix(s.solver.NTri), 0};
   const double width = std::max(s.solver.grid.Gamma, s.solver.epsilon);
   if (NRestrictions(s.solver.Restrictions) > 0) {
-    LanczosTriDiagonalizeRestricted(problem.H, std::move(Tpsi), s.solver.Restrictions, s.solver.epsilon, M,
-                                    width);
+    run.levels = LanczosTriDiagonalizeRestricted(problem.H, std::move(Tpsi), s.solver.Restrictions,
+                                                 s.solver.epsilon, run.chain, width);
   } else {
-    LanczosTriDiagonalize(problem.H, std::move(Tpsi), s.solver.epsilon, M, width);
+    run.levels = LanczosTriDiagonalize(problem.H, std::move(Tpsi), s.solver.epsilon, run.chain, width);
   }
-  return M;
+  return run;
 }
 
-std::vector<TriDiagonalMatrixType> LanczosChains(Problem& problem) {
-  std::vector<TriDiagonalMatrixType> chains;
+std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem) {
+  std::vector<LanczosRun> runs;
   for (std::size_t k = 0; k < problem.Tpsi.size(); ++k) {
-    chains.push_back(LanczosChain(problem, std::move(problem.Tpsi[k])));
+    runs.push_back(RunLanczos(problem, std::move(problem.Tpsi[k])));
     problem.Tpsi[k] = WaveFunctionType();
     if (problem.settings.file.empty()) continue;
     // The file is a by-product: a line tells when it could not be written, the spectra follow all the same.
     const std::string name = ChainFile(problem.settings, problem.Tpsi.size(), k);
-    static_cast<void>(FilePrintPlainTriDiagonalMatrix(chains.back(), name.c_str(), "w"));
+    static_cast<void>(FilePrintPlainTriDiagonalMatrix(runs.back().chain, name.c_str(), "w"));
   }
   problem.Tpsi.clear();
-  return chains;
+  return runs;
 }
 
 // --- From poles and chains to spectra
@@ -164,13 +170,11 @@ std::vector<TriDiagonalMatrixType> LanczosChains(Problem& problem) {
 // Energies that contribute, ascending.
 const std::vector<double>& PoleEnergies(const ListOfPoles& P) { return P.a; }
 
-// The levels of a chain up to its first coupling of 0: a Krylov space that has closed leaves levels of energy
-// 0 behind, which belong to nothing.
-std::vector<double> PoleEnergies(const TriDiagonalMatrixType& M) {
-  TriDiagonalMatrixType connected = M;
-  const auto end = std::find(M.b.begin(), M.b.end(), 0.0) - M.b.begin();
-  connected.a.resize(end + 1);
-  connected.b.resize(end);
+// Without the levels that truncation made: they would reach from the spectrum to the energy 0.
+std::vector<double> PoleEnergies(const LanczosRun& run) {
+  TriDiagonalMatrixType connected = run.chain;
+  connected.a.resize(std::size_t{run.levels} + 1);
+  connected.b.resize(run.levels);
   std::vector<double> e;
   if (TriDiagonalMatrixToEigenvalues(connected, e))
     throw std::runtime_error("TriDiagonalMatrixToEigenvalues failed in calculation of spectra\n");
@@ -179,8 +183,8 @@ std::vector<double> PoleEnergies(const TriDiagonalMatrixType& M) {
 
 void FillSpectrum(double E0, const ListOfPoles& P, SpectraType& S) { ListOfPolesToSpectrum(E0, P, S); }
 
-void FillSpectrum(double E0, const TriDiagonalMatrixType& M, SpectraType& S) {
-  if (TriDiagonalMatrixToSpectrum(E0, M, S))
+void FillSpectrum(double E0, const LanczosRun& run, SpectraType& S) {
+  if (TriDiagonalMatrixToSpectrum(E0, run.chain, S))
     throw std::runtime_error("TriDiagonalMatrixToSpectrum failed in calculation of spectra\n");
 }
 
@@ -255,6 +259,9 @@ CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const
       // Lanczos restricts its start state by the restrictions of H; here, so that both paths agree.
       if (!given && NRestrictions(H.Restrictions) > 0)
         WaveFunctionRestrict(problem.Tpsi.back(), H.Restrictions);
+      if (!std::isfinite(problem.E0.back()) || !std::isfinite(WaveFunctionCalculateNorm(problem.Tpsi.back())))
+        throw std::runtime_error(
+            "CreateSpectra called with operators or wave-functions that are not finite\n");
     }
 
   WaveFunctionType U = UnionOfTransitionStates(problem);
@@ -266,10 +273,13 @@ CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const
     result.representations = std::move(poles);
   } else {
     U = WaveFunctionType();
-    auto chains = LanczosChains(problem);
-    result.spectra = SpectraOnOneGrid(chains, problem.E0, settings);
-    for (std::size_t k = 0; k < chains.size(); ++k)
+    auto runs = RunLanczosForAllPairs(problem);
+    result.spectra = SpectraOnOneGrid(runs, problem.E0, settings);
+    std::vector<TriDiagonalMatrixType> chains;
+    for (std::size_t k = 0; k < runs.size(); ++k) {
+      chains.push_back(std::move(runs[k].chain));
       for (std::size_t i = 1; i < chains[k].a.size(); ++i) chains[k].a[i] -= problem.E0[k];
+    }
     result.representations = std::move(chains);
   }
   return result;

@@ -33,7 +33,7 @@ struct CreateSpectraResult {
 };
 
 // H is Hermitian, and all arguments have one space. Throws std::runtime_error with the text for the user when
-// memory runs out in the preparation or the window is empty.
+// memory runs out in the preparation, a transition state has no finite norm or the window is empty.
 CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const OperatorType*>& T,
                                   const std::vector<const WaveFunctionType*>& psi,
                                   const CreateSpectraSettings& settings);

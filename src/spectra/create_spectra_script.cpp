@@ -1,5 +1,7 @@
 #include "spectra/create_spectra_script.h"
 
+#include <cmath>
+
 #include "core/operator_script.h"
 #include "core/restriction_script.h"
 #include "core/wave_function_script.h"
@@ -50,6 +52,17 @@ void CheckSelfenergy(lua_State* L, int index) {
   }
 }
 
+struct NamedNumber {
+  const char* name;
+  double value;
+};
+
+void RequireFinite(lua_State* L, std::initializer_list<NamedNumber> options) {
+  for (const NamedNumber& option : options)
+    if (!std::isfinite(option.value))
+      luaL_error(L, "CreateSpectra called with a value of %s that is not finite\n", option.name);
+}
+
 CreateSpectraSettings ReadOptions(lua_State* L, int index) {
   CreateSpectraSettings s;
   bool Tensor = false, Sigma = false, KrylovBasis = false;
@@ -65,6 +78,11 @@ CreateSpectraSettings ReadOptions(lua_State* L, int index) {
   if (KrylovBasis) luaL_error(L, "Option KrylovBasis for CreateSpectra not yet available\n");
   if (s.solver.NTri == 0) luaL_error(L, "CreateSpectra called with NTri equal to 0, at least 1 is needed\n");
   if (s.solver.grid.NE == 0) luaL_error(L, "CreateSpectra called with NE equal to 0, at least 1 is needed\n");
+  RequireFinite(L, {{"Emin", s.solver.grid.Emin},
+                    {"Emax", s.solver.grid.Emax},
+                    {"Gamma", s.solver.grid.Gamma},
+                    {"E0", s.E0},
+                    {"epsilon", s.solver.epsilon}});
   const bool window = s.solver.grid.Emin != CreateSpectraSettings::UnsetEmin &&
                       s.solver.grid.Emax != CreateSpectraSettings::UnsetEmax;
   if (window && !(s.solver.grid.Emin < s.solver.grid.Emax))

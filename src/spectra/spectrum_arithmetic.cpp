@@ -43,7 +43,7 @@ void SpectraDivideConstant(SpectraType& S, Complex16 z) {
 void SpectraPower(SpectraType& S, Complex16 z) {
   Map(S, [z](Complex16 point) -> Complex16 {
     const double r = NormSqr(point);
-    if (r == 0) return 0;
+    if (r == 0) return std::pow(r, z.re / 2);  // it has neither phase nor logarithm
     const double t = std::atan2(point.im, point.re);
     const double magnitude = std::pow(r, z.re / 2) * std::exp(-z.im * t);
     const double phase = z.re * t + z.im * std::log(r) / 2;

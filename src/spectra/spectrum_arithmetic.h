@@ -6,7 +6,8 @@
 
 namespace fermix {
 
-// S + z, z / S and S to the power z at each point, in place. A point of value 0 stays 0 in a power.
+// S + z, z / S and S to the power z at each point, in place. A power of a point of value 0
+// is that of the magnitude: 0, 1 or infinite by the sign of the real part of z.
 void SpectraAddConstant(SpectraType& S, Complex16 z);
 void SpectraDivideConstant(SpectraType& S, Complex16 z);
 void SpectraPower(SpectraType& S, Complex16 z);

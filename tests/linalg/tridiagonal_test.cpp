@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <numeric>
 
 #include "linalg/random_matrix.h"
@@ -88,6 +91,27 @@ TEST(TriDiagonalMatrix, EmptyAndBrokenChains) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "TriDiagonalMatrixToEigensystem called with a matrix that is not finite\n");
   EXPECT_EQ(P.a0, 3);
+}
+
+TEST(TriDiagonalMatrix, PlainFileHasALineForEachLevel) {
+  TriDiagonalMatrixType M = InitTriDiagonalMatrix(2);
+  M.a = {0, -1.5, 2};
+  M.b = {3, 0.5};
+  const std::string path = testing::TempDir() + "fermix_plain_chain.dat";
+  ASSERT_EQ(FilePrintPlainTriDiagonalMatrix(M, path.c_str(), "w"), 0);
+  std::ifstream file(path);
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  std::remove(path.c_str());
+  EXPECT_EQ(text,
+            "#Matrix\n"
+            "#N 2 mu  0.000000000000000E+00\n"
+            "#   k a[k]                   b[k]\n"
+            "    0  0.000000000000000E+00  3.000000000000000E+00\n"
+            "    1 -1.500000000000000E+00  5.000000000000000E-01\n"
+            "    2  2.000000000000000E+00  0.000000000000000E+00\n");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(FilePrintPlainTriDiagonalMatrix(M, "", "w"), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "ERROR\nCan't open  for writing with mode w.\n");
 }
 
 template <class T>

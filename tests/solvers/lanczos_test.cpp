@@ -103,7 +103,7 @@ TEST(Lanczos, ChainThatClosesGoesOnWithZeros) {
   model.AddHermitian({C(0), A(1)}, 0.5);
   const WaveFunctionType psi = MakeState(2, {1}, {2.0}, false);
   TriDiagonalMatrixType M = Chain(5);
-  LanczosTriDiagonalize(MakeOperator(model), psi, 1e-12, M, 0.1);
+  EXPECT_EQ(LanczosTriDiagonalize(MakeOperator(model), psi, 1e-12, M, 0.1), 2u);
   const std::vector<double> a = {0, 1, 3, 0, 0, 0}, b = {2, 0.5, 0, 0, 0};
   for (std::size_t k = 0; k < a.size(); ++k) EXPECT_NEAR(M.a[k], a[k], 1e-12) << k;
   for (std::size_t k = 0; k < b.size(); ++k) EXPECT_NEAR(M.b[k], b[k], 1e-12) << k;
@@ -114,12 +114,12 @@ TEST(Lanczos, ShortChainsAndEmptyStarts) {
   const OperatorType H = MakeOperator(model);
   TriDiagonalMatrixType none = Chain(0), one = Chain(1), zero = Chain(4), empty = Chain(4);
   const WaveFunctionType psi = MakeState(4, {3}, {Amplitude(0, 2)}, true);
-  LanczosTriDiagonalize(H, psi, 0, none, 0.1);
-  LanczosTriDiagonalize(H, psi, 0, one, 0.1);
+  EXPECT_EQ(LanczosTriDiagonalize(H, psi, 0, none, 0.1), 0u);
+  EXPECT_EQ(LanczosTriDiagonalize(H, psi, 0, one, 0.1), 1u);
   EXPECT_DOUBLE_EQ(one.b[0], 2);
   EXPECT_NEAR(one.a[1], Dense(model, {3})[0][0].real(), 1e-14);
-  LanczosTriDiagonalize(H, MakeState(4, {3}, {0.0}, true), 1e-10, zero, 0.0);
-  LanczosTriDiagonalize(H, MakeState(4, {}, {}, false), 1e-10, empty, 0.0);
+  EXPECT_EQ(LanczosTriDiagonalize(H, MakeState(4, {3}, {0.0}, true), 1e-10, zero, 0.0), 0u);
+  EXPECT_EQ(LanczosTriDiagonalize(H, MakeState(4, {}, {}, false), 1e-10, empty, 0.0), 0u);
   for (const TriDiagonalMatrixType* M : {&zero, &empty}) {
     for (const double a : M->a) EXPECT_EQ(a, 0);
     for (const double b : M->b) EXPECT_EQ(b, 0);

@@ -24,10 +24,14 @@ check.equal("operands stay", tostring(first(A)), tostring(a))
 check.near("scaled weight", (A * 9).Integral[1], 2 * 3, 1e-15)
 check.near("complex scaled weight", (A * a).Integral[1], 2 * 5 ^ 0.5, 1e-15)
 check.near("added weight", (A + B).Integral[1], 8 ^ 0.5, 1e-15)
-check.near("zero stays zero in powers", first(spectrum(0, 1) ^ I), 0, 0)
+for exponent, power in pairs{[-1] = 1 / 0, [0] = 1, [0.5] = 0, [2] = 0} do
+  check.equal("0 ^ " .. exponent, Complex.Re(first(spectrum(0, 1) ^ exponent)), power)
+end
+check.near("0 ^ z", first(spectrum(0, 1) ^ (1 + I)), 0, 0)
 
 -- Metamethods called by hand: their errors come without the place in the script.
 local meta = debug.getmetatable(A)
+local psi, operator = NewWavefunction(1, 0, {{"1", 1}}), NewOperator(1, 0, {{0, -0, 1}})
 local operators = {plus = meta.__add, minus = meta.__sub, times = meta.__mul, ["divided by"] = meta.__div,
                    ["to the power"] = meta.__pow}
 check.error("divided by zero", "Error: spectra divided by zero\n", meta.__div, A, 0)
@@ -47,15 +51,16 @@ check.error("grids *", "Still to do: multiply two spectra with different energy 
 check.error("grids /", "Still to do: divide two spectra with different energy ranges, spectra 1\n", meta.__div, A, longer)
 check.equal("another grid is left out of a sum", tostring(A + longer), tostring(A))
 
-for verb, operator in pairs(operators) do
-  for word, operand in pairs{boolean = true, ["unrecognized type"] = print, ["unrecognized userdata"] = io.stdout} do
-    check.error(verb .. word, "Error: spectra " .. verb .. " " .. word .. "\n", operator, A, operand)
-    check.error(word .. verb, "Error: " .. word .. " " .. verb .. " spectrum\n", operator, operand, A)
+for verb, metamethod in pairs(operators) do
+  for word, operand in pairs{boolean = true, ["unrecognized type"] = print, ["unrecognized userdata"] = io.stdout,
+                            wavefunction = psi, operator = operator} do
+    check.error(verb .. word, "Error: spectra " .. verb .. " " .. word .. "\n", metamethod, A, operand)
+    check.error(word .. verb, "Error: " .. word .. " " .. verb .. " spectrum\n", metamethod, operand, A)
   end
-  check.error(verb .. "nil", "Error: spectra " .. verb .. " nil\n", operator, A, nil)
-  check.error("nil" .. verb, "Error: nil " .. verb .. " spectrum\n", operator, nil, A)
-  check.error(verb .. "string", "Error: spectra " .. verb .. " string\n", operator, A, "2")
-  check.error("string" .. verb, "Error: character string " .. verb .. " spectrum\n", operator, "2", A)
+  check.error(verb .. "nil", "Error: spectra " .. verb .. " nil\n", metamethod, A, nil)
+  check.error("nil" .. verb, "Error: nil " .. verb .. " spectrum\n", metamethod, nil, A)
+  check.error(verb .. "string", "Error: spectra " .. verb .. " string\n", metamethod, A, "2")
+  check.error("string" .. verb, "Error: character string " .. verb .. " spectrum\n", metamethod, "2", A)
 end
 
 -- Whatever they are called with, they must not fall.

@@ -47,6 +47,24 @@ end
 check.near("same function", Spectra.ToTable(SL)[1][400][2], points[400][2], 1e-9)
 local closed = CreateSpectra(H, T, psi, {lanczos})
 check.near("a space that closes early leaves the window alone", closed.Emin[1], 1.75, 1e-12)
+-- Far from the energy 0: when the space closes, truncation takes the vectors away piece by piece, and levels that
+-- lost their vector must not pull the window to the energy 0.
+local far, terms = {}, {hop(0, 0, -54322.7)}
+for i = 1, 7 do
+  table.insert(terms, hop(i, i, i * i / 10 - 54321.7))
+  for j = 1, i - 1 do
+    table.insert(terms, hop(i, j, 1 / (i + j)))
+    table.insert(terms, hop(j, i, 1 / (i + j)))
+  end
+end
+far.H, far.T = NewOperator(8, 0, terms), NewOperator(8, 0, {hop(1, 0, 1)})
+far.psi = NewWavefunction(8, 0, {{"10000000", 1}})
+far.exact = CreateSpectra(far.H, far.T, far.psi)
+for _, Gamma in ipairs{0, 0.1, 0.4, 2} do
+  local chain = CreateSpectra(far.H, far.T, far.psi, {lanczos, {"Gamma", Gamma}})
+  check.near("window far from the energy 0", chain.Emin[1], far.exact.Emin[1], 1e-7)
+  check.near("window far from the energy 0", chain.Emax[1], far.exact.Emax[1], 1e-7)
+end
 
 -- pairs: transition outside, state inside; options in any case of letters
 local psi2 = NewWavefunction(3, 0, {{"010", 1}})
@@ -118,7 +136,12 @@ for _, case in ipairs{
   check.error(case[1], case[1], CreateSpectra, table.unpack(case, 2))
 end
 check.equal("options that are off", CreateSpectra(H, T, psi, {{"Tensor", false}, {"KrylovBasis", false}, {"Sigma", true}}).N, 1)
-check.ok("not-a-number in the window", not pcall(CreateSpectra, H, T, psi, {{"Emin", 0 / 0}, {"Emax", 1}}))
+for _, name in ipairs{"Emin", "Emax", "Gamma", "E0", "epsilon"} do
+  for _, x in ipairs{0 / 0, 1 / 0, -1 / 0} do
+    local text = "CreateSpectra called with a value of " .. name .. " that is not finite\n"
+    check.error(text, text, CreateSpectra, H, T, psi, {{name, x}})
+  end
+end
 for _, arguments in ipairs{{}, {H}, {H, T}, {T, psi, H}, {H, psi, T}, {H, {T, 1}, psi}, {H, T, {psi, H}},
                            {H, T, psi, {}, {}, {}}, {1, 2, 3}, {H, T, psi, {{"NTri", "x"}}}, {H, T, psi, {{"unknown", 1}}}} do
   check.ok("wrong arguments", not pcall(CreateSpectra, table.unpack(arguments)))
@@ -129,6 +152,11 @@ check.ok("cyclic tables", not pcall(CreateSpectra, H, cyclic, psi) and not pcall
 check.ok("nil as self-energy", not pcall(CreateSpectra, H, T, psi, nil))
 for _, options in ipairs{{}, {lanczos}} do
   for _, x in ipairs{0 / 0, 1 / 0} do check.ok("not finite", not pcall(CreateSpectra, H * x, T, psi, options)) end
+  for _, x in ipairs{0 / 0, 1 / 0, 1e300} do
+    local text = "CreateSpectra called with operators or wave-functions that are not finite\n"
+    check.error("T times " .. x, text, CreateSpectra, H, T * x, psi, options)
+    check.error("psi times " .. x, text, CreateSpectra, H, T, psi * x, options)
+  end
 end
 
 check.done()
