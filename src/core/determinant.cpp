@@ -1,7 +1,7 @@
 #include "core/determinant.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "host/base/status.h"
 #include "host/base/text.h"
@@ -60,18 +60,20 @@ void FinalMix(std::uint32_t& a, std::uint32_t& b, std::uint32_t& c) {
   c ^= b, c -= Rotate(b, 24);
 }
 
-// hashlittle with initial value 0; byte(i) gives byte i.
-template <class Byte>
-std::uint32_t HashLittle(std::uint64_t length, Byte&& byte) {
+// hashlittle with initial value 0. load(position, count) gives count <= 4 bytes from a position that is a
+// multiple of 4 as one number, least significant byte first.
+template <class Load>
+std::uint32_t HashLittle(std::uint64_t length, Load&& load) {
   std::uint32_t part[3];
   part[0] = part[1] = part[2] = 0xdeadbeef + static_cast<std::uint32_t>(length);
-  std::uint64_t position = 0;
-  const auto take = [&](std::uint64_t count) {
-    for (std::uint64_t k = 0; k < count; ++k) part[k / 4] += std::uint32_t{byte(position++)} << (8 * (k % 4));
-  };
-  for (; length - position > 12; Mix(part[0], part[1], part[2])) take(12);
   if (length == 0) return part[2];
-  take(length - position);
+  std::uint64_t position = 0;
+  for (; length - position > 12; position += 12) {
+    for (unsigned k = 0; k < 3; ++k) part[k] += load(position + 4 * k, 4);
+    Mix(part[0], part[1], part[2]);
+  }
+  for (unsigned k = 0; position < length; position += 4, ++k)
+    part[k] += load(position, static_cast<unsigned>(std::min<std::uint64_t>(4, length - position)));
   FinalMix(part[0], part[1], part[2]);
   return part[2];
 }
@@ -96,12 +98,26 @@ double OperatorLader(KeyWord* key, const LadderIndex* lader, std::uint32_t lengt
 
 std::uint32_t hash(const void* data, std::uint64_t length, std::uint32_t NBitsKey) {
   const auto* bytes = static_cast<const unsigned char*>(data);
-  return CutToBits(HashLittle(length, [bytes](std::uint64_t i) { return bytes[i]; }), NBitsKey);
+  const auto load = [bytes](std::uint64_t position, unsigned count) {
+    const unsigned char* p = bytes + position;
+    if (count == 4)  // written so that compilers see one load
+      return std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 |
+             std::uint32_t{p[3]} << 24;
+    std::uint32_t word = 0;
+    for (unsigned k = 0; k < count; ++k) word |= std::uint32_t{p[k]} << (8 * k);
+    return word;
+  };
+  return CutToBits(HashLittle(length, load), NBitsKey);
 }
 
 std::uint32_t DeterminantHash(const KeyWord* key, std::uint32_t NWordBytes, std::uint32_t NBitsKey) {
-  const auto byte = [key](std::uint64_t i) { return KeyByte(key, static_cast<std::uint32_t>(i)); };
-  return CutToBits(HashLittle(NWordBytes, byte), NBitsKey);
+  const auto load = [key](std::uint64_t position, unsigned count) {
+    std::uint32_t word = 0;
+    for (unsigned k = 0; k < count; ++k)
+      word |= std::uint32_t{KeyByte(key, static_cast<std::uint32_t>(position + k))} << (8 * k);
+    return word;
+  };
+  return CutToBits(HashLittle(NWordBytes, load), NBitsKey);
 }
 
 Key StringToDet(std::uint32_t NFermion, std::uint32_t NBoson, const std::string& text) {
@@ -115,13 +131,12 @@ Key StringToDet(std::uint32_t NFermion, std::uint32_t NBoson, const std::string&
   const auto skipBlanks = [&] {
     for (; position < text.size() && text[position] == ' '; ++position) ++blanks;
   };
-  const auto tooShort = [&] {
-    Say("Error in String to Determinant, less elements in determinant then Fermions\n");
-    return Key(KeyWords(layout));
-  };
   for (std::uint32_t i = 0; i < NFermion; ++i, ++position) {
     skipBlanks();
-    if (position >= text.size()) return tooShort();
+    if (position >= text.size()) {
+      Say("Error in String to Determinant, less elements in determinant then Fermions\n");
+      return Key(KeyWords(layout));
+    }
     const char c = text[position];
     if (c == '1') {
       key[i / 64] |= OrbitalBit(i);
@@ -132,7 +147,7 @@ Key StringToDet(std::uint32_t NFermion, std::uint32_t NBoson, const std::string&
   }
   for (std::uint32_t k = 0; k < NBoson; ++k, position += 2) {
     skipBlanks();
-    if (position + 2 > text.size()) return tooShort();
+    if (position + 2 > text.size()) break;  // the count of characters below tells
     SetKeyByte(key.data(), NFermionBytes(NFermion) + k,
                static_cast<std::uint8_t>(16 * HexDigit(text[position]) + HexDigit(text[position + 1])));
   }
@@ -157,28 +172,12 @@ std::string DetToHex(const KeyLayout& layout, const KeyWord* key) {
   return text;
 }
 
-// flip: bit 15 is turned over before two bosons are compared, so that annihilators come to stand left of
-// creators.
-static OrderAction Order(LadderIndex a, LadderIndex b, std::uint32_t NFermion, LadderIndex flip,
-                         OrderAction contraction) {
-  const bool bosonA = LadderOrbital(a) >= NFermion, bosonB = LadderOrbital(b) >= NFermion;
-  if (bosonA != bosonB) return bosonA ? OrderAction::Commute : OrderAction::InOrder;
-  const bool sameKind = QCreation(a) == QCreation(b);
-  if (bosonA) {
-    if ((a ^ flip) >= (b ^ flip)) return OrderAction::InOrder;
-    return sameKind ? OrderAction::Commute : contraction;
-  }
-  if (a == b) return OrderAction::Vanish;
-  if (a > b) return OrderAction::InOrder;
-  return sameKind ? OrderAction::FermionExchange : OrderAction::FermionContraction;
-}
-
 OrderAction QDetNotOrderedFcFaBcBa(LadderIndex a, LadderIndex b, std::uint32_t NFermion) {
-  return Order(a, b, NFermion, 0, OrderAction::BosonContraction);
+  return OrderOfPair(a, b, NFermion, false);
 }
 
 OrderAction QDetNotOrderedFcFaBaBc(LadderIndex a, LadderIndex b, std::uint32_t NFermion) {
-  return Order(a, b, NFermion, CreationBit, OrderAction::BosonAntiContraction);
+  return OrderOfPair(a, b, NFermion, true);
 }
 
 }  // namespace fermix

@@ -107,6 +107,24 @@ enum class OrderAction : int {
 };
 using OrderPredicate = OrderAction (*)(LadderIndex a, LadderIndex b, std::uint32_t NFermion);
 
+// The rule behind both predicates: values ascend from the right of the product to the left, bosons right of
+// fermions. For bosons bit 15 is turned over first when annihilators are to stand left of creators.
+constexpr OrderAction OrderOfPair(LadderIndex a, LadderIndex b, std::uint32_t NFermion,
+                                  bool annihilatorsLeft) {
+  const bool bosonA = LadderOrbital(a) >= NFermion, bosonB = LadderOrbital(b) >= NFermion;
+  if (bosonA != bosonB) return bosonA ? OrderAction::Commute : OrderAction::InOrder;
+  const bool sameKind = QCreation(a) == QCreation(b);
+  if (bosonA) {
+    const LadderIndex flip = annihilatorsLeft ? CreationBit : 0;
+    if ((a ^ flip) >= (b ^ flip)) return OrderAction::InOrder;
+    if (sameKind) return OrderAction::Commute;
+    return annihilatorsLeft ? OrderAction::BosonAntiContraction : OrderAction::BosonContraction;
+  }
+  if (a == b) return OrderAction::Vanish;
+  if (a > b) return OrderAction::InOrder;
+  return sameKind ? OrderAction::FermionExchange : OrderAction::FermionContraction;
+}
+
 // Fermion creators, fermion annihilators, boson creators, boson annihilators, left to right in the product,
 // indices descending within each group: the system's default.
 OrderAction QDetNotOrderedFcFaBcBa(LadderIndex a, LadderIndex b, std::uint32_t NFermion);

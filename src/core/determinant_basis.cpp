@@ -5,6 +5,10 @@
 
 #include "host/base/status.h"
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace fermix {
 
 using Bucket = DeterminantBasis::Bucket;
@@ -38,9 +42,18 @@ std::size_t NextBucket(std::size_t b, std::size_t buckets) { return b + 1 == buc
 
 // Bit k is set when place k holds the hash. No branch: where in a bucket a key stands can't be predicted.
 unsigned Matches(const Bucket& bucket, std::uint32_t hash) {
+#ifdef __SSE2__
+  const __m128i wanted = _mm_set1_epi32(static_cast<int>(hash));
+  const auto equal = [&](int first) {
+    return _mm_cmpeq_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(bucket.hash + first)), wanted);
+  };
+  const __m128i words = _mm_packs_epi32(equal(0), equal(4));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(words, _mm_setzero_si128())));
+#else
   unsigned bits = 0;
   for (unsigned k = 0; k < Bucket::Places; ++k) bits |= unsigned{bucket.hash[k] == hash} << k;
   return bits;
+#endif
 }
 
 // At most three quarters of the places are taken. A full index grows by half, so that it costs at most 16
@@ -89,8 +102,8 @@ std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::u
                        std::size_t& b) {
   for (;; b = NextBucket(b, basis.buckets.size())) {
     const Bucket& bucket = basis.buckets[b];
-    for (unsigned bits = Matches(bucket, hash); bits; bits &= bits - 1) {
-      const std::uint32_t number = bucket.number[std::countr_zero(bits)];
+    for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
+      const std::uint32_t number = bucket.number[std::countr_zero(matches)];
       if (SameKey(KeyAt(basis, number, words), key, words)) return number;
     }
     if (!bucket.hash[Bucket::Places - 1]) return 0;
@@ -101,10 +114,19 @@ std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::u
 template <class Words>
 std::uint32_t AddFrom(DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash, Words words,
                       std::size_t b) {
-  if (const std::uint32_t number = FindFrom(basis, key, hash, words, b)) return number;
+  // Nearly always a new key finds its home bucket without its hash and with a free place.
+  Bucket& home = basis.buckets[b];
+  const unsigned same = Matches(home, hash), empty = Matches(home, 0);
+  if (same || !empty) {
+    if (const std::uint32_t number = FindFrom(basis, key, hash, words, b)) return number;
+    CopyKey(key, words, basis.keys.append());
+    Enter(basis.buckets, b, hash, ++basis.N);
+    return basis.N;
+  }
   CopyKey(key, words, basis.keys.append());
-  Enter(basis.buckets, b, hash, ++basis.N);
-  return basis.N;
+  const int k = std::countr_zero(empty);
+  home.hash[k] = hash;
+  return home.number[k] = ++basis.N;
 }
 
 // The first two of three passes over a batch: hashes, with the buckets fetched ahead; then for each key the

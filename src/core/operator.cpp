@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/normal_order.h"
 #include "core/operator_algebra.h"
 #include "core/space_check.h"
 #include "host/base/status.h"
@@ -13,16 +14,22 @@ namespace fermix {
 
 namespace {
 
-// Room that a table starts with, and the length of a chain's slot list for a number of bits.
-std::size_t SlotsForBits(std::uint32_t NBitsKey) { return std::size_t{1} << (NBitsKey % 32); }
+// Slots that a table of that setting starts with. A setting is no reason to take memory: what is more comes
+// with the terms.
+std::size_t SlotsForBits(std::uint32_t NBitsKey) { return std::size_t{1} << std::min(NBitsKey % 32, 6u); }
+
+std::uint32_t FullHash(const LadderIndex* lader, std::uint32_t length) {
+  return hash(lader, sizeof(LadderIndex) * std::uint64_t{length}, 31);
+}
 
 // The number of the string in the table plus 1, 0 if it is not there. Only strings that stand where their
 // hash says are found: after OperatorChangeNFandNB shifted ones are not.
 std::uint32_t FindString(const OperatorFixedLengthType& t, const LadderIndex* lader, std::uint32_t length,
                          std::uint32_t full) {
-  const std::size_t bytes = sizeof(LadderIndex) * length;
+  if (t.KeyList.empty()) return 0;
   for (std::uint32_t n = t.KeyList[full & (t.KeyList.size() - 1)]; n; n = t.Next[n - 1])
-    if (t.Hash[n - 1] == full && !std::memcmp(&t.o[std::size_t{n - 1} * length], lader, bytes)) return n;
+    if (t.Hash[n - 1] == full && std::equal(lader, lader + length, &t.o[std::size_t{n - 1} * length]))
+      return n;
   return 0;
 }
 
@@ -33,41 +40,88 @@ void Link(OperatorFixedLengthType& t, std::uint32_t n) {
   slot = n + 1;
 }
 
-// Builds the chains anew over size slots, a power of two. Does not throw if the slots are there already.
-void Relink(OperatorFixedLengthType& t, std::size_t size) {
-  t.KeyList.assign(size, 0);
+// Builds the chains anew over the slots that there are.
+void Relink(OperatorFixedLengthType& t) {
+  std::fill(t.KeyList.begin(), t.KeyList.end(), 0);
+  if (t.KeyList.empty()) return;
   for (std::uint32_t n = 0; n < TermCount(t); ++n) Link(t, n);
 }
 
+// Keeps the first N terms; strings stay on the chains until they are built anew.
+void CutTerms(OperatorFixedLengthType& t, std::uint32_t length, std::uint32_t N) {
+  std::visit([N](auto& values) { values.resize(N); }, t.values);
+  t.Hash.resize(N);
+  if (length == 0) return;
+  t.Next.resize(N);
+  t.o.resize(std::size_t{N} * length);
+}
+
+// Makes room for one more string: all memory that adding one takes, geometrically.
 template <class T>
-void AddTerm(OperatorFixedLengthType& t, const LadderIndex* lader, std::uint32_t length, T value) {
-  auto& values = std::get<std::vector<T>>(t.values);
-  if (length == 0) {
-    if (values.empty()) {
-      values.reserve(1), t.Hash.reserve(1);
-      values.push_back(T{}), t.Hash.push_back(0);
-    }
-    values[0] += value;
-    return;
-  }
-  const std::uint32_t full = hash(lader, sizeof(LadderIndex) * std::uint64_t{length}, 31);
-  if (const std::uint32_t n = FindString(t, lader, length, full)) {
-    values[n - 1] += value;
-    return;
-  }
-  // All memory first, then changes that can't fail.
+void ReserveTerm(OperatorFixedLengthType& t, std::vector<T>& values, std::uint32_t length) {
   const std::size_t N = TermCount(t) + std::size_t{1};
   if (N > values.capacity() || N > t.Hash.capacity() || N > t.Next.capacity() ||
       N * length > t.o.capacity()) {
     const std::size_t room = std::max<std::size_t>(8, 2 * N);
     values.reserve(room), t.Hash.reserve(room), t.Next.reserve(room), t.o.reserve(room * length);
   }
-  if (N > 2 * t.KeyList.size()) Relink(t, std::bit_ceil(4 * N));
+  if (N > t.KeyList.size()) {
+    const std::size_t slots = std::max(SlotsForBits(t.NBitsKey), std::bit_ceil(4 * N));
+    std::vector<std::uint32_t>(slots).swap(t.KeyList);
+    Relink(t);
+  }
+}
+
+template <class T>
+void AddConstant(OperatorFixedLengthType& t, std::vector<T>& values, T value) {
+  if (values.empty()) {
+    values.reserve(1), t.Hash.reserve(1);
+    values.push_back(T{}), t.Hash.push_back(0);
+  }
+  values[0] += value;
+}
+
+template <class T>
+void AddTerm(OperatorFixedLengthType& t, const LadderIndex* lader, std::uint32_t length, T value) {
+  auto& values = std::get<std::vector<T>>(t.values);
+  if (length == 0) return AddConstant(t, values, value);
+  const std::uint32_t full = FullHash(lader, length);
+  if (const std::uint32_t n = FindString(t, lader, length, full)) {
+    values[n - 1] += value;
+    return;
+  }
+  ReserveTerm(t, values, length);
   t.o.insert(t.o.end(), lader, lader + length);
   values.push_back(value);
   t.Hash.push_back(full);
   t.Next.push_back(0);
   Link(t, TermCount(t) - 1);
+}
+
+// Keeps the terms whose value passes, in place: each is added again to the table that stands before it. So
+// strings that OperatorChangeNFandNB shifted take the slot that is theirs, and become one with an equal one.
+template <class Keep>
+void KeepTerms(OperatorFixedLengthType& t, std::uint32_t length, Keep&& keep) {
+  std::fill(t.KeyList.begin(), t.KeyList.end(), 0);
+  std::visit(
+      [&](auto& values) {
+        std::uint32_t kept = 0;
+        for (std::uint32_t n = 0; n < TermCount(t); ++n) {
+          if (!keep(values[n])) continue;
+          const LadderIndex* lader = &t.o[std::size_t{n} * length];
+          const std::uint32_t full = FullHash(lader, length);
+          if (const std::uint32_t same = FindString(t, lader, length, full)) {
+            values[same - 1] += values[n];
+            continue;
+          }
+          if (kept != n) std::copy_n(lader, length, &t.o[std::size_t{kept} * length]);
+          values[kept] = values[n];
+          t.Hash[kept] = full;
+          Link(t, kept++);
+        }
+        CutTerms(t, length, kept);
+      },
+      t.values);
 }
 
 void ShrinkTable(OperatorFixedLengthType& t) {
@@ -77,76 +131,67 @@ void ShrinkTable(OperatorFixedLengthType& t) {
   std::visit([](auto& values) { values.shrink_to_fit(); }, t.values);
 }
 
-// Keeps the terms n for which keep(n) is true, in place, under the hashes that they have.
-template <class Keep>
-void KeepTerms(OperatorFixedLengthType& t, std::uint32_t length, Keep&& keep) {
-  std::visit(
-      [&](auto& values) {
-        std::uint32_t kept = 0;
-        for (std::uint32_t n = 0; n < TermCount(t); ++n) {
-          if (!keep(values[n])) continue;
-          std::copy_n(&t.o[0] + std::size_t{n} * length, length, &t.o[0] + std::size_t{kept} * length);
-          values[kept] = values[n];
-          t.Hash[kept++] = t.Hash[n];
-        }
-        values.resize(kept);
-        t.Hash.resize(kept);
-        t.Next.resize(kept);
-        t.o.resize(std::size_t{kept} * length);
-      },
-      t.values);
-  if (length) Relink(t, t.KeyList.size());
-}
-
-// A complex table without an imaginary part above epsilon becomes real.
-void MakeRealIfSmall(OperatorFixedLengthType& t, bool imaginary) {
-  if (imaginary || !QComplexTable(t)) return;
-  const auto& values = std::get<std::vector<Complex16>>(t.values);
-  const bool fits = FitsInMemory([&] {
+// A complex table becomes real, without its imaginary parts.
+bool DropImaginaryParts(OperatorFixedLengthType& t) {
+  return FitsInMemory([&] {
+    const auto& values = std::get<std::vector<Complex16>>(t.values);
     std::vector<double> real;
     real.reserve(values.size());
     for (const Complex16 z : values) real.push_back(z.re);
     t.values = std::move(real);
   });
-  if (!fits)
-    Say("allocating memory for real part of operator failed. Continue with complex operator with Im entries "
-        "that "
-        "are zero.\n");
 }
 
 void RemoveSmallConstant(OperatorFixedLengthType& t, double epsilon) {
   if (TermCount(t) == 0) return;
   const Complex16 z = TermValue(t, 0);
-  const bool small = std::fabs(z.re) < epsilon;
   if (QComplexTable(t) && !(std::fabs(z.im) < epsilon)) return;
-  if (small) {
+  if (std::fabs(z.re) < epsilon) {
     t = OperatorFixedLengthType{};
-  } else if (QComplexTable(t)) {
-    t.values = std::vector<double>{z.re};
+  } else if (QComplexTable(t) && !DropImaginaryParts(t)) {
+    Say("could not allocate memory for O->l[0].VRe in OperatorRemoveSmallValues\n");
   }
 }
 
 // Restrictions on a changed space: masks keep the orbitals and modes that remain.
-void RebuildRestrictions(DeterminantRestrictionType& R, KeyLayout layout) {
-  if (R.Masks.empty()) return;
+DeterminantRestrictionType RestrictionsOnSpace(const DeterminantRestrictionType& R, KeyLayout layout) {
+  if (R.Masks.empty()) return {};
   DeterminantRestrictionType rebuilt;
   rebuilt.layout = layout;
   for (std::uint32_t r = 0; r < NRestrictions(R); ++r) {
     Key mask(KeyWords(layout));
     for (std::uint32_t i = 0; i < std::min(layout.NFermion, R.layout.NFermion); ++i)
       if (QOccupied(R.Masks[r].data(), i)) mask[i / 64] |= OrbitalBit(i);
-    bool counts = std::any_of(mask.begin(), mask.end(), [](KeyWord w) { return w != 0; });
-    for (std::uint32_t k = 0; k < std::min(layout.NBoson, R.layout.NBoson); ++k) {
-      const std::uint8_t byte = KeyByte(R.Masks[r].data(), NFermionBytes(R.layout.NFermion) + k);
-      SetKeyByte(mask.data(), NFermionBytes(layout.NFermion) + k, byte);
-      counts |= byte != 0;
-    }
-    if (!counts) continue;  // nothing that it counted is left
+    for (std::uint32_t k = 0; k < std::min(layout.NBoson, R.layout.NBoson); ++k)
+      SetKeyByte(mask.data(), NFermionBytes(layout.NFermion) + k,
+                 KeyByte(R.Masks[r].data(), NFermionBytes(R.layout.NFermion) + k));
+    if (std::all_of(mask.begin(), mask.end(), [](KeyWord w) { return w == 0; }))
+      continue;  // nothing that it counted is left
     rebuilt.Masks.push_back(std::move(mask));
     rebuilt.MinOccupation.push_back(R.MinOccupation[r]);
     rebuilt.MaxOccupation.push_back(R.MaxOccupation[r]);
   }
-  R = std::move(rebuilt);
+  return rebuilt;
+}
+
+// Sets the values of all terms with an index at or above lost to 0.
+void ClearTermsAbove(OperatorType& O, std::uint32_t lost) {
+  for (std::uint32_t length = 1; length <= MaxLength(O); ++length) {
+    OperatorFixedLengthType& t = O.l[length];
+    for (std::uint32_t n = 0; n < TermCount(t); ++n) {
+      const LadderIndex* lader = &t.o[std::size_t{n} * length];
+      if (std::any_of(lader, lader + length, [&](LadderIndex i) { return LadderOrbital(i) >= lost; }))
+        std::visit([n](auto& values) { values[n] = {}; }, t.values);
+    }
+  }
+}
+
+// The largest index in any string.
+std::uint32_t LargestIndex(const OperatorType& O) {
+  std::uint32_t largest = 0;
+  for (const OperatorFixedLengthType& t : O.l)
+    for (const LadderIndex i : t.o) largest = std::max(largest, LadderOrbital(i));
+  return largest;
 }
 
 bool QWithoutTerms(const OperatorType& O) {
@@ -181,34 +226,33 @@ OperatorType InitOperatorCopySettings(const OperatorType& Source) {
     O.Name = Source.Name;
     O.layout = Source.layout;
     O.Restrictions = Source.Restrictions;
-    for (std::uint32_t length = 1; length <= MaxLength(Source); ++length)
-      InitOperatorFixedLength(O, length, Source.l[length].NBitsKey);
+    OperatorCreateTablesOf(O, Source);
     return O;
   });
 }
 
 OperatorType InitOperatorForMult(const OperatorType& A, const OperatorType& B) {
   OperatorType O = InitOperator(A.layout.NFermion, A.layout.NBoson);
-  for (std::uint32_t length = 1; length <= MaxLength(A) + MaxLength(B); ++length)
-    InitOperatorFixedLength(O, length, 8);
+  InitOperatorFixedLength(O, MaxLength(A) + MaxLength(B), 8);
+  for (std::uint32_t length = 1; length <= MaxLength(O); ++length) O.l[length].NBitsKey = 8;
   return O;
 }
 
+// Tables take their slots with their first term.
 void InitOperatorFixedLength(OperatorType& O, std::uint32_t length, std::uint32_t NBitsKey) {
   if (length == 0) return;
   OrSay("could not allocate memory for OperatorFixedLengthType in InitOperatorFixedLength\n", [&] {
-    OperatorFixedLengthType table;
-    table.NBitsKey = NBitsKey;
-    // A setting is no reason to take memory: large indices grow with their terms.
-    table.KeyList.resize(std::min(SlotsForBits(NBitsKey), std::size_t{1} << 10));
-    O.l.reserve(std::size_t{length} + 1);
-    while (O.l.size() <= length) {
-      OperatorFixedLengthType between;
-      between.KeyList.resize(1);
-      O.l.push_back(std::move(between));
-    }
-    O.l[length] = std::move(table);
+    if (length > MaxLength(O)) O.l.resize(std::size_t{length} + 1);
+    O.l[length] = OperatorFixedLengthType{};
+    O.l[length].NBitsKey = NBitsKey;
   });
+}
+
+void OperatorCreateTablesOf(OperatorType& O, const OperatorType& Other) {
+  const std::uint32_t first = MaxLength(O) + 1;
+  if (first <= MaxLength(Other)) InitOperatorFixedLength(O, MaxLength(Other), 0);
+  for (std::uint32_t length = first; length <= MaxLength(Other); ++length)
+    O.l[length].NBitsKey = Other.l[length].NBitsKey;
 }
 
 void RealOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value) {
@@ -219,7 +263,7 @@ void ComplexOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uin
                              Complex16 value) {
   OrSay("alloc failed OperatorAddLader 01\n", [&] {
     OperatorFixedLengthType& t = O.l[length];
-    if (TermCount(t) == 0 && !QComplexTable(t)) t.values = std::vector<Complex16>();
+    if (TermCount(t) == 0 && !QComplexTable(t)) t.values.emplace<std::vector<Complex16>>();
     AddTerm<Complex16>(t, lader, length, value);
   });
 }
@@ -245,7 +289,7 @@ int MakeRealOperatorFixedLengthComplex(OperatorType& O, std::uint32_t length) {
   std::vector<Complex16> values;
   try {
     const auto& real = std::get<std::vector<double>>(t.values);
-    values.reserve(real.capacity());
+    values.reserve(t.Hash.capacity());
     values.assign(real.begin(), real.end());
   } catch (const std::bad_alloc&) {
     Say("Cloud not allocate memory for O-l[%i].V in MakeRealOperatorFixedLengthComplex\n",
@@ -258,6 +302,24 @@ int MakeRealOperatorFixedLengthComplex(OperatorType& O, std::uint32_t length) {
 
 void OperatorSetMaxLength(OperatorType& O) {
   while (O.l.size() > 1 && TermCount(O.l.back()) == 0) O.l.pop_back();
+}
+
+OperatorMark MarkOperator(const OperatorType& O) {
+  OperatorMark mark;
+  mark.reserve(O.l.size());
+  for (const OperatorFixedLengthType& t : O.l) mark.push_back(t.values);
+  return mark;
+}
+
+void ReturnToMark(OperatorType& O, OperatorMark& mark) noexcept {
+  O.l.resize(mark.size());
+  for (std::uint32_t length = 0; length <= MaxLength(O); ++length) {
+    OperatorFixedLengthType& t = O.l[length];
+    t.values = std::move(mark[length]);
+    CutTerms(t, length,
+             std::visit([](auto& values) { return static_cast<std::uint32_t>(values.size()); }, t.values));
+    Relink(t);
+  }
 }
 
 void OperatorRemoveSmallValues(OperatorType& O, double epsilon) {
@@ -274,9 +336,10 @@ void OperatorRemoveSmallValues(OperatorType& O, double epsilon) {
         return std::fabs(value) > epsilon;
       }
     });
-    MakeRealIfSmall(t, imaginary);
-    // Spare room goes if a tighter copy can be had.
-    static_cast<void>(FitsInMemory([&] { ShrinkTable(t); }));
+    if (QComplexTable(t) && !imaginary && !DropImaginaryParts(t))
+      Say("allocating memory for real part of operator failed. "
+          "Continue with complex operator with Im entries that are zero.\n");
+    ShrinkTable(t);
   }
 }
 
@@ -286,46 +349,38 @@ int OperatorChangeNFandNB(OperatorType& O, std::uint32_t NFermionNew, std::uint3
                 static_cast<int>(NFermionNew), static_cast<int>(NBosonNew),
                 static_cast<int>(NFermionNew + NBosonNew));
   const std::uint32_t NFermion = O.layout.NFermion, NBoson = O.layout.NBoson;
+  const std::uint32_t largest = LargestIndex(O);
+  if (NFermionNew > NFermion && largest >= NFermion && largest - NFermion + NFermionNew > IndexMask)
+    return Fail("Error in ChangeNFandNB index (%i) of a boson larger than %i\n",
+                static_cast<int>(largest - NFermion + NFermionNew), static_cast<int>(IndexMask));
+  const KeyLayout layout{NFermionNew, NBosonNew};
+  DeterminantRestrictionType Restrictions = RestrictionsOnSpace(O.Restrictions, layout);
   // The lowest index that is lost; every mode stands above the old orbitals and goes with them.
-  const std::uint32_t lost = std::min(NFermion > NFermionNew ? NFermionNew : 65536,
-                                      NBoson > NBosonNew ? NFermion + NBosonNew : 65536);
-  for (std::uint32_t length = 1; length <= MaxLength(O); ++length) {
-    OperatorFixedLengthType& t = O.l[length];
-    for (std::uint32_t n = 0; n < TermCount(t); ++n) {
-      const LadderIndex* lader = &t.o[std::size_t{n} * length];
-      if (std::any_of(lader, lader + length, [&](LadderIndex i) { return LadderOrbital(i) >= lost; }))
-        std::visit([n](auto& values) { values[n] = {}; }, t.values);
-    }
-  }
+  ClearTermsAbove(O, std::min(NFermion > NFermionNew ? NFermionNew : 65536,
+                              NBoson > NBosonNew ? NFermion + NBosonNew : 65536));
   OperatorRemoveSmallValues(O, NumericalZero);
   if (NFermionNew != NFermion)
-    for (std::uint32_t length = 1; length <= MaxLength(O); ++length)
-      for (LadderIndex& i : O.l[length].o)
+    for (OperatorFixedLengthType& t : O.l)
+      for (LadderIndex& i : t.o)
         if (LadderOrbital(i) >= NFermion) i = static_cast<LadderIndex>(i + NFermionNew - NFermion);
-  O.layout = {NFermionNew, NBosonNew};
-  RebuildRestrictions(O.Restrictions, O.layout);
+  O.layout = layout;
+  O.Restrictions = std::move(Restrictions);
   return 0;
 }
 
 void OperatorAdd(OperatorType& O, const OperatorType& Other, Complex16 factor) {
+  if (&O == &Other) return OperatorAdd(O, OperatorType(Other), factor);
   RequireSameSpace(O.layout, "Operator", Other.layout, "the other operator");
-  for (std::uint32_t length = MaxLength(O) + 1; length <= MaxLength(Other); ++length)
-    InitOperatorFixedLength(O, length, Other.l[length].NBitsKey);
   const bool realFactor = !(std::fabs(factor.im) > NumericalZero);
-  for (std::uint32_t length = 0; length <= MaxLength(Other); ++length) {
-    const OperatorFixedLengthType& t = Other.l[length];
-    if (TermCount(t) == 0) continue;
-    const bool real = realFactor && !QComplexTable(O.l[length]) && !QComplexTable(t);
-    if (!real) static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
-    for (std::uint32_t n = 0; n < TermCount(t); ++n) {
-      const LadderIndex* lader = t.o.data() + std::size_t{n} * length;
-      if (real) {
-        RealOperatorAddLader(O, lader, length, TermValue(t, n).re * factor.re);
-      } else {
-        ComplexOperatorAddLader(O, lader, length, TermValue(t, n) * factor);
-      }
-    }
-  }
+  OperatorAllOrNothing(O, [&] {
+    OperatorCreateTablesOf(O, Other);
+    ForEachTerm(Other, [&](const LadderIndex* lader, std::uint32_t length, auto value) {
+      if (!IsComplex<decltype(value)> && realFactor && !QComplexTable(O.l[length]))
+        return RealOperatorAddLader(O, lader, length, Re(value) * factor.re);
+      static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
+      ComplexOperatorAddLader(O, lader, length, value * factor);
+    });
+  });
 }
 
 bool QOperatorEqual(const OperatorType& A, const OperatorType& B, double epsilon) {

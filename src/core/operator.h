@@ -43,6 +43,27 @@ inline std::uint32_t TermCount(const OperatorFixedLengthType& t) {
 inline bool QComplexTable(const OperatorFixedLengthType& t) { return t.values.index() == 1; }
 Complex16 TermValue(const OperatorFixedLengthType& t, std::uint32_t i);
 
+// Calls f(table, length) for each table that has terms, by ascending length.
+template <class F>
+void ForEachTable(const OperatorType& O, F&& f) {
+  for (std::uint32_t length = 0; length <= MaxLength(O); ++length)
+    if (TermCount(O.l[length])) f(O.l[length], length);
+}
+
+// Calls f(string, length, value) for each term, length by length, as stored. A value has the kind of its
+// table, double or Complex16.
+template <class F>
+void ForEachTerm(const OperatorType& O, F&& f) {
+  ForEachTable(O, [&](const OperatorFixedLengthType& t, std::uint32_t length) {
+    std::visit(
+        [&](const auto& values) {
+          for (std::uint32_t n = 0; n < TermCount(t); ++n)
+            f(t.o.data() + std::size_t{n} * length, length, values[n]);
+        },
+        t.values);
+  });
+}
+
 // 0 real, 1 complex, 2 mixed; tables without terms do not vote.
 std::uint32_t QComplex(const OperatorType& O);
 
@@ -53,11 +74,13 @@ OperatorType InitOperatorCopySettings(const OperatorType& Source);
 // An empty result for a product: tables for all lengths up to the sum of the sources' MaxLength.
 OperatorType InitOperatorForMult(const OperatorType& A, const OperatorType& B);
 // Creates the table of one length, and those below it; discards the terms of an existing one. Length 0 is
-// always there and left alone. Prints a line before a bad_alloc.
+// always there and left alone. Prints a line before a bad_alloc, which leaves O as it was.
 void InitOperatorFixedLength(OperatorType& O, std::uint32_t length, std::uint32_t NBitsKey);
+// Creates the tables that Other has above MaxLength of O, with its hash sizes.
+void OperatorCreateTablesOf(OperatorType& O, const OperatorType& Other);
 
-// Adds one term as it stands. length is at most MaxLength. The table turns complex when |im| is no numerical
-// zero. All or nothing when memory runs out.
+// Adds one term as it stands; a table that is missing is created. The table turns complex when |im| is no
+// numerical zero. All or nothing when memory runs out.
 void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double re, double im);
 inline void OperatorAddLader(OperatorType& O, const std::vector<LadderIndex>& lader, Complex16 value) {
   OperatorAddLader(O, lader.data(), static_cast<std::uint32_t>(lader.size()), value.re, value.im);
@@ -66,10 +89,29 @@ inline void OperatorAddLader(OperatorType& O, const std::vector<LadderIndex>& la
 inline void OperatorAddConstant(OperatorType& O, Complex16 value) {
   OperatorAddLader(O, nullptr, 0, value.re, value.im);
 }
-// Adds to a table whose kind already fits.
+// Adds to a table that exists and whose kind already fits; an empty one takes the kind of a complex value.
 void RealOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value);
 void ComplexOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length,
                              Complex16 value);
+
+// The coefficients of an operator at one moment: terms are only ever appended, so that these are enough to go
+// back.
+using OperatorMark = std::vector<Coefficients>;
+OperatorMark MarkOperator(const OperatorType& O);
+void ReturnToMark(OperatorType& O, OperatorMark& mark) noexcept;
+
+// Runs step, which adds terms to O. When memory runs out in it, O is put back as it was and the exception
+// flies on.
+template <class Step>
+void OperatorAllOrNothing(OperatorType& O, Step&& step) {
+  OperatorMark mark = MarkOperator(O);
+  try {
+    step();
+  } catch (...) {
+    ReturnToMark(O, mark);
+    throw;
+  }
+}
 
 // Status 2 after a warning when length exceeds MaxLength. A table that holds nothing stays real.
 int MakeRealOperatorFixedLengthComplex(OperatorType& O, std::uint32_t length);
@@ -78,16 +120,17 @@ int MakeRealOperatorFixedLengthComplex(OperatorType& O, std::uint32_t length);
 void OperatorSetMaxLength(OperatorType& O);
 
 // Removes terms of magnitude at or below epsilon, and turns a table real in which no imaginary part exceeds
-// epsilon. Ends the process when memory runs out half-way.
+// epsilon. Works in place; a table whose real form does not fit into memory stays complex, after a line.
 void OperatorRemoveSmallValues(OperatorType& O, double epsilon);
 
-// Changes the one-particle space. Terms on orbitals that vanish are dropped, with fewer fermions also every
-// term with a boson. Bosonic indices move with NFermion while their hash stays, so that a shifted string that
-// is added again stands as a new term. Restrictions that no longer fit are rebuilt where their masks allow,
-// else dropped. Status 1 after a line when the space would exceed 65536.
+// Changes the one-particle space, all or nothing. Terms on orbitals that vanish are dropped, with fewer
+// fermions also every term with a boson. Bosonic indices move with NFermion while their hash stays, so that a
+// shifted string that is added again stands as a new term. Restrictions that no longer fit are rebuilt where
+// their masks allow, else dropped. Status 1 after a line when the space would exceed 65536, or a boson that
+// stays the 15 bits of a ladder index.
 [[nodiscard]] int OperatorChangeNFandNB(OperatorType& O, std::uint32_t NFermionNew, std::uint32_t NBosonNew);
 
-// O += factor * Other, strings as they stand.
+// O += factor * Other, strings as they stand. All or nothing when memory runs out.
 void OperatorAdd(OperatorType& O, const OperatorType& Other, Complex16 factor);
 
 // True when A - B has no term above epsilon; the terms of B are normal ordered (annihilators left of creators

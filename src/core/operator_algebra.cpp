@@ -1,208 +1,142 @@
 #include "core/operator_algebra.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cfloat>
 #include <cmath>
+#include <numeric>
 
-#include "core/operator_on_state.h"
 #include "core/space_check.h"
 #include "host/base/status.h"
+#include "linalg/compact_matrix.h"
 
 namespace fermix {
 
 namespace {
-
-// Room for a ladder string: on the stack up to a length that factories and products of two-particle operators
-// do not exceed, on the heap above.
-class WorkString {
- public:
-  explicit WorkString(std::uint32_t length) {
-    if (length > StackLength) heap_.resize(length);
-  }
-  LadderIndex* data() { return heap_.empty() ? stack_ : heap_.data(); }
-
- private:
-  static constexpr std::uint32_t StackLength = 32;
-  LadderIndex stack_[StackLength];
-  std::vector<LadderIndex> heap_;
-};
 
 // The string of the conjugate transpose: reversed, creators and annihilators exchanged.
 void TransposeString(const LadderIndex* lader, std::uint32_t length, LadderIndex* out) {
   for (std::uint32_t k = 0; k < length; ++k) out[k] = lader[length - 1 - k] ^ CreationBit;
 }
 
-// Calls f(string, length, value) for each term, length by length, as stored.
-template <class F>
-void ForEachTerm(const OperatorType& O, F&& f) {
-  for (std::uint32_t length = 0; length <= MaxLength(O); ++length)
-    for (std::uint32_t n = 0; n < TermCount(O.l[length]); ++n)
-      f(O.l[length].o.data() + std::size_t{n} * length, length, TermValue(O.l[length], n));
-}
-
+// value(v) gives the coefficient of the transposed term.
 template <class Value>
 OperatorType Transposed(const OperatorType& O, OrderPredicate order, Value&& value) {
   OperatorType result = InitOperatorCopySettings(O);
-  ForEachTerm(O, [&](const LadderIndex* lader, std::uint32_t length, Complex16 v) {
-    WorkString work(length);
+  WorkString work(MaxLength(O));
+  ForEachTerm(O, [&](const LadderIndex* lader, std::uint32_t length, auto v) {
     TransposeString(lader, length, work.data());
-    const Complex16 z = value(v);
-    OperatorAddLaderNormalOrder(result, work.data(), length, z.re, z.im, order);
+    AddNormalOrder(result, work.data(), length, value(v), order);
   });
   return result;
 }
 
-// The matrix h of sum_ij h_ij a+_i a_j and the constant that reordering leaves. Status 1 after a line when O
-// is not of that form.
+// A factor of a product as it enters it.
+void EnterString(char set, const LadderIndex* lader, std::uint32_t length, LadderIndex* out) {
+  if (set == 'D') {
+    TransposeString(lader, length, out);
+  } else {
+    std::copy_n(lader, length, out);
+  }
+}
+
+// Adds the products of all terms of two tables of lengths la and lb.
+void MultiplyTables(OperatorType& result, const OperatorFixedLengthType& A, std::uint32_t la,
+                    const OperatorFixedLengthType& B, std::uint32_t lb, char Aset, char Bset,
+                    LadderIndex* combined, OrderPredicate order) {
+  const auto product = [&](const auto& a, const auto& b) {
+    for (std::uint32_t n = 0; n < TermCount(B); ++n) {
+      // B acts first and so stands at the low positions.
+      EnterString(Bset, B.o.data() + std::size_t{n} * lb, lb, combined);
+      const auto vb = Bset == 'D' ? Conj(b[n]) : b[n];
+      for (std::uint32_t m = 0; m < TermCount(A); ++m) {
+        EnterString(Aset, A.o.data() + std::size_t{m} * la, la, combined + lb);
+        AddNormalOrder(result, combined, la + lb, (Aset == 'D' ? Conj(a[m]) : a[m]) * vb, order);
+      }
+    }
+  };
+  std::visit(product, A.values, B.values);
+}
+
+// The matrix h of sum_ij h_ij a+_i a_j, and the constant. Status 1 after a line when O has other terms.
 int OneParticleMatrix(const OperatorType& O, CompactMatrixType& h, Complex16& constant) {
   if (O.layout.NBoson != 0)
     return Fail("OperatorExponent failed, tried to take the exponent of an operator with bosons Nboson=%i\n",
                 static_cast<int>(O.layout.NBoson));
-  OperatorType trimmed = O;
-  OperatorSetMaxLength(trimmed);
-  const std::uint32_t length = MaxLength(trimmed);
-  if (length > 2)
+  std::uint32_t longest = 0;
+  ForEachTable(O, [&](const OperatorFixedLengthType&, std::uint32_t length) { longest = length; });
+  if (longest > 2)
     return Fail("OperatorExponent failed, tried to take the exponent of an operator with max Length %i\n",
-                static_cast<int>(length));
-  if (length > 0 && TermCount(trimmed.l[1]))
+                static_cast<int>(longest));
+  if (longest > 0 && TermCount(O.l[1]))
     return Fail(
         "OperatorExponent failed, tried to take the exponent of an operator with single creation or "
-        "annihilation "
-        "operators MaxLength=%i and there are %i elements of length 1\n",
-        static_cast<int>(length), static_cast<int>(TermCount(trimmed.l[1])));
-  constant = TermCount(trimmed.l[0]) ? TermValue(trimmed.l[0], 0) : 0;
-  h = InitCompactMatrix(O.layout.NFermion, O.layout.NFermion, true);
-  if (length < 2) return 0;
-  auto& data = std::get<std::vector<Complex16>>(h.Data);
-  const OperatorFixedLengthType& t = trimmed.l[2];
+        "annihilation operators MaxLength=%i and there are %i elements of length 1\n",
+        static_cast<int>(longest), static_cast<int>(TermCount(O.l[1])));
+  constant = TermCount(O.l[0]) ? TermValue(O.l[0], 0) : 0;
+  h = InitCompactMatrix(O.layout.NFermion, O.layout.NFermion, longest == 2 && QComplexTable(O.l[2]));
+  if (longest < 2) return 0;
+  const OperatorFixedLengthType& t = O.l[2];
   for (std::uint32_t n = 0; n < TermCount(t); ++n) {
-    const LadderIndex first = t.o[2 * n], second = t.o[2 * n + 1];
+    const LadderIndex first = t.o[2 * std::size_t{n}], second = t.o[2 * std::size_t{n} + 1];
     if (QCreation(first) == QCreation(second))
       return Fail(
           "OperatorExponent failed, operator of length 2 at index %i consists of two creation or two "
-          "annihilation "
-          "operators\n",
+          "annihilation operators\n",
           static_cast<int>(n));
-    const bool normal = QCreation(second);  // the creator acts last
-    const std::uint32_t i = LadderOrbital(normal ? second : first),
-                        j = LadderOrbital(normal ? first : second);
+    // a_j a+_i = delta_ij - a+_i a_j
+    const bool normal = QCreation(second);
+    const std::size_t i = LadderOrbital(normal ? second : first), j = LadderOrbital(normal ? first : second);
     const Complex16 v = TermValue(t, n);
-    data[std::size_t{i} * h.Nj + j] += normal ? v : -v;
     if (!normal && i == j) constant += v;
+    std::visit(
+        [&](auto& data) {
+          using T = typename std::decay_t<decltype(data)>::value_type;
+          data[i * h.Nj + j] += ToKind<T>(normal ? v : -v);
+        },
+        h.Data);
   }
   return 0;
 }
 
-// One string of an operator on its way to another basis.
-struct MappedTerm {
-  std::vector<LadderIndex> lader;
-  Complex16 value;
-};
-
-// Expands position `level` of all strings in the new basis.
-std::vector<MappedTerm> MappedAtLevel(const std::vector<MappedTerm>& in, const CompactMatrixType& M,
-                                      std::uint32_t level) {
-  std::vector<MappedTerm> out;
-  for (const MappedTerm& term : in) {
-    const LadderIndex old = term.lader[level];
-    for (std::uint32_t j = 0; j < M.Ni; ++j) {
-      const Complex16 m = CompactMatrixElement(M, j, LadderOrbital(old));
-      if (!(Abs(m) * (std::fabs(term.value.re) + std::fabs(term.value.im)) > NumericalZero)) continue;
-      MappedTerm mapped = term;
-      mapped.lader[level] = static_cast<LadderIndex>(j | (old & CreationBit));
-      mapped.value *= QCreation(old) ? Conj(m) : m;
-      out.push_back(std::move(mapped));
+// 1 + z n for the number operator n = sum_ij u_i conj(u_j) a+_i a_j of an orbital.
+template <class T, class U>
+OperatorType OneOrbitalExponent(std::uint32_t NFermion, const U* u, T z, OrderPredicate order) {
+  OperatorType O = InitOperator(NFermion, 0);
+  InitOperatorFixedLength(O, 2, 8);
+  OperatorAddConstant(O, 1.0);
+  for (std::uint32_t i = 0; i < NFermion; ++i)
+    for (std::uint32_t j = 0; j < NFermion; ++j) {
+      const auto v = z * u[i] * Conj(u[j]);
+      if (NormSqr(v) == 0) continue;
+      const LadderIndex pair[] = {Annihilate(j), Create(i)};
+      AddNormalOrder(O, pair, 2, v, order);
     }
-  }
-  return out;
+  return O;
 }
 
 }  // namespace
 
-void OperatorAddLaderNormalOrder(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double re,
-                                 double im, OrderPredicate order) {
-  WorkString work(length);
-  LadderIndex* W = work.data();
-  double s = 1;
-  // The string without positions j - 1 and j of W, completed by what is not sorted yet.
-  const auto contract = [&](std::uint32_t i, std::uint32_t j, double sign) {
-    WorkString shorter(length);
-    LadderIndex* end = std::copy(W, W + j - 1, shorter.data());
-    end = std::copy(W + j + 1, W + i + 1, end);
-    std::copy(lader + i + 1, lader + length, end);
-    OperatorAddLaderNormalOrder(O, shorter.data(), length - 2, sign * re, sign * im, order);
-  };
-  if (length) W[0] = lader[0];
-  for (std::uint32_t i = 1; i < length; ++i) {
-    W[i] = lader[i];
-    for (std::uint32_t j = i; j > 0; --j) {
-      const OrderAction action = order(W[j], W[j - 1], O.layout.NFermion);
-      if (action == OrderAction::InOrder) break;
-      if (action == OrderAction::Vanish) return;
-      std::swap(W[j - 1], W[j]);
-      const bool same = LadderOrbital(W[j]) == LadderOrbital(W[j - 1]);
-      if (same && (action == OrderAction::FermionContraction || action == OrderAction::BosonContraction))
-        contract(i, j, s);
-      if (same && action == OrderAction::BosonAntiContraction) contract(i, j, -s);
-      if (action == OrderAction::FermionContraction || action == OrderAction::FermionExchange) s = -s;
-    }
-  }
-  OperatorAddLader(O, W, length, s * re, s * im);
-}
-
-OperatorType NormalOrderOperator(const OperatorType& O, OrderPredicate order) {
-  OperatorType result = InitOperatorCopySettings(O);
-  ForEachTerm(O, [&](const LadderIndex* lader, std::uint32_t length, Complex16 v) {
-    OperatorAddLaderNormalOrder(result, lader, length, v.re, v.im, order);
-  });
-  return result;
-}
-
-void OperatorAddNormalOrder(OperatorType& O, const OperatorType& Other, Complex16 factor,
-                            OrderPredicate order) {
-  RequireSameSpace(O.layout, "Operator", Other.layout, "the other operator");
-  for (std::uint32_t length = MaxLength(O) + 1; length <= MaxLength(Other); ++length)
-    InitOperatorFixedLength(O, length, Other.l[length].NBitsKey);
-  ForEachTerm(Other, [&](const LadderIndex* lader, std::uint32_t length, Complex16 v) {
-    const Complex16 z = v * factor;
-    OperatorAddLaderNormalOrder(O, lader, length, z.re, z.im, order);
-  });
-}
-
 OperatorType OperatorMultiply2NormalOrder(const OperatorType& A, const OperatorType& B, char Aset, char Bset,
                                           OrderPredicate order) {
+  assert((Aset == 'N' || Aset == 'D') && (Bset == 'N' || Bset == 'D'));
   RequireSameSpace(A.layout, "Operator", B.layout, "the other operator");
   OperatorType result = InitOperatorForMult(A, B);
   WorkString combined(MaxLength(result));
-  const auto enter = [](char set, const LadderIndex* lader, std::uint32_t length, LadderIndex* out) {
-    if (set == 'D') {
-      TransposeString(lader, length, out);
-    } else {
-      std::copy_n(lader, length, out);
-    }
-  };
-  const auto mode = [](char set, Complex16 v) { return set == 'D' ? Conj(v) : v; };
-  for (std::uint32_t la = 0; la <= MaxLength(A); ++la)
-    for (std::uint32_t lb = 0; lb <= MaxLength(B); ++lb)
-      for (std::uint32_t b = 0; b < TermCount(B.l[lb]); ++b) {
-        // B acts first and so stands at the low positions.
-        enter(Bset, B.l[lb].o.data() + std::size_t{b} * lb, lb, combined.data());
-        const Complex16 vb = mode(Bset, TermValue(B.l[lb], b));
-        for (std::uint32_t a = 0; a < TermCount(A.l[la]); ++a) {
-          enter(Aset, A.l[la].o.data() + std::size_t{a} * la, la, combined.data() + lb);
-          const Complex16 v = mode(Aset, TermValue(A.l[la], a)) * vb;
-          OperatorAddLaderNormalOrder(result, combined.data(), la + lb, v.re, v.im, order);
-        }
-      }
+  ForEachTable(A, [&](const OperatorFixedLengthType& a, std::uint32_t la) {
+    ForEachTable(B, [&](const OperatorFixedLengthType& b, std::uint32_t lb) {
+      MultiplyTables(result, a, la, b, lb, Aset, Bset, combined.data(), order);
+    });
+  });
   return result;
 }
 
 OperatorType OperatorTransposeNormalOrder(const OperatorType& O, OrderPredicate order) {
-  return Transposed(O, order, [](Complex16 v) { return v; });
+  return Transposed(O, order, [](auto v) { return v; });
 }
 
 OperatorType OperatorConjugateTransposeNormalOrder(const OperatorType& O, OrderPredicate order) {
-  return Transposed(O, order, [](Complex16 v) { return Conj(v); });
+  return Transposed(O, order, [](auto v) { return Conj(v); });
 }
 
 void OperatorComplexConjugate(OperatorType& O) {
@@ -212,31 +146,30 @@ void OperatorComplexConjugate(OperatorType& O) {
 }
 
 void OperatorScale(OperatorType& O, Complex16 factor) {
-  for (std::uint32_t length = 0; length <= MaxLength(O); ++length) {
-    if (!(std::fabs(factor.im) < NumericalZero))
-      static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
+  const bool real = std::fabs(factor.im) < NumericalZero;
+  // Changes of kind first: they may fail and change no value.
+  for (std::uint32_t length = 0; length <= MaxLength(O) && !real; ++length)
+    static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
+  for (OperatorFixedLengthType& t : O.l)
     std::visit(
         [&](auto& values) {
-          using T = std::decay_t<decltype(values[0])>;
+          using T = typename std::decay_t<decltype(values)>::value_type;
           for (T& v : values) v *= ToKind<T>(factor);
         },
-        O.l[length].values);
-  }
+        t.values);
 }
 
 Complex16 OperatorTraceAverage(const OperatorType& O, const std::vector<std::uint32_t>& indices) {
   Complex16 sum;
   if (MaxLength(O) < 2 || indices.empty()) return sum;
+  std::vector<std::uint32_t> sorted = indices;
+  std::sort(sorted.begin(), sorted.end());
   const OperatorFixedLengthType& t = O.l[2];
   for (std::uint32_t n = 0; n < TermCount(t); ++n) {
-    const LadderIndex first = t.o[2 * n], second = t.o[2 * n + 1];
-    if ((first ^ second) != CreationBit) continue;  // not a number operator
-    if (std::find(indices.begin(), indices.end(), LadderOrbital(first)) == indices.end()) continue;
-    if (QCreation(second)) {
-      sum += TermValue(t, n);
-    } else {
-      sum -= TermValue(t, n);
-    }
+    const LadderIndex first = t.o[2 * std::size_t{n}], second = t.o[2 * std::size_t{n} + 1];
+    const bool number = (first ^ second) == CreationBit;
+    if (!number || !std::binary_search(sorted.begin(), sorted.end(), LadderOrbital(first))) continue;
+    sum += QCreation(second) ? TermValue(t, n) : -TermValue(t, n);
   }
   return sum / static_cast<double>(indices.size());
 }
@@ -252,22 +185,20 @@ int HermitianOperatorNormalOrderExponent(const OperatorType& O, Complex16 factor
     return status;
   }
   std::vector<double> energies;
-  if (CompactMatrixEigensystem(h, V, energies)) return 1;
+  if (h.Ni && CompactMatrixEigensystem(h, V, energies)) return 1;
   OperatorType product = InitOperator(O.layout.NFermion, 0);
   OperatorAddConstant(product, 1.0);
-  for (std::uint32_t k = 0; k < V.Ni; ++k) {
+  for (std::uint32_t k = 0; k < energies.size(); ++k) {
     // exp(factor e n) = 1 + (exp(factor e) - 1) n for the number operator n of the eigenorbital.
     const Complex16 z = Exp(factor * energies[k]) - Complex16(1);
     if (z == Complex16(0)) continue;
-    OperatorType T = InitOperator(O.layout.NFermion, 0);
-    InitOperatorFixedLength(T, 2, 8);
-    OperatorAddConstant(T, 1.0);
-    for (std::uint32_t i = 0; i < V.Nj; ++i)
-      for (std::uint32_t j = 0; j < V.Nj; ++j) {
-        const Complex16 v = z * CompactMatrixElement(V, k, i) * Conj(CompactMatrixElement(V, k, j));
-        if (v == Complex16(0)) continue;
-        OperatorAddLaderNormalOrder(T, {Annihilate(j), Create(i)}, v, order);
-      }
+    const OperatorType T = std::visit(
+        [&](const auto& v) {
+          const auto* u = &v[std::size_t{k} * V.Nj];
+          return std::fabs(z.im) < NumericalZero ? OneOrbitalExponent(V.Nj, u, z.re, order)
+                                                 : OneOrbitalExponent(V.Nj, u, z, order);
+        },
+        V.Data);
     product = OperatorMultiply2NormalOrder(product, T, 'N', 'N', order);
     OperatorSetMaxLength(product);
   }
@@ -276,47 +207,6 @@ int HermitianOperatorNormalOrderExponent(const OperatorType& O, Complex16 factor
   product.Restrictions = O.Restrictions;
   result = std::move(product);
   return 0;
-}
-
-void MappedOperatorAddNormalOrder(OperatorType& O, const OperatorType& Source, const CompactMatrixType& M,
-                                  OrderPredicate order) {
-  RequireSameSpace(O.layout, "Operator", Source.layout, "the other operator");
-  OrSay("MappedOperatorFixedLengthAtLevel failed in MappedOperatorAddNormalOrder\n", [&] {
-    for (std::uint32_t length = MaxLength(O) + 1; length <= MaxLength(Source); ++length)
-      InitOperatorFixedLength(O, length, Source.l[length].NBitsKey);
-    ForEachTerm(Source, [&](const LadderIndex* lader, std::uint32_t length, Complex16 v) {
-      std::vector<MappedTerm> terms = {{{lader, lader + length}, v}};
-      for (std::uint32_t level = 0; level < length; ++level) terms = MappedAtLevel(terms, M, level);
-      for (const MappedTerm& term : terms) OperatorAddLaderNormalOrder(O, term.lader, term.value, order);
-    });
-  });
-}
-
-void MappedWaveFunctionAdd(WaveFunctionType& Psi, const WaveFunctionType& Source,
-                           const CompactMatrixType& M) {
-  const KeyLayout layout = Layout(Source);
-  RequireSameSpace(Layout(Psi), "Wave-function", layout, "the other wave-function");
-  if (layout.NBoson) throw std::invalid_argument("Rotation of a wave-function with bosons is not defined\n");
-  // What each creator of the old basis becomes, applied to determinants of the new one.
-  std::vector<OperatorType> creators;
-  for (std::uint32_t i = 0; i < layout.NFermion; ++i) {
-    OperatorType& creator = creators.emplace_back(InitOperator(layout.NFermion, layout.NBoson));
-    InitOperatorFixedLength(creator, 1, 4);
-    for (std::uint32_t j = 0; j < layout.NFermion; ++j) {
-      const Complex16 m = Conj(CompactMatrixElement(M, j, i));
-      if (m == Complex16(0)) continue;
-      OperatorAddLader(creator, {Create(j)}, m);
-    }
-  }
-  const Key vacuum(KeyWords(layout));
-  for (std::uint32_t n = 1; n <= ElementCount(Source); ++n) {
-    WaveFunctionType mapped(layout);
-    RealWaveFunctionAddElement(mapped, vacuum.data(), 1);
-    // The lowest orbital stands leftmost in the product and so acts last.
-    for (std::uint32_t i = layout.NFermion; i-- > 0;)
-      if (QOccupied(ElementKey(Source, n), i)) mapped = OperatorPsi(creators[i], mapped);
-    WaveFunctionAddComplexMultipliedUnionBasis(Psi, mapped, ElementValue(Source, n));
-  }
 }
 
 }  // namespace fermix

@@ -51,6 +51,8 @@ WaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vector<C>&
   WaveFunctionType Opsi(Layout(psi), IsComplex<T>, psi.basis->NBitsKey);
   auto& values = std::get<BlockedArray<T>>(Opsi.values);
   std::uint32_t reached = 0;
+  // A result has mostly at least as many determinants as the state. No room for the index now is no failure.
+  static_cast<void>(FitsInMemory([&] { BasisReserve(*Opsi.basis, ElementCount(psi)); }));
   const bool fits = FitsInMemory([&] {
     ForEachResult(
         O, coefficients, true, 1, ElementCount(psi), *psi.basis,

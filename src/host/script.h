@@ -30,16 +30,17 @@ namespace fermix {
 // errors pass.
 template <lua_CFunction F>
 int Entry(lua_State* L) {
-  std::string text;
+  bool memory = false;
   try {
     return F(L);
   } catch (const std::bad_alloc&) {
-    text = "not enough memory";
+    memory = true;
   } catch (const std::exception& e) {
-    text = e.what();
+    luaL_where(L, 1);  // as luaL_error does
+    lua_pushstring(L, e.what());
+    lua_concat(L, 2);
   }
-  lua_pushlstring(L, text.data(), text.size());
-  std::string().swap(text);
+  if (memory) lua_pushstring(L, "not enough memory");
   return lua_error(L);
 }
 

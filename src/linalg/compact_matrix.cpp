@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cfloat>
 
 #include "host/base/status.h"
 #include "linalg/blas.h"

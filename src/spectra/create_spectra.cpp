@@ -51,7 +51,7 @@ WaveFunctionType TransitionState(const OperatorType& T, const WaveFunctionType& 
 // --- Exact path
 
 bool QSmallEnough(const WaveFunctionType& U, const CreateSpectraSettings& settings) {
-  return settings.ForceDenseMethod || ElementCount(U) <= settings.DenseBorder;
+  return settings.ForceDenseMethod || ElementCount(U) <= settings.solver.DenseBorder;
 }
 
 // A state with the determinants of all transition states.
@@ -134,12 +134,13 @@ std::string ChainFile(const CreateSpectraSettings& settings, std::size_t pairs, 
 
 TriDiagonalMatrixType LanczosChain(const Problem& problem, WaveFunctionType Tpsi) {
   const CreateSpectraSettings& s = problem.settings;
-  TriDiagonalMatrixType M = InitTriDiagonalMatrix(s.NTri);
-  const double width = std::max(s.Gamma, s.epsilon);
-  if (NRestrictions(s.Restrictions) > 0) {
-    LanczosTriDiagonalizeRestricted(problem.H, std::move(Tpsi), s.Restrictions, s.epsilon, M, width);
+  TriDiagonalMatrixType M = InitTriDiagonalMatrix(s.solver.NTri);
+  const double width = std::max(s.solver.grid.Gamma, s.solver.epsilon);
+  if (NRestrictions(s.solver.Restrictions) > 0) {
+    LanczosTriDiagonalizeRestricted(problem.H, std::move(Tpsi), s.solver.Restrictions, s.solver.epsilon, M,
+                                    width);
   } else {
-    LanczosTriDiagonalize(problem.H, std::move(Tpsi), s.epsilon, M, width);
+    LanczosTriDiagonalize(problem.H, std::move(Tpsi), s.solver.epsilon, M, width);
   }
   return M;
 }
@@ -206,13 +207,13 @@ SpectraTypeArray SpectraOnOneGrid(const std::vector<Representation>& functions, 
   header.Name = "Spec";
   header.Emin = window.Emin;
   header.Emax = window.Emax;
-  header.dE = (window.Emax - window.Emin) / settings.NE;
+  header.dE = (window.Emax - window.Emin) / settings.solver.grid.NE;
   header.EminPole = window.EminPole;
   header.EmaxPole = window.EmaxPole;
   header.Gamma = window.Gamma;
   SpectraTypeArray bundle;
   for (std::size_t k = 0; k < functions.size(); ++k) {
-    SpectraType S = SpectrumAllocate(header, settings.NE);
+    SpectraType S = SpectrumAllocate(header, settings.solver.grid.NE);
     S.Name.clear();
     sprintfAdd(S.Name, "Spectrum %i", static_cast<int>(k));
     FillSpectrum(E0[k], functions[k], S);
@@ -224,7 +225,8 @@ SpectraTypeArray SpectraOnOneGrid(const std::vector<Representation>& functions, 
 }  // namespace
 
 EnergyWindow AutomaticEnergyWindow(double EminPole, double EmaxPole, const CreateSpectraSettings& settings) {
-  EnergyWindow w{EminPole, EmaxPole, settings.Emin, settings.Emax, settings.Gamma};
+  EnergyWindow w{EminPole, EmaxPole, settings.solver.grid.Emin, settings.solver.grid.Emax,
+                 settings.solver.grid.Gamma};
   const bool automaticEmin = w.Emin == CreateSpectraSettings::UnsetEmin,
              automaticEmax = w.Emax == CreateSpectraSettings::UnsetEmax;
   double lower = EminPole - 0.125 * (EmaxPole - EminPole), upper = EmaxPole + 0.125 * (EmaxPole - EminPole);
@@ -235,21 +237,21 @@ EnergyWindow AutomaticEnergyWindow(double EminPole, double EmaxPole, const Creat
   }
   if (automaticEmin) w.Emin = lower;
   if (automaticEmax) w.Emax = upper;
-  if (w.Gamma == 0) w.Gamma = 10 * (w.Emax - w.Emin) / settings.NE;
+  if (w.Gamma == 0) w.Gamma = 10 * (w.Emax - w.Emin) / settings.solver.grid.NE;
   return w;
 }
 
 CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const OperatorType*>& T,
                                   const std::vector<const WaveFunctionType*>& psi,
                                   const CreateSpectraSettings& settings) {
-  const bool given = NRestrictions(settings.Restrictions) > 0;
-  Problem problem{H, settings, given ? settings.Restrictions : H.Restrictions, {}, {}};
+  const bool given = NRestrictions(settings.solver.Restrictions) > 0;
+  Problem problem{H, settings, given ? settings.solver.Restrictions : H.Restrictions, {}, {}};
   for (std::size_t t = 0; t < T.size(); ++t)
     for (const WaveFunctionType* state : psi) {
       problem.E0.push_back(settings.E0 != CreateSpectraSettings::UnsetE0 ? settings.E0
                            : t == 0                                      ? PsiHermitianOperatorPsi(H, *state)
                                     : problem.E0[problem.E0.size() - psi.size()]);
-      problem.Tpsi.push_back(TransitionState(*T[t], *state, settings.Restrictions));
+      problem.Tpsi.push_back(TransitionState(*T[t], *state, settings.solver.Restrictions));
       // Lanczos restricts its start state by the restrictions of H; here, so that both paths agree.
       if (!given && NRestrictions(H.Restrictions) > 0)
         WaveFunctionRestrict(problem.Tpsi.back(), H.Restrictions);

@@ -8,6 +8,7 @@
 
 #include "core/operator.h"
 #include "core/wave_function.h"
+#include "solvers/convergence_settings.h"
 #include "spectra/spectrum.h"
 
 namespace fermix {
@@ -16,17 +17,12 @@ struct CreateSpectraSettings {
   // Values that stand for "not given".
   static constexpr double UnsetEmin = std::numeric_limits<double>::max(), UnsetEmax = -UnsetEmin,
                           UnsetE0 = UnsetEmin;
-  std::uint32_t NTri = 200;                 // Lanczos steps
-  double epsilon = 1.4901161193847657e-10;  // truncation threshold of the Lanczos vectors
-  double zero = 1.4901161193847656e-6;      // H is Hermitian up to here
-  DeterminantRestrictionType Restrictions;  // of all determinants; if there are none, those of H count
-  double Emin = UnsetEmin, Emax = UnsetEmax;
-  std::uint32_t NE = 1000;           // energy intervals
-  double Gamma = 0;                  // Lorentzian full width at half maximum, 0 for automatic
-  double E0 = UnsetE0;               // energy zero of all spectra; each state's own energy if unset
-  std::uint32_t DenseBorder = 1513;  // largest basis for the exact method
-  bool ForceDenseMethod = false;     // exact whatever the size
-  std::string file;                  // the chains go there as plain text; empty for nowhere
+  // In use: NTri, epsilon, zero, DenseBorder, grid, and Restrictions of all determinants; if there are none,
+  // those of H count.
+  ConvergenceSettingsType solver;
+  double E0 = UnsetE0;            // energy zero of all spectra; each state's own energy if unset
+  bool ForceDenseMethod = false;  // exact whatever the size
+  std::string file;               // the chains go there as plain text; empty for nowhere
 };
 
 // One spectrum for each pair; pair t nPsi + p belongs to T[t] and psi[p].

@@ -53,22 +53,23 @@ void CheckSelfenergy(lua_State* L, int index) {
 CreateSpectraSettings ReadOptions(lua_State* L, int index) {
   CreateSpectraSettings s;
   bool Tensor = false, Sigma = false, KrylovBasis = false;
-  LuaCheckOptions(
-      L, index,
-      {Option("Tensor", &Tensor), Option("Sigma", &Sigma), Option("KrylovBasis", &KrylovBasis),
-       Option("NTri", &s.NTri), Option("epsilon", &s.epsilon), Option("restrictions", &s.Restrictions),
-       Option("Emin", &s.Emin), Option("Emax", &s.Emax), Option("NE", &s.NE), Option("Gamma", &s.Gamma),
-       Option("E0", &s.E0), Option("DenseBorder", &s.DenseBorder),
-       Option("ForceDenseMethod", &s.ForceDenseMethod), Option("file", &s.file)});
+  LuaCheckOptions(L, index,
+                  {Option("Tensor", &Tensor), Option("Sigma", &Sigma), Option("KrylovBasis", &KrylovBasis),
+                   Option("NTri", &s.solver.NTri), Option("epsilon", &s.solver.epsilon),
+                   Option("restrictions", &s.solver.Restrictions), Option("Emin", &s.solver.grid.Emin),
+                   Option("Emax", &s.solver.grid.Emax), Option("NE", &s.solver.grid.NE),
+                   Option("Gamma", &s.solver.grid.Gamma), Option("E0", &s.E0),
+                   Option("DenseBorder", &s.solver.DenseBorder),
+                   Option("ForceDenseMethod", &s.ForceDenseMethod), Option("file", &s.file)});
   if (Tensor) luaL_error(L, "Tensor form for CreateSpectra not yet available\n");
   if (KrylovBasis) luaL_error(L, "Option KrylovBasis for CreateSpectra not yet available\n");
-  if (s.NTri == 0) luaL_error(L, "CreateSpectra called with NTri equal to 0, at least 1 is needed\n");
-  if (s.NE == 0) luaL_error(L, "CreateSpectra called with NE equal to 0, at least 1 is needed\n");
-  const bool window =
-      s.Emin != CreateSpectraSettings::UnsetEmin && s.Emax != CreateSpectraSettings::UnsetEmax;
-  if (window && !(s.Emin < s.Emax))
-    ScriptError(L, "CreateSpectra called with an empty energy window, Emin=%f is not below Emax=%f\n", s.Emin,
-                s.Emax);
+  if (s.solver.NTri == 0) luaL_error(L, "CreateSpectra called with NTri equal to 0, at least 1 is needed\n");
+  if (s.solver.grid.NE == 0) luaL_error(L, "CreateSpectra called with NE equal to 0, at least 1 is needed\n");
+  const bool window = s.solver.grid.Emin != CreateSpectraSettings::UnsetEmin &&
+                      s.solver.grid.Emax != CreateSpectraSettings::UnsetEmax;
+  if (window && !(s.solver.grid.Emin < s.solver.grid.Emax))
+    ScriptError(L, "CreateSpectra called with an empty energy window, Emin=%f is not below Emax=%f\n",
+                s.solver.grid.Emin, s.solver.grid.Emax);
   return s;
 }
 
@@ -170,8 +171,8 @@ int LuaCreateSpectra(lua_State* L) {
   CreateSpectraSettings settings;
   if (n == 5 || (n == 4 && !LuaTestOptionsList(L, 4))) CheckSelfenergy(L, 4);
   if (n == 5 || (n == 4 && LuaTestOptionsList(L, 4))) settings = ReadOptions(L, n);
-  RequireOneSpace(L, *H, T, psi, settings.Restrictions);
-  RequireHermitian(L, *H, settings.zero);
+  RequireOneSpace(L, *H, T, psi, settings.solver.Restrictions);
+  RequireHermitian(L, *H, settings.solver.zero);
 
   CreateSpectraResult result = CreateSpectra(*H, T, psi, settings);
 

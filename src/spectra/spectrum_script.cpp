@@ -1,7 +1,5 @@
 #include "spectra/spectrum_script.h"
 
-#include "core/operator_script.h"
-#include "core/wave_function_script.h"
 #include "spectra/spectrum_arithmetic.h"
 #include "spectra/spectrum_methods_script.h"
 

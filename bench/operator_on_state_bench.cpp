@@ -1,0 +1,121 @@
+// Speed of an operator on a state: the Coulomb operator of a d and of an f shell, coupled to bath orbitals by
+// hopping, on a basis that grows and on a fixed one.
+//
+// Counters: ns_pair, time for each pair of determinant and term; ns_survivor, time for each term that
+// survives; new, determinants of the result; survivors, results for each determinant.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <numeric>
+#include <random>
+
+#include "atomic/coulomb.h"
+#include "core/operator_on_state.h"
+#include "core/surviving_terms.h"
+#include "host/base/allocator.h"
+
+namespace fermix {
+namespace {
+
+const bool configured = (ConfigureAllocator(), true);  // as the program does
+
+// An atomic shell (l) on the first orbitals, and hopping between each orbital of the bath and one of the
+// shell.
+OperatorType ImpurityOperator(int l, std::uint32_t orbitals) {
+  ShellIndices shell;
+  const std::uint32_t size = 2 * (2 * l + 1);
+  for (std::uint32_t i = 0; i < size; i += 2) {
+    shell.list[static_cast<int>(Spin::dn)].push_back(static_cast<std::uint16_t>(i));
+    shell.list[static_cast<int>(Spin::up)].push_back(static_cast<std::uint16_t>(i + 1));
+  }
+  OperatorType H = CreateOperatorCoulombSingleShell(
+      orbitals, shell, l == 2 ? std::vector<double>{8, 9, 6} : std::vector<double>{8, 9, 6, 4});
+  for (std::uint32_t i = size; i < orbitals; ++i) {
+    const std::uint32_t j = (i - size) % size;
+    OperatorAddLader(H, {Annihilate(i), Create(j)}, 0.3);
+    OperatorAddLader(H, {Annihilate(j), Create(i)}, 0.3);
+    OperatorAddLader(H, {Annihilate(i), Create(i)}, 0.1 * i);
+  }
+  return H;
+}
+
+// Random determinants with half of the orbitals filled.
+WaveFunctionType RandomState(std::uint32_t orbitals, std::uint32_t determinants) {
+  std::mt19937 random(1);
+  std::vector<std::uint32_t> order(orbitals);
+  std::iota(order.begin(), order.end(), 0);
+  WaveFunctionType psi({orbitals, 0});
+  while (ElementCount(psi) < determinants) {
+    std::shuffle(order.begin(), order.end(), random);
+    Key key(KeyWords(Layout(psi)));
+    for (std::uint32_t i = 0; i < orbitals / 2; ++i) key[order[i] / 64] |= OrbitalBit(order[i]);
+    RealWaveFunctionAddElement(psi, key.data(), 1);
+  }
+  return psi;
+}
+
+double CountSurvivors(const CompiledOperator& H, const WaveFunctionType& psi) {
+  double survivors = 0;
+  SurvivingTerms results(H);
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
+    FindSurvivingTerms(H, ElementKey(psi, i), true, results);
+    survivors += results.count;
+    results.count = 0;
+  }
+  return survivors;
+}
+
+void Report(benchmark::State& state, const CompiledOperator& H, const WaveFunctionType& psi, double result) {
+  using benchmark::Counter;
+  const double survivors = CountSurvivors(H, psi), pairs = double(H.terms) * ElementCount(psi);
+  const auto inverse = Counter::kIsIterationInvariantRate | Counter::kInvert;
+  state.counters["ns_survivor"] = Counter(survivors * 1e-9, inverse);
+  state.counters["ns_pair"] = Counter(pairs * 1e-9, inverse);
+  state.counters["survivors"] = survivors / ElementCount(psi);
+  state.counters["terms"] = H.terms;
+  state.counters["new"] = result;
+}
+
+// Arguments: l of the shell, orbitals in all, determinants of the state.
+void GrowingBasis(benchmark::State& state) {
+  const auto orbitals = static_cast<std::uint32_t>(state.range(1));
+  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
+  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
+  double result = 0;
+  for (auto _ : state) result = ElementCount(OperatorPsi(H, psi));
+  Report(state, CompileOperator(H, nullptr, ElementCount(psi)), psi, result);
+}
+
+void FixedBasis(benchmark::State& state) {
+  const auto orbitals = static_cast<std::uint32_t>(state.range(1));
+  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
+  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
+  WaveFunctionType Hpsi = OperatorPsi(H, psi);
+  for (auto _ : state) OperatorPsiConserveBasisPreAllocated(H, psi, Hpsi);
+  Report(state, CompileOperator(H, nullptr, ElementCount(psi)), psi, ElementCount(Hpsi));
+}
+
+// Which terms survive, without looking up what they give.
+void SurvivorsOnly(benchmark::State& state) {
+  const auto orbitals = static_cast<std::uint32_t>(state.range(1));
+  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
+  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
+  const CompiledOperator compiled = CompileOperator(H, nullptr, ElementCount(psi));
+  for (auto _ : state) benchmark::DoNotOptimize(CountSurvivors(compiled, psi));
+  Report(state, compiled, psi, 0);
+}
+
+void Cases(benchmark::internal::Benchmark* b) {
+  b->Args({2, 10, 250})->Args({3, 14, 3400});  // the shell alone
+  b->Args({2, 24, 400000})
+      ->Args({2, 26, 100000})
+      ->Args({3, 26, 50000})
+      ->Args({3, 64, 40000});  // towards a million determinants
+  b->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(GrowingBasis)->Apply(Cases);
+BENCHMARK(FixedBasis)->Apply(Cases);
+BENCHMARK(SurvivorsOnly)->Apply(Cases);
+
+}  // namespace
+}  // namespace fermix

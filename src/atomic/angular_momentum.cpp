@@ -1,0 +1,80 @@
+#include "atomic/angular_momentum.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace fermix {
+
+namespace {
+
+using Int = std::int64_t;
+using Real = long double;
+
+// Products of binomials of the square root below stay in the range of an 80-bit number up to here.
+constexpr Int MaxSumOfJ = 5000;
+
+constexpr bool QOdd(Int n) { return n % 2 != 0; }
+
+// n over k. Each partial product is an integer, so the result is exact below 2^64.
+Real Binomial(Int n, Int k) {
+  if (k < 0 || k > n) return 0;
+  k = std::min(k, n - k);
+  Real b = 1;
+  for (Int i = 1; i <= k; ++i) b = b * static_cast<Real>(n - k + i) / static_cast<Real>(i);
+  return b;
+}
+
+// One column of the symbol, doubled.
+bool QColumn(Int j, Int m) { return std::abs(m) <= j && !QOdd(j + m); }
+
+}  // namespace
+
+// Racah's sum with its factorials collected into binomials, a, b, c being the excesses of the triangle:
+//
+//     S = sum_k (-1)^k (a over k) (b over j1-m1-k) (c over j2+m2-k),
+//     square of the symbol = S^2 (2 j1 over a) (2 j3 over c)
+//                            / ((J+1) (J over b) prod_i (2 ji over ji-mi)),       J = a + b + c.
+double ThreeJSymbolHalf(int twoJ1, int twoM1, int twoJ2, int twoM2, int twoJ3, int twoM3) {
+  const Int j1 = twoJ1, m1 = twoM1, j2 = twoJ2, m2 = twoM2, j3 = twoJ3, m3 = twoM3;
+  if (m1 + m2 + m3 != 0 || QOdd(j1 + j2 + j3)) return 0;
+  if (!QColumn(j1, m1) || !QColumn(j2, m2) || !QColumn(j3, m3)) return 0;
+  const Int a = (j1 + j2 - j3) / 2, b = (j1 - j2 + j3) / 2, c = (-j1 + j2 + j3) / 2, J = a + b + c;
+  if (std::min({a, b, c}) < 0) return 0;
+  if (J > MaxSumOfJ) return std::numeric_limits<double>::quiet_NaN();
+
+  const Int p = (j1 - m1) / 2, q = (j2 + m2) / 2;
+  Real S = 0;
+  for (Int k = std::max({Int{0}, p - b, q - c}); k <= std::min({a, p, q}); ++k) {
+    const Real term = Binomial(a, k) * Binomial(b, p - k) * Binomial(c, q - k);
+    S += QOdd(k) ? -term : term;
+  }
+  const Real numerator = Binomial(j1, a) * Binomial(j3, c);
+  const Real denominator = static_cast<Real>(J + 1) * Binomial(J, b) * Binomial(j1, p) * Binomial(j2, q) *
+                           Binomial(j3, (j3 - m3) / 2);
+  const Real value = S * std::sqrt(numerator / denominator);
+  return static_cast<double>(QOdd((j1 - j2 - m3) / 2) ? -value : value);
+}
+
+double ThreeJSymbol(int j1, int m1, int j2, int m2, int j3, int m3) {
+  // Doubling must not overflow; a symbol with such a number is 0 or beyond what can be computed anyway.
+  const auto twice = [](int x) { return 2 * std::clamp(x, -1000000000, 1000000000); };
+  return ThreeJSymbolHalf(twice(j1), twice(m1), twice(j2), twice(m2), twice(j3), twice(m3));
+}
+
+double SlaterCoefficientC(int k, int l1, int m1, int l2, int m2) {
+  const Int q = Int{m1} - m2;
+  if (std::abs(q) > k || l1 < 0 || l2 < 0 || std::abs(Int{m1}) > l1) return 0;
+  const double value = std::sqrt((2.0 * l1 + 1) * (2.0 * l2 + 1)) * ThreeJSymbol(l1, 0, k, 0, l2, 0) *
+                       ThreeJSymbol(l1, -m1, k, static_cast<int>(q), l2, m2);
+  return QOdd(m1) ? -value : value;
+}
+
+SlaterCoefficients::SlaterCoefficients(int k, int shell1, int shell2) : l1(shell1), l2(shell2) {
+  c.reserve((2 * l1 + 1) * (2 * l2 + 1));
+  for (int m1 = -l1; m1 <= l1; ++m1)
+    for (int m2 = -l2; m2 <= l2; ++m2) c.push_back(SlaterCoefficientC(k, l1, m1, l2, m2));
+}
+
+}  // namespace fermix

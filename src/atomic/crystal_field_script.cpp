@@ -1,0 +1,120 @@
+#include "atomic/crystal_field_script.h"
+
+#include <cstdlib>
+
+#include "atomic/operator_families_script.h"
+#include "atomic/shell_arguments_script.h"
+#include "core/operator_script.h"
+
+namespace fermix {
+
+namespace {
+
+HarmonicsTerm CheckHarmonicsTerm(lua_State* L, int row, int level) {
+  const int entries = lua_istable(L, row) ? luaL_len(L, row) : 0;
+  if (entries != 3)
+    ScriptError(L, "Error Harmonics Expansion, found %d indices (expected 3 {l,m,val}) at level %d\n",
+                entries, level);
+  HarmonicsTerm term;
+  lua_rawgeti(L, row, 1);
+  lua_check(L, -1, term.l);
+  lua_rawgeti(L, row, 2);
+  lua_check(L, -1, term.m);
+  lua_rawgeti(L, row, 3);
+  lua_check(L, -1, term.value);
+  lua_pop(L, 3);
+  if (std::abs(static_cast<long long>(term.m)) > term.l)
+    ScriptError(L, "Error Harmonics Expansion, |m| (%d) > l (%d) at level %d\n", term.m, term.l, level);
+  return term;
+}
+
+void CheckSingleLength(lua_State* L, std::size_t length) {
+  const int n = static_cast<int>(length), l = (n - 1) / 2;
+  if (n != 2 * l + 1)
+    ScriptError(L, "Error in LuaOperatorNewCF, Lenght of Index (%d) is not equal to 2l+1 (%d)\n", n,
+                2 * l + 1);
+}
+
+// The lengths of the lists of a shell for spin up and down.
+void CheckSpinLengths(lua_State* L, std::size_t lengthUp, std::size_t lengthDn) {
+  const int up = static_cast<int>(lengthUp), dn = static_cast<int>(lengthDn), l = (up - 1) / 2;
+  if (up != dn)
+    ScriptError(L,
+                "Error in LuaOperatorNewCF, Index of spin up and spin down should relate to the same angular "
+                "momentum (%d != %d)\n",
+                up, dn);
+  if (up != 2 * l + 1)
+    ScriptError(L, "Error in LuaOperatorNewCF, Lenght of Index (%d + %d) is not equal to 4l+2 (%d)\n", up, dn,
+                4 * l + 2);
+}
+
+// The lists of a shell for j = l - 1/2 and j = l + 1/2 are checked, then refused.
+[[noreturn]] void RefuseJJz(lua_State* L, std::size_t lengthMin, std::size_t lengthPlus) {
+  const int jmin = static_cast<int>(lengthMin), jplus = static_cast<int>(lengthPlus), l = jmin / 2;
+  if (jmin + 2 != jplus)
+    ScriptError(
+        L,
+        "Error in LuaOperatorNewCF, Index of jmin and jmax should relate to the same angular momentum "
+        "(%d+2 != %d)\n",
+        jmin, jplus);
+  if (jmin != 2 * l)
+    ScriptError(L, "Error in LuaOperatorNewCF, Lenght of Index (%d + %d) is not equal to 4l+2 (%d)\n", jmin,
+                jplus, 4 * l + 2);
+  ScriptError(L, "Error in LuaOperatorNewCF, the jjz basis is not yet implemented\n");
+}
+
+// The index lists, in the order of the arguments after NF, as pairs that the field connects:
+//   list                           one set of orbitals without spin
+//   up, dn                         a shell
+//   bra up, bra dn, ket up, ket dn a transition from the ket to the bra shell
+// options is the index of the option list or 0.
+std::vector<OrbitalPair> CheckPairs(lua_State* L, std::uint32_t NF, int lists, int options) {
+  std::vector<std::vector<int>> given;
+  for (int i = 0; i < lists; ++i) given.push_back(CheckIndices(L, 2 + i));
+  std::vector<IndexList> list;
+  for (int i = 0; i < lists; ++i)
+    list.push_back(CheckRange(L, given[i], NF, i % 2 == 0 ? "Index up" : "Index dn"));
+
+  if (lists == 1) {
+    if (CheckBasis(L, options, SphericalHarmonicsY) == JJz)
+      ScriptError(L, "Error in LuaOperatorNewCF, the jjz basis is not yet implemented\n");
+    CheckSingleLength(L, list[0].size());
+    return {{list[0], list[0]}};
+  }
+  const int basis = CheckBasis(L, options, BasisOfLists(list[0].size(), list[1].size()));
+  for (int i = 0; i < lists; i += 2) {
+    if (basis == JJz) RefuseJJz(L, list[i].size(), list[i + 1].size());
+    CheckSpinLengths(L, list[i].size(), list[i + 1].size());
+  }
+  if (lists == 2) return {{list[0], list[0]}, {list[1], list[1]}};
+  return {{list[0], list[2]}, {list[1], list[3]}};
+}
+
+}  // namespace
+
+HarmonicsExpansion luaL_checkarray_HarmonicsExpansion(lua_State* L, int index) {
+  luaL_checktype(L, index, LUA_TTABLE);
+  luaL_checkstack(L, 4, "table too deep");
+  HarmonicsExpansion expansion;
+  const int length = luaL_len(L, index);
+  for (int level = 1; level <= length; ++level) {
+    lua_rawgeti(L, index, level);
+    expansion.push_back(CheckHarmonicsTerm(L, lua_gettop(L), level));
+    lua_pop(L, 1);
+  }
+  return expansion;
+}
+
+// NF, one, two or four index lists, and the expansion; arguments are counted without a trailing option list.
+// An empty last table is an option list, so that an expansion without terms needs one behind it.
+int LuaOperatorNewCF(lua_State* L) {
+  const std::uint32_t NF =
+      CheckFermionCount(L, "Crystal-field operator acting on zero fermions is not defined");
+  const int n = CountWithoutOptions(L);
+  if (n != 3 && n != 4 && n != 6)
+    ScriptError(L, "Error in LuaOperatorNewCF, called with %d arguments, 3,4 or 6 expected\n", n);
+  const auto pairs = CheckPairs(L, NF, n - 2, lua_gettop(L) > n ? n + 1 : 0);
+  return lua_push(L, CreateOperatorCF(NF, pairs, luaL_checkarray_HarmonicsExpansion(L, n)));
+}
+
+}  // namespace fermix

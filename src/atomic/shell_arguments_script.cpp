@@ -1,0 +1,106 @@
+#include "atomic/shell_arguments_script.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <string_view>
+
+#include "core/determinant.h"
+
+namespace fermix {
+
+std::uint32_t CheckFermionCount(lua_State* L) {
+  constexpr std::uint32_t MostOrbitals = IndexMask + 1;
+  std::uint32_t NF;
+  lua_check(L, 1, NF);
+  if (NF > MostOrbitals)
+    ScriptError(
+        L, "ERROR: LuaNewOperator called with to many particles in he one particle basis NF= %d, NB=%d\n",
+        static_cast<int>(std::min<std::uint32_t>(NF, INT32_MAX)), 0);
+  return NF;
+}
+
+std::uint32_t CheckFermionCount(lua_State* L, const char* zeroText) {
+  const std::uint32_t NF = CheckFermionCount(L);
+  if (NF == 0) luaL_error(L, "%s", zeroText);
+  return NF;
+}
+
+int CheckIndex(lua_State* L, int index) {
+  const double x = std::nearbyint(luaL_checknumber(L, index));
+  return x >= 0 && x <= INT32_MAX ? static_cast<int>(x) : -1;
+}
+
+std::vector<int> CheckIndices(lua_State* L, int index) {
+  luaL_checktype(L, index, LUA_TTABLE);
+  luaL_checkstack(L, 3, "table too deep");
+  std::vector<int> indices;
+  const int length = luaL_len(L, index);
+  for (int i = 1; i <= length; ++i) {
+    lua_rawgeti(L, index, i);
+    indices.push_back(CheckIndex(L, -1));
+    lua_pop(L, 1);
+  }
+  return indices;
+}
+
+bool QInRange(const std::vector<int>& indices, std::uint32_t NFermion) {
+  return std::all_of(indices.begin(), indices.end(),
+                     [&](int i) { return i >= 0 && static_cast<std::uint32_t>(i) < NFermion; });
+}
+
+IndexList CheckRange(lua_State* L, const std::vector<int>& indices, std::uint32_t NFermion,
+                     const char* what) {
+  if (!QInRange(indices, NFermion))
+    ScriptError(L, "%s contains a refference outside the range [0,%d]", what, static_cast<int>(NFermion) - 1);
+  IndexList list;
+  std::transform(indices.begin(), indices.end(), std::back_inserter(list),
+                 [](int i) { return static_cast<std::uint16_t>(i); });
+  return list;
+}
+
+int CountWithoutOptions(lua_State* L) {
+  const int n = lua_gettop(L);
+  return n > 0 && LuaTestOptionsList(L, n) ? n - 1 : n;
+}
+
+int CheckBasis(lua_State* L, int index, int otherwise) {
+  static constexpr struct {
+    std::string_view name;
+    int basis;
+  } names[] = {{"SphericalHarmonicsY", SphericalHarmonicsY},
+               {"SphericalHarmonics", SphericalHarmonicsY},
+               {"BasisY", SphericalHarmonicsY},
+               {"Y", SphericalHarmonicsY},
+               {"TesseralHarmonicsZ", TesseralHarmonicsZ},
+               {"TesseralHarmonics", TesseralHarmonicsZ},
+               {"BasisZ", TesseralHarmonicsZ},
+               {"Z", TesseralHarmonicsZ},
+               {"KubicHarmonicsK", KubicHarmonicsK},
+               {"KubicHarmonics", KubicHarmonicsK},
+               {"BasisK", KubicHarmonicsK},
+               {"K", KubicHarmonicsK},
+               {"CubicHarmonicsK", KubicHarmonicsK},
+               {"CubicHarmonics", KubicHarmonicsK},
+               {"PyramidalHarmonicsP", PyramidalHarmonicsP},
+               {"PyramidalHarmonics", PyramidalHarmonicsP},
+               {"BasisP", PyramidalHarmonicsP},
+               {"P", PyramidalHarmonicsP},
+               {"jjz", JJz},
+               {"Basisjjz", JJz},
+               {"Basisj", JJz},
+               {"j", JJz}};
+  if (index == 0) return otherwise;
+  const std::string NotGiven(1, '\0');
+  std::string basis = NotGiven;
+  LuaCheckOptions(L, index, {Option("basis", &basis)});
+  if (basis == NotGiven) return otherwise;
+  for (const auto& row : names)
+    if (row.name == basis) return row.basis;
+  ScriptError(L,
+              "Unrecognized value for basis %s, use SphericalHarmonicsY, TesseralHarmonicsZ, "
+              "KubicHarmonicsK, PyramidalHarmonicsP, or jjz\n",
+              basis.c_str());
+}
+
+}  // namespace fermix

@@ -1,0 +1,68 @@
+#include "core/operator_arithmetic_script.h"
+
+#include <cfloat>
+
+#include "core/operator_algebra.h"
+#include "core/operator_script.h"
+#include "core/space_script.h"
+
+namespace fermix {
+
+namespace {
+
+// a + sign b, where a number stands for its multiple of the identity.
+int PushSum(lua_State* L, double sign) {
+  if (luaL_isType<Complex16>(L, 1)) {
+    Complex16 z;
+    lua_check(L, 1, z);
+    OperatorType result = *CheckRecord<OperatorType>(L, 2);
+    if (sign < 0) OperatorScale(result, -1);
+    OperatorAddConstant(result, z);
+    return lua_push(L, std::move(result));
+  }
+  const OperatorType& A = *CheckRecord<OperatorType>(L, 1);
+  if (luaL_isType<Complex16>(L, 2)) {
+    Complex16 z;
+    lua_check(L, 2, z);
+    OperatorType result = A;
+    OperatorAddConstant(result, sign * z);
+    return lua_push(L, std::move(result));
+  }
+  const OperatorType& B = *CheckRecord<OperatorType>(L, 2);
+  CheckSameSpace(L, A.layout, B.layout,
+                 sign > 0 ? "Adding two operators with" : "Subtracting two operators with");
+  OperatorType result = A;
+  OperatorAdd(result, B, sign);
+  return lua_push(L, std::move(result));
+}
+
+}  // namespace
+
+int LuaOperatorAdd(lua_State* L) { return PushSum(L, 1); }
+int LuaOperatorSub(lua_State* L) { return PushSum(L, -1); }
+
+int LuaOperatorDiv(lua_State* L) {
+  if (luaL_isType<Complex16>(L, 1)) return luaL_error(L, "Error, number devided by an operator\n");
+  if (lua_istable(L, 1)) return luaL_error(L, "Error, table devided by an operator\n");
+  if (!TestRecord<OperatorType>(L, 1) || !luaL_isType<Complex16>(L, 2))
+    return luaL_error(L, "Error, operator devided by an object of unrecognized type\n");
+  Complex16 z;
+  lua_check(L, 2, z);
+  OperatorType result = *CheckRecord<OperatorType>(L, 1);
+  OperatorScale(result, z.im == 0 ? Complex16(1 / z.re) : Complex16(1) / z);
+  return lua_push(L, std::move(result));
+}
+
+int LuaOperatorUnm(lua_State* L) {
+  OperatorType result = *CheckRecord<OperatorType>(L, 1);
+  OperatorScale(result, -1);
+  return lua_push(L, std::move(result));
+}
+
+int LuaOperatorEq(lua_State* L) {
+  const OperatorType &A = *CheckRecord<OperatorType>(L, 1), &B = *CheckRecord<OperatorType>(L, 2);
+  lua_pushboolean(L, A.layout == B.layout && QOperatorEqual(A, B, DBL_MIN));
+  return 1;
+}
+
+}  // namespace fermix

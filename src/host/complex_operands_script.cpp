@@ -1,0 +1,55 @@
+#include "host/complex_operands_script.h"
+
+#include "core/operator_algebra.h"
+#include "core/operator_script.h"
+#include "core/wave_function_script.h"
+#include "spectra/spectrum_script.h"
+
+namespace fermix {
+
+namespace {
+
+using enum ArithmeticOp;
+
+void PushWithOperator(lua_State* L, ArithmeticOp op, Complex16 z, const OperatorType& O) {
+  if (op == Div || op == Pow) ScriptError(L, "Error: complex number %s operator\n", Word(op));
+  OperatorType result = O;
+  if (op == Mul) OperatorScale(result, z);
+  if (op == Sub) OperatorScale(result, -1);
+  if (op != Mul) OperatorAddConstant(result, z);
+  lua_push(L, std::move(result));
+}
+
+void PushWithState(lua_State* L, ArithmeticOp op, Complex16 z, const WaveFunctionType& psi) {
+  if (op != Mul) ScriptError(L, "Error: complex number %s wavefunction\n", Word(op));
+  WaveFunctionType result = WaveFunctionCopy(psi);
+  WaveFunctionMultiply(result, z.re, z.im);
+  lua_push(L, std::move(result));
+}
+
+// The arithmetic of spectra knows numbers on its left.
+void PushWithSpectra(lua_State* L, ArithmeticOp op, Complex16 z, int index) {
+  constexpr lua_CFunction function[] = {Entry<LuaSpectraAdd>, Entry<LuaSpectraSub>, Entry<LuaSpectraMul>,
+                                        Entry<LuaSpectraDiv>, Entry<LuaSpectraPow>};
+  lua_pushcfunction(L, function[static_cast<int>(op)]);
+  lua_pushcomplex(L, z);
+  lua_pushvalue(L, index);
+  lua_call(L, 2, 1);
+}
+
+}  // namespace
+
+void PushComplexOpRecord(lua_State* L, ArithmeticOp op, Complex16 z, int index) {
+  index = lua_absindex(L, index);
+  if (const auto* O = TestRecord<OperatorType>(L, index)) {
+    PushWithOperator(L, op, z, *O);
+  } else if (const auto* psi = TestRecord<WaveFunctionType>(L, index)) {
+    PushWithState(L, op, z, *psi);
+  } else if (TestRecord<SpectraTypeArray>(L, index)) {
+    PushWithSpectra(L, op, z, index);
+  } else {
+    ScriptError(L, "Error: complex number %s unrecognized userdata\n", Word(op));
+  }
+}
+
+}  // namespace fermix

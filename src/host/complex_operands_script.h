@@ -1,0 +1,19 @@
+// What stands right of a complex number and is a record: operators, states and spectra.
+#pragma once
+
+#include "host/script.h"
+
+namespace fermix {
+
+enum class ArithmeticOp { Add, Sub, Mul, Div, Pow };
+
+// How messages call the operation.
+inline constexpr const char* ArithmeticWord[] = {"plus", "minus", "multiplied with", "divided by",
+                                                 "to the power"};
+inline const char* Word(ArithmeticOp op) { return ArithmeticWord[static_cast<int>(op)]; }
+
+// Pushes z op record for the userdata at index. Raises "Error: complex number plus wavefunction\n" and the
+// like for what has no meaning.
+void PushComplexOpRecord(lua_State* L, ArithmeticOp op, Complex16 z, int index);
+
+}  // namespace fermix

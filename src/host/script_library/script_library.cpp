@@ -1,0 +1,91 @@
+#include "host/script_library/script_library.h"
+
+#include "atomic/angular_momentum_script.h"
+#include "core/expectation_script.h"
+#include "core/operator_script.h"
+#include "core/wave_function_script.h"
+#include "host/math_script.h"
+#include "host/script_library/generic_script.h"
+#include "host/timing_script.h"
+#include "solvers/eigensystem_script.h"
+#include "spectra/create_spectra_script.h"
+#include "spectra/spectrum_script.h"
+
+namespace fermix {
+
+namespace {
+
+int LuaWarning(lua_State* L) {
+  luaL_warning(L, "%s", luaL_checkstring(L, 1));
+  return 0;
+}
+
+void RegisterOb(lua_State* L) {
+  constexpr luaL_Reg functions[] = {{"ReadWavefunction", Entry<LuaReadWavefunction>},
+                                    {"readwavefunction", Entry<LuaReadWavefunction>},
+                                    {nullptr, nullptr}};
+  RegisterTable(L, "Ob", functions);
+}
+
+// Types and tables of functions.
+constexpr void (*types[])(lua_State*) = {RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType,
+                                         RegisterOb};
+
+// Global functions, grouped by what they work on.
+constexpr luaL_Reg functions[] = {
+    {"warning", Entry<LuaWarning>},
+    // any value
+    {"Copy", Entry<LuaCopy>},
+    {"Clone", Entry<LuaCopy>},
+    {"Chop", Entry<LuaChop>},
+    {"Conjugate", Entry<LuaConjugate>},
+    {"Transpose", Entry<LuaTranspose>},
+    {"ConjugateTranspose", Entry<LuaConjugateTranspose>},
+    {"Rotate", Entry<LuaRotate>},
+    // output and timers
+    {"Verbosity", Entry<LuaVerbosity>},
+    {"TimeStart", Entry<LuaTimeStart>},
+    {"TimeEnd", Entry<LuaTimeEnd>},
+    {"TimeSet", Entry<LuaTimeSet>},
+    {"TimePrint", Entry<LuaTimePrint>},
+    // operators
+    {"NewOperator", Entry<LuaNewOperator>},
+    {"OperatorExp", Entry<LuaOperatorExp>},
+    {"OperatorSetOnsiteEnergy", Entry<LuaOperatorSetOnsiteEnergy>},
+    {"OperatorSetTrace", Entry<LuaOperatorSetOnsiteEnergy>},
+    {"PartialOperator", Entry<LuaPartialOperator>},
+    // wave functions
+    {"NewWavefunction", Entry<LuaNewWavefunction>},
+    {"DeterminantString", Entry<LuaDeterminantString>},
+    {"Expand", Entry<LuaExpand>},
+    {"ExpandToBasis", Entry<LuaExpandToBasis>},
+    {"Orthonormalize", Entry<LuaOrthonormalize>},
+    {"TensorProduct", Entry<LuaTensorProduct>},
+    // expectation values
+    {"Braket", Entry<LuaBraket>},
+    {"BraketDiagonal", Entry<LuaBraketDiagonal>},
+    {"PrintExpectationValues", Entry<LuaPrintExpectationValues>},
+    // solvers and spectra
+    {"Eigensystem", Entry<LuaEigensystem>},
+    {"CreateSpectra", Entry<LuaCreateSpectra>},
+};
+
+// Goes into the table math, whose entries all become globals.
+constexpr luaL_Reg mathFunctions[] = {{"ThreeJ", Entry<LuaThreeJSymbol>},
+                                      {"ThreeJSymbol", Entry<LuaThreeJSymbol>},
+                                      {"SlaterCoefficientC", Entry<LuaSlaterCoefficientC>},
+                                      {nullptr, nullptr}};
+
+}  // namespace
+
+void luaopen_ssp(lua_State* L) {
+  for (const auto registerType : types) registerType(L);
+  for (const luaL_Reg& function : functions) {
+    lua_pushcfunction(L, function.func);
+    lua_setglobal(L, function.name);
+  }
+  RegisterMath(L, mathFunctions);
+  SetMathGlobals(L);
+}
+
+}  // namespace fermix

@@ -1,0 +1,124 @@
+#include "atomic/shell_operators.h"
+
+#include "atomic/sector.h"
+
+namespace fermix::test {
+namespace {
+
+constexpr double Tolerance = 1e-12;
+
+using Family = OperatorType (*)(VectorComponent, std::uint32_t, const ShellIndices&);
+constexpr struct {
+  const char* name;
+  Family create;
+} families[] = {{"S", CreateOperatorS}, {"L", CreateOperatorL}, {"J", CreateOperatorJ}};
+
+constexpr VectorComponent components[] = {VectorComponent::x,    VectorComponent::y,   VectorComponent::z,
+                                          VectorComponent::plus, VectorComponent::min, VectorComponent::sqr};
+
+// The six components on l^n.
+struct Components {
+  std::size_t n;
+  Dense x, y, z, plus, min, sqr;
+
+  Components(Family create, int l, const Sector& sector) : n(sector.size()) {
+    Dense* const all[] = {&x, &y, &z, &plus, &min, &sqr};
+    const auto NF = static_cast<std::uint32_t>(4 * l + 2);
+    for (int i = 0; i < 6; ++i) *all[i] = Matrix(create(components[i], NF, Shell(l)), sector);
+  }
+};
+
+TEST(AngularMomentum, CommutatorsAndSquares) {
+  const Amplitude i(0, 1);
+  for (const auto& family : families)
+    for (int l = 0; l <= 3; ++l)
+      for (int electrons = 1; electrons <= 2; ++electrons) {
+        SCOPED_TRACE(testing::Message() << family.name << ", l = " << l << ", " << electrons << " electrons");
+        const Components V(family.create, l, Sector({4 * l + 2}, {electrons}));
+        EXPECT_LT(Distance(Commutator(V.x, V.y, V.n), Scaled(V.z, i)), Tolerance);
+        EXPECT_LT(Distance(Commutator(V.y, V.z, V.n), Scaled(V.x, i)), Tolerance);
+        EXPECT_LT(Distance(Commutator(V.z, V.x, V.n), Scaled(V.y, i)), Tolerance);
+        EXPECT_LT(Distance(V.plus, Sum(V.x, V.y, i)), Tolerance);
+        EXPECT_LT(Distance(V.min, Adjoint(V.plus, V.n)), Tolerance);
+        const Dense squares =
+            Sum(Sum(Multiply(V.x, V.x, V.n), Multiply(V.y, V.y, V.n)), Multiply(V.z, V.z, V.n));
+        EXPECT_LT(Distance(V.sqr, squares), Tolerance);
+      }
+}
+
+// Products keep all their parts: a full shell and all counts between, p shell.
+TEST(AngularMomentum, SquaresHoldForAnyNumberOfElectrons) {
+  for (const auto& family : families)
+    for (int electrons = 0; electrons <= 6; ++electrons) {
+      const Components V(family.create, 1, Sector({6}, {electrons}));
+      const Dense squares =
+          Sum(Sum(Multiply(V.x, V.x, V.n), Multiply(V.y, V.y, V.n)), Multiply(V.z, V.z, V.n));
+      EXPECT_LT(Distance(V.sqr, squares), Tolerance) << family.name << electrons;
+    }
+}
+
+TEST(AngularMomentum, OneElectronHasItsQuantumNumbers) {
+  for (int l = 0; l <= 3; ++l) {
+    const Sector sector({4 * l + 2}, {1});
+    const int all = 4 * l + 2;
+    ExpectLevels(Eigenvalues(Components(CreateOperatorS, l, sector).sqr, sector.size()), {{0.75, all}},
+                 Tolerance);
+    ExpectLevels(Eigenvalues(Components(CreateOperatorL, l, sector).sqr, sector.size()),
+                 {{l * (l + 1.0), all}}, Tolerance);
+    ExpectLevels(Eigenvalues(Components(CreateOperatorJ, l, sector).sqr, sector.size()),
+                 {{(l - 0.5) * (l + 0.5), 2 * l}, {(l + 0.5) * (l + 1.5), 2 * l + 2}}, Tolerance);
+  }
+}
+
+TEST(AngularMomentum, TermsOfTwoDElectrons) {
+  const Sector sector({10}, {2});  // 1S 1D 1G 3P 3F
+  ExpectLevels(Eigenvalues(Components(CreateOperatorS, 2, sector).sqr, sector.size()), {{0, 15}, {2, 30}},
+               Tolerance);
+  ExpectLevels(Eigenvalues(Components(CreateOperatorL, 2, sector).sqr, sector.size()),
+               {{0, 1}, {6, 5}, {20, 9}, {2, 9}, {12, 21}}, Tolerance);
+}
+
+TEST(SpinOrbitCoupling, IsHalfOfTheSquaresOfOneElectron) {
+  for (int l = 0; l <= 3; ++l) {
+    const Sector sector({4 * l + 2}, {1});
+    const Dense ldots = Matrix(CreateOperatorldots(static_cast<std::uint32_t>(4 * l + 2), Shell(l)), sector);
+    const Dense s = Components(CreateOperatorS, l, sector).sqr,
+                o = Components(CreateOperatorL, l, sector).sqr,
+                j = Components(CreateOperatorJ, l, sector).sqr;
+    EXPECT_LT(Distance(Scaled(ldots, 2), Sum(Sum(j, s, -1), o, -1)), Tolerance) << l;
+  }
+}
+
+TEST(SpinOrbitCoupling, ConservesJOnly) {
+  const Sector sector({10}, {3});
+  const std::size_t n = sector.size();
+  const Dense ldots = Matrix(CreateOperatorldots(10, Shell(2)), sector);
+  const auto commutator = [&](const OperatorType& O) {
+    return Largest(Commutator(ldots, Matrix(O, sector), n));
+  };
+  for (auto c : {VectorComponent::x, VectorComponent::y, VectorComponent::z, VectorComponent::sqr})
+    EXPECT_LT(commutator(CreateOperatorJ(c, 10, Shell(2))), Tolerance);
+  EXPECT_GT(commutator(CreateOperatorS(VectorComponent::sqr, 10, Shell(2))), 0.1);
+  EXPECT_GT(commutator(CreateOperatorL(VectorComponent::sqr, 10, Shell(2))), 0.1);
+}
+
+TEST(ShellOperators, NamesAndStoredTerms) {
+  const OperatorType Sz = CreateOperatorS(VectorComponent::z, 2, {{{1}, {0}}});
+  EXPECT_EQ(Sz.Name, "Sz");
+  ASSERT_EQ(TermCount(Sz.l[2]), 2u);
+  const Key upOnly = ToKey({2}, 2);
+  for (std::uint32_t t = 0; t < 2; ++t) {
+    Key key = upOnly;
+    const double expected = LadderOrbital(Sz.l[2].o[2 * t]) == 1 ? 0.5 : 0;
+    EXPECT_EQ(TermValue(Sz.l[2], t).re * OperatorLader(key.data(), &Sz.l[2].o[2 * t], 2, 2), expected);
+  }
+  const char* names[] = {"Lx", "Ly", "Lz", "L^+", "L^-", "L^2"};
+  for (int c = 0; c < 6; ++c) EXPECT_EQ(CreateOperatorL(components[c], 6, Shell(1)).Name, names[c]);
+  EXPECT_EQ(CreateOperatorldots(6, Shell(1)).Name, "l.s");
+  EXPECT_EQ(TermCount(CreateOperatorS(VectorComponent::x, 10, Shell(2)).l[2]), 10u);
+  EXPECT_EQ(QComplex(CreateOperatorS(VectorComponent::y, 10, Shell(2))), 1u);
+  EXPECT_EQ(QComplex(CreateOperatorJ(VectorComponent::sqr, 10, Shell(2))), 0u);
+}
+
+}  // namespace
+}  // namespace fermix::test

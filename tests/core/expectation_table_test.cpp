@@ -1,0 +1,106 @@
+// The table of expectation values, to the character, and its standard deviations against known ones.
+#include "core/expectation_table.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "core/operator_algebra.h"
+
+namespace fermix {
+namespace {
+
+WaveFunctionType State(Complex16 first, Complex16 second) {
+  WaveFunctionType psi({2, 0}, true);
+  ComplexWaveFunctionAddElement(psi, StringToDet(2, 0, "10").data(), first);
+  ComplexWaveFunctionAddElement(psi, StringToDet(2, 0, "01").data(), second);
+  return psi;
+}
+
+// e n_0 + t a+_1 a_0 + u a+_0 a_1
+OperatorType Hopping(const char* name, double e, Complex16 t, Complex16 u) {
+  OperatorType O = InitOperator(2, 0);
+  O.Name = name;
+  OperatorAddLaderNormalOrder(O, {Annihilate(0), Create(0)}, e);
+  OperatorAddLaderNormalOrder(O, {Annihilate(0), Create(1)}, t);
+  OperatorAddLaderNormalOrder(O, {Annihilate(1), Create(0)}, u);
+  return O;
+}
+
+const OperatorType number = Hopping("n", 1, 0, 0), hop = Hopping("long hopping", 0, 1, 1),
+                   energy = Hopping("H", -3, 0, 0), raise = Hopping("up", 0, 1, 0);
+const WaveFunctionType right = State(0, 1), left = State(1, 0),
+                       both = State(std::sqrt(0.5), {0, std::sqrt(0.5)});
+
+TEST(ExpectationValues, ColumnsStandSideBySide) {
+  const ExpectationValues table({&right, &left}, {&number, &hop}, nullptr,
+                                {{"m", {Complex16(1.5), std::string("a longer text")}}}, {});
+  EXPECT_EQ(table.printHeader(8), "#       n       long ho m       \n");
+  EXPECT_EQ(table.printLine(0, 8), " 1       0       0       1.5    \n");
+  EXPECT_EQ(table.printLine(1, 8), " 2       1       0      a longe \n");
+  EXPECT_EQ(table.printHeader(14), "#             n             long hopping  m             \n");
+}
+
+TEST(ExpectationValues, ComplexValuesTakeTwoColumns) {
+  const ExpectationValues table({&left, &both}, {&raise, &number}, nullptr, {}, {});
+  EXPECT_EQ(table.printHeader(8), "#       up              n       \n");
+  EXPECT_EQ(table.printLine(0, 8), " 1       0      +0I      1      \n");
+  EXPECT_EQ(table.printLine(1, 8), " 2       0      -0.5I    0.5    \n");  // conj(i) / 2
+}
+
+TEST(ExpectationValues, LinesFollowTheEnergyIfAsked) {
+  ExpectationSettings settings;
+  EXPECT_EQ(ExpectationValues({&right, &left, &both}, {}, &energy, {}, settings).printLine(0, 8),
+            " 1       0      \n");
+  settings.sortByEnergy = true;
+  const ExpectationValues sorted({&right, &left, &both}, {&number}, &energy, {}, settings);
+  EXPECT_EQ(sorted.printHeader(8), "#       H       n       \n");
+  EXPECT_EQ(sorted.printLine(0, 8), " 2      -3       1      \n");
+  EXPECT_EQ(sorted.printLine(1, 8), " 3      -1.5     0.5    \n");
+  EXPECT_EQ(sorted.printLine(2, 8), " 1       0       0      \n");
+}
+
+TEST(ExpectationValues, DeviationsStandBesideTheirValues) {
+  ExpectationSettings settings;
+  settings.printSigma = true;
+  const ExpectationValues table({&left, &both}, {&number}, nullptr, {}, settings);
+  EXPECT_EQ(table.printHeader(8), "#       n       std-    \n                -dev    \n");
+  EXPECT_EQ(table.printLine(0, 8), " 1       1       0      \n");
+  EXPECT_EQ(table.printLine(1, 8), " 2       0.5     0.5    \n");
+}
+
+// Poisson-like: <n> = p, sigma = sqrt(p (1 - p)); an eigenstate of a large value has none, whatever rounding
+// makes of <O^2> - <O>^2.
+TEST(ExpectationValues, StandardDeviation) {
+  for (const double p : {0.0, 0.1, 0.5, 1.0}) {
+    const WaveFunctionType psi = State(std::sqrt(p), {0, std::sqrt(1 - p)});
+    EXPECT_NEAR(StandardDeviation(number, psi, p), std::sqrt(p * (1 - p)), 1e-15);
+  }
+  OperatorType big = hop;
+  OperatorAddConstant(big, 1e6);
+  const WaveFunctionType bonding = State(std::sqrt(0.5), std::sqrt(0.5));
+  EXPECT_NEAR(StandardDeviation(big, bonding, 1e6 + 1), 0, 1e-9);
+  // Not normalised: the formula as it stands, <O^2> - <O>^2 = 4 - 4^2 < 0 shows as 0, 0.25 - 0.25^2 does not.
+  EXPECT_EQ(StandardDeviation(number, State(2, 0), 4), 0);
+  EXPECT_NEAR(StandardDeviation(number, State(0.5, 0), 0.25), std::sqrt(0.1875), 1e-15);
+}
+
+TEST(ExpectationValues, SmallValuesPrintAsZeroAndHeadersRepeat) {
+  const WaveFunctionType tilted = State(1, 1e-3);
+  ExpectationSettings settings;
+  settings.zero = 1e-2;
+  const ExpectationValues table({&tilted, &left, &right, &left}, {&hop}, nullptr, {}, settings);
+  EXPECT_EQ(table.printLine(0, 8), " 1       0      \n");
+  const std::string header = table.printHeader(8);
+  for (const int every : {0, 1, 3, -2}) {
+    testing::internal::CaptureStdout();
+    table.print(8, every);
+    std::string expected;
+    for (int n = 0; n < 4; ++n)
+      expected += (n == 0 || (every > 0 && n % every == 0) ? header : "") + table.printLine(n, 8);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+  }
+}
+
+}  // namespace
+}  // namespace fermix

@@ -1,0 +1,223 @@
+// The harness of program.h, and the program in script mode: start-up, arguments, exit statuses.
+#include "host/program.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <fstream>
+#include <sstream>
+
+namespace fermix {
+
+Program::Program(std::vector<std::string> arguments) {
+  std::array<std::array<int, 2>, 3> pipes{};
+  for (auto& p : pipes)
+    if (pipe2(p.data(), O_CLOEXEC)) throw std::runtime_error("no pipe");
+  arguments.insert(arguments.begin(), FERMIX_PROGRAM);
+  std::vector<char*> argv;
+  for (std::string& a : arguments) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  pid_ = fork();
+  if (pid_ == 0) {
+    dup2(pipes[0][0], 0);
+    dup2(pipes[1][1], 1);
+    dup2(pipes[2][1], 2);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  close(pipes[0][0]);
+  close(pipes[1][1]);
+  close(pipes[2][1]);
+  in_ = pipes[0][1], out_ = pipes[1][0], err_ = pipes[2][0];
+}
+
+Program::~Program() {
+  for (int fd : {in_, out_, err_})
+    if (fd >= 0) close(fd);
+  if (pid_ > 0) {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+}
+
+void Program::Write(const std::string& text) {
+  signal(SIGPIPE, SIG_IGN);  // a program that has ended reads nothing
+  for (std::size_t done = 0; done < text.size();) {
+    const ssize_t n = write(in_, text.data() + done, text.size() - done);
+    if (n <= 0) return;
+    done += n;
+  }
+}
+
+bool Program::ReadSome(int timeoutMilliseconds) {
+  std::array<pollfd, 2> fds{{{out_, POLLIN, 0}, {err_, POLLIN, 0}}};
+  if (poll(fds.data(), fds.size(), timeoutMilliseconds) <= 0) return false;
+  const auto read_into = [](int& fd, std::string& text) {
+    char buffer[4096];
+    const ssize_t n = read(fd, buffer, sizeof buffer);
+    if (n > 0) {
+      text.append(buffer, n);
+    } else {
+      close(fd);
+      fd = -1;  // ignored by poll
+    }
+  };
+  if (fds[0].revents) read_into(out_, outText_);
+  if (fds[1].revents) read_into(err_, errText_);
+  return true;
+}
+
+bool Program::WaitFor(const std::string& text) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (std::chrono::steady_clock::now() < end) {
+    const std::size_t found = outText_.find(text, searched_);
+    if (found != std::string::npos) return searched_ = found + text.size(), true;
+    ReadSome(100);
+  }
+  return false;
+}
+
+void Program::Interrupt() { kill(pid_, SIGINT); }
+
+ProgramResult Program::Finish() {
+  close(in_);
+  in_ = -1;
+  while ((out_ >= 0 || err_ >= 0) && ReadSome(60000)) {
+  }
+  int status = 0;
+  waitpid(pid_, &status, 0);
+  pid_ = -1;
+  // The banner ends with the first empty line.
+  const std::size_t banner = outText_.find("\n\n");
+  if (banner != std::string::npos) outText_.erase(0, banner + 2);
+  return {outText_, errText_, WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
+}
+
+std::string TemporaryScript(const std::string& source) {
+  static int count = 0;
+  const std::string path =
+      testing::TempDir() + "fermix_" + std::to_string(getpid()) + "_" + std::to_string(count++) + ".lua";
+  std::ofstream(path) << source;
+  return path;
+}
+
+namespace {
+
+TEST(Program, PrintsTheBannerFirst) {
+  std::ostringstream text;
+  {
+    Program program({TemporaryScript("")});
+    ASSERT_TRUE(program.WaitFor("Smallest deviation from 1: 2.220446E-16 \n\n"));
+  }
+  Program program({TemporaryScript("")});
+  for (const char* line :
+       {"=============================================================\n",
+        "====    Beta version, be critical and report errors!!!   ====\n",
+        "====    Version 0.8 beta                                 ====\n", "====            compiled at: ",
+        "Program executed on: ", "Running on host    : ", "number of available processors              : 0\n",
+        "maximum number of threads in parallel region: 0\n", "Smallest positive float  : 2.225074E-308 \n"})
+    EXPECT_TRUE(program.WaitFor(line)) << line;
+}
+
+TEST(Program, FramesTheBannerInLinesOf61Characters) {
+  const std::string path = TemporaryScript("") + ".txt";
+  ASSERT_EQ(std::system((std::string(FERMIX_PROGRAM) + " " + TemporaryScript("") + " > " + path).c_str()), 0);
+  std::ifstream file(path);
+  int framed = 0;
+  for (std::string line; std::getline(file, line);) {
+    if (line.rfind("====", 0) != 0) continue;
+    ++framed;
+    EXPECT_EQ(line.size(), 61u) << line;
+    EXPECT_EQ(line.substr(57), "====");
+  }
+  EXPECT_GE(framed, 10);
+}
+
+TEST(Program, HandsArgumentsToTheScript) {
+  const std::string script = "print(args and #args, args and args[1], args and args[2], arg, ...)";
+  EXPECT_EQ(RunScriptText(script).out, "nil\tnil\tnil\tnil\n");
+  EXPECT_EQ(RunScriptText(script, {"a b"}).out, "1\ta b\tnil\tnil\n");
+  EXPECT_EQ(RunScriptText(script, {"-x", ""}).out, "2\t-x\t\tnil\n");
+}
+
+TEST(Program, TellsTheEndOfAScriptByItsStatus) {
+  const struct {
+    const char* script;
+    int status;
+    const char *out, *err;
+  } cases[] = {
+      {"print(1)", 0, "1\n", ""},
+      {"print(1) error('x', 0)", 1, "1\n", "Error while executing the script:\nx\n\n"},
+      {"error(42, 0)", 1, "", "Error while executing the script:\n42\n\n"},
+      {"error()", 1, "", "Error while executing the script:\n(null)\n\n"},
+      {"error({})", 1, "", "Error while executing the script:\n(null)\n\n"},
+      {"error(I)", 1, "", "Error while executing the script:\n(null)\n\n"},
+      {"os.exit(7)", 7, "", ""},
+      // Finalisers run on every way out.
+      {"x = setmetatable({}, {__gc = function() print('collected') end})", 0, "collected\n", ""},
+      {"x = setmetatable({}, {__gc = function() print('collected') end}) error('x', 0)", 1, "collected\n",
+       "Error while executing the script:\nx\n\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.script);
+    const ProgramResult result = RunScriptText(c.script);
+    EXPECT_EQ(result.status, c.status);
+    EXPECT_EQ(result.out, c.out);
+    EXPECT_EQ(result.err, c.err);
+  }
+}
+
+TEST(Program, ReportsWhatCannotBeLoadedOnStandardOutput) {
+  for (const char* name : {"-", "-e", "no such file.lua"}) {
+    const ProgramResult result = RunProgram({name, "print(1)"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "Error while loading the script:\ncannot open " + std::string(name) +
+                              ": No such file or directory\n\n");
+    EXPECT_EQ(result.err, "");
+  }
+  const ProgramResult result = RunScriptText("x = = 1");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.out.find(":1: unexpected symbol near '='\n\n"), std::string::npos) << result.out;
+}
+
+TEST(Program, RunsPrecompiledChunks) {
+  const std::string source = TemporaryScript("print('compiled')"), binary = source + "c";
+  EXPECT_EQ(RunScriptText("local f = io.open('" + binary + "', 'wb') f:write(string.dump(loadfile('" +
+                          source + "'))) f:close()")
+                .status,
+            0);
+  EXPECT_EQ(RunProgram({binary}).out, "compiled\n");
+}
+
+TEST(Program, ShowsEachLineAtOnceAlsoInAPipe) {
+  const ProgramResult result = RunScriptText(
+      "print('seen') local f = io.open('/proc/self/stat') os.execute('kill -9 ' .. f:read('*n'))");
+  EXPECT_EQ(result.status, -SIGKILL);
+  EXPECT_EQ(result.out, "seen\n");
+}
+
+TEST(Program, LimitsItsOwnDataUnlessALowerLimitIsSet) {
+  const std::string script = TemporaryScript(
+      "for line in io.lines('/proc/self/limits') do if line:find('Max data') then "
+      "print(line:match('%d+') or 'unlimited') end end");
+  EXPECT_NE(RunProgram({script}).out, "unlimited\n");
+  const std::string path = script + ".txt";
+  const std::string command =
+      "ulimit -S -d 262144; " + std::string(FERMIX_PROGRAM) + " " + script + " > " + path;
+#ifndef __SANITIZE_ADDRESS__  // its shadow memory is data and beyond any such limit
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  std::ifstream file(path);
+  const std::string text((std::istreambuf_iterator<char>(file)), {});
+  EXPECT_NE(text.find("\n268435456\n"), std::string::npos) << text;
+#endif
+}
+
+}  // namespace
+}  // namespace fermix

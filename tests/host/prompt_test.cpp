@@ -1,0 +1,105 @@
+// The interactive mode, driven through pipes.
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "host/program.h"
+
+namespace fermix {
+namespace {
+
+TEST(Prompt, ReadsStatementsAndPrintsResults) {
+  const struct {
+    const char *input, *out, *err;
+  } cases[] = {
+      {"", "F \n", ""},
+      {"=1+1\n", "F 2\nF \n", ""},
+      {"= 1, nil, 'a'\n", "F 1\tnil\ta\nF \n", ""},
+      {"x = 3\n=x\n", "F F 3\nF \n", ""},
+      {"x = 3\n=x", "F F 3\nF \n", ""},  // a last line without a line end
+      {"\n", "F F \n", ""},
+      {"for i = 1, 2 do\nprint(i)\nend\n", "F >> >> 1\n2\nF \n", ""},
+      // Only at the first prompt is "=" short for return.
+      {"x =\n7\n=x\n", "F >> F 7\nF \n", ""},
+      {"x\n=8\n=x\n", "F >> F 8\nF \n", ""},
+      // End of input in a statement drops it in silence.
+      {"for i = 1, 2 do\n", "F >> \n", ""},
+      {"_PROMPT = 3\n_PROMPT2 = '.. '\ndo\nend\n_PROMPT = {}\n", "F 33.. 3F \n", ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.input);
+    const ProgramResult result = RunProgram({}, c.input);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, c.out);
+    EXPECT_EQ(result.err, c.err);
+  }
+}
+
+TEST(Prompt, SurvivesErrors) {
+  const struct {
+    const char *input, *err;
+  } cases[] = {
+      {"x = = 1\n", "stdin:1: unexpected symbol near '='\n"},
+      {"error('a', 0)\n",
+       "a\nstack traceback:\n\t[C]: in function 'error'\n\tstdin:1: in main chunk\n\t[C]: in ?\n"},
+      {"error()\n", ""},
+      {"error({})\n", "(no error message)\n"},
+      {"error(setmetatable({}, {__tostring = function() return 'own text' end}))\n", "own text\n"},
+      {"error(I)\n", "(0 + 1 I)\n"},
+      {"print = function() error('broken', 0) end\n=1\n", "error calling 'print' (broken)\n"},
+      {"print = nil\n=1\n", "error calling 'print' (attempt to call a nil value)\n"},
+      {"= I + nil\n",
+       "stdin:1: Error: complex number plus nil\n\nstack traceback:\n\t[C]: in function '__add'\n\tstdin:1: "
+       "in main "
+       "chunk\n\t[C]: in ?\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.input);
+    const ProgramResult result = RunProgram({}, std::string(c.input) + "io.write('alive\\n')\n");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.out.find("alive\n"), std::string::npos);
+    EXPECT_EQ(result.err, c.err);
+  }
+}
+
+TEST(Prompt, ReadsLongLinesInPieces) {
+  // 511 characters fit the buffer; what follows is the next line.
+  std::string line = "io.write('one ')";
+  line.resize(511, ' ');
+  EXPECT_EQ(RunProgram({}, line + "io.write('two ')\n").out, "F one F two F \n");
+  line.resize(510);
+  EXPECT_EQ(RunProgram({}, line + "\nio.write('two ')\n").out, "F one F two F \n");
+}
+
+TEST(Prompt, RefusesMoreResultsThanTheStackHolds) {
+  std::string input = "t = {}\nfor i = 1, 1000000 do t[i] = 0 end\nprint = function() end\n";
+  // Somewhere here a statement can still return its results, but none can be put before them.
+  for (int n = 999940; n < 1000000; ++n) input += "return table.unpack(t, 1, " + std::to_string(n) + ")\n";
+  const ProgramResult result = RunProgram({}, input + "io.write('alive\\n')\n");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("alive\n"), std::string::npos);
+  EXPECT_NE(result.err.find("stack overflow (too many results to print)\n"), std::string::npos) << result.err;
+}
+
+TEST(Prompt, AnInterruptStopsTheStatementOnly) {
+  Program program({});
+  program.Write("x = 5 print('running') while true do end\n");
+  ASSERT_TRUE(program.WaitFor("running"));
+  program.Interrupt();
+  ASSERT_TRUE(program.WaitFor("F "));
+  program.Write("=x\n");
+  const ProgramResult result = program.Finish();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("5\nF \n"), std::string::npos) << result.out;
+  EXPECT_EQ(result.err.rfind("interrupted!", 0), 0u) << result.err;
+}
+
+TEST(Prompt, AnInterruptBetweenStatementsEndsTheProgram) {
+  Program program({});
+  ASSERT_TRUE(program.WaitFor("F "));
+  program.Interrupt();
+  EXPECT_EQ(program.Finish().status, -SIGINT);
+}
+
+}  // namespace
+}  // namespace fermix

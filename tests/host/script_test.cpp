@@ -1,0 +1,277 @@
+// Check and push helpers, option lists, errors and the accounting of record memory, through a Lua state.
+#include "host/script.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+
+#include "host/complex_script.h"
+
+namespace fermix {
+
+// A record that says it owns a mebibyte.
+struct LargeRecord {
+  std::shared_ptr<int> alive;
+};
+std::size_t OwnedBytes(const LargeRecord&) { return 1 << 20; }
+template <>
+struct ScriptType<LargeRecord> {
+  static constexpr const char* name = "LargeRecord_Type";
+};
+
+namespace {
+
+class Script : public testing::Test {
+ protected:
+  Script() : L(luaL_newstate()) {
+    luaL_openlibs(L);
+    luaopen_Complex(L);
+    luaconstants(L);
+  }
+  ~Script() override { lua_close(L); }
+
+  void Function(const char* name, lua_CFunction f) {
+    lua_pushcfunction(L, f);
+    lua_setglobal(L, name);
+  }
+  // Runs source; gives the text of its first result, or of the error it raised.
+  std::string Run(const std::string& source) {
+    lua_settop(L, 0);
+    if (luaL_loadstring(L, source.c_str()) == LUA_OK) lua_pcall(L, 0, 1, 0);
+    if (lua_gettop(L) == 0) return "";
+    std::size_t length = 0;
+    const char* text = luaL_tolstring(L, -1, &length);
+    return WithoutFunctionName({text, length});
+  }
+
+  // Lua names a function that pcall calls by a search through the globals, in no fixed order.
+  static std::string WithoutFunctionName(std::string text) {
+    const std::size_t from = text.find("' (") == std::string::npos ? std::string::npos : text.find(" to '");
+    if (from != std::string::npos) text.replace(from + 5, text.find("' (") - from - 5, "?");
+    return text;
+  }
+
+  lua_State* L;
+};
+
+template <class T>
+int Check(lua_State* L) {
+  T value{};
+  lua_check(L, 1, value);
+  return lua_push(L, static_cast<double>(value));
+}
+
+TEST_F(Script, NumbersAreRoundedAndBounded) {
+  Function("uint32", Entry<Check<std::uint32_t>>);
+  Function("int32", Entry<Check<int>>);
+  Function("uint16", Entry<Check<std::uint16_t>>);
+  Function("uint8", Entry<Check<std::uint8_t>>);
+  const struct {
+    const char *call, *result;
+  } cases[] = {{"uint32(1.5)", "2"},
+               {"uint32(2.5)", "2"},
+               {"uint32('12')", "12"},
+               {"uint32(-1)", "0"},
+               {"uint32(1e300)", "4294967295"},
+               {"uint32(0/0)", "0"},
+               {"int32(-1.6)", "-2"},
+               {"int32(-1e300)", "-2147483648"},
+               {"int32(3e9)", "2147483647"},
+               {"uint16(65537)", "1"},
+               {"uint16(1e300)", "65535"},
+               {"uint8(257.4)", "1"}};
+  for (const auto& c : cases) EXPECT_EQ(Run("return " + std::string(c.call)), c.result) << c.call;
+  for (const char* bad : {"nil", "{}", "'a'", "I", ""})
+    EXPECT_NE(Run("return uint32(" + std::string(bad) + ")").find("bad argument #1 to '?' (number expected"),
+              std::string::npos);
+}
+
+template <class T>
+int Round(lua_State* L) {
+  T value;
+  lua_check(L, 1, value);
+  lua_push(L, luaL_isType<T>(L, 1) ? std::string("is ") : std::string("is not "));
+  return lua_push(L, std::move(value)), 2;
+}
+
+TEST_F(Script, ArraysNestAndSingleValuesCount) {
+  Function("array", Entry<Round<std::vector<std::vector<double>>>>);
+  const std::string show =
+      "local is, t = array(...) for i, row in ipairs(t) do t[i] = table.concat(row, ',') end return is .. "
+      "table.concat(t, ';')";
+  const auto call = [&](const std::string& argument) {
+    return Run("return (function(...) " + show + " end)(" + argument + ")");
+  };
+  EXPECT_EQ(call("{{1, 2}, {'3'}}"), "is 1,2;3");
+  EXPECT_EQ(call("{1, {2, 3}}"), "is 1;2,3");
+  EXPECT_EQ(call("7"), "is 7");
+  EXPECT_EQ(call("{}"), "is not ");
+  EXPECT_NE(call("{{1}, {2, false}}").find("bad argument #-1 to '?' (number expected, got boolean)"),
+            std::string::npos);
+  EXPECT_NE(call("nil").find("number expected, got nil"), std::string::npos);
+}
+
+int ComplexArray(lua_State* L) {
+  std::vector<Complex16> values;
+  luaL_checkarray_complex16(L, 1, values);
+  return lua_push(L, std::move(values));
+}
+
+TEST_F(Script, ComplexArraysTakeNumbersAndGiveThemBack) {
+  Function("complex", Entry<ComplexArray>);
+  EXPECT_EQ(
+      Run("local t = complex{1, '2', I, Complex.New(3, 0)} return type(t[1]) .. t[2] .. tostring(t[3]) .. "
+          "type(t[4])"),
+      "number2(0 + 1 I)number");
+  EXPECT_EQ(Run("return select(2, pcall(complex, {1, {}}))"),
+            "Error in reading complex table in luaL_checkarray_complex16\n");
+  EXPECT_EQ(Run("return select(2, pcall(complex, 1))"),
+            "bad argument #1 to '?' (table expected, got number)");
+}
+
+int ReadOptions(lua_State* L) {
+  std::string text = "default";
+  int integer = 0;
+  std::uint32_t unsigned32 = 0, other = 0;
+  std::uint16_t unsigned16 = 0;
+  double number = 0;
+  bool flag = false;
+  std::vector<Complex16> vector;
+  LuaCheckOptions(L, 1,
+                  {Option("Text", &text), Option("Integer", &integer), Option("Count", &unsigned32),
+                   Option("Count", &other), Option("Short", &unsigned16), Option("Number", &number),
+                   Option("Flag", &flag), Option("Vector", &vector)});
+  luaL_Buffer b;
+  luaL_buffinit(L, &b);
+  lua_pushfstring(L, "%s %d %f %f %d %f %s", text.c_str(), integer, static_cast<double>(unsigned32),
+                  static_cast<double>(other), static_cast<int>(unsigned16), number, flag ? "yes" : "no");
+  luaL_addvalue(&b);
+  for (const Complex16 z : vector) {
+    lua_pushfstring(L, " %f:%f", z.re, z.im);
+    luaL_addvalue(&b);
+  }
+  luaL_pushresult(&b);
+  return 1;
+}
+
+TEST_F(Script, OptionListsFillTheirTargets) {
+  Function("options", Entry<ReadOptions>);
+  const struct {
+    const char *list, *result;
+  } cases[] = {
+      {"{}", "default 0 0 0 0 0 no"},
+      {"{x = 1}", "default 0 0 0 0 0 no"},
+      {"{{'TEXT', 'a'}, {'number', 1.5}}", "a 0 0 0 0 1.5 no"},
+      {"{{'text', 12}, {'Integer', 2.9}, {'Count', '3'}}", "12 2 3 3 0 0 no"},  // both rows of one name
+      {"{{'Integer', -2.9}, {'Short', 65537}}", "default -2 0 0 1 0 no"},
+      {"{{'Count', 1e300}, {'Integer', 0/0}}", "default 0 4294967295 4294967295 0 0 no"},
+      {"{{'Flag', 0}}", "default 0 0 0 0 0 yes"},
+      {"{{'Flag', ''}}", "default 0 0 0 0 0 yes"},
+      {"{{'Flag', false}}", "default 0 0 0 0 0 no"},
+      {"{{'Vector', {1, I}}}", "default 0 0 0 0 0 no 1:0 0:1"},
+      {"{{'Vector', {1, 1 + 1e-15 * I}}}", "default 0 0 0 0 0 no 1:0 1:0"},  // rounding only
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(Run("return options(" + std::string(c.list) + ")"), c.result) << c.list;
+}
+
+TEST_F(Script, BadOptionsAreNamed) {
+  Function("options", Entry<ReadOptions>);
+  const std::string possible =
+      "Possible values for options are:\nText [char*]\nInteger [int]\nCount [uint32_t]\nCount "
+      "[uint32_t]\nShort "
+      "[uint16_t]\nNumber [double]\nFlag [bool]\nVector [Vector]\n";
+  const struct {
+    const char* list;
+    std::string message;
+  } cases[] = {
+      {"{{'Flag', 1}, 2}",
+       "Error in option 2, Options should be a LIST of two elements of the form {\"name\",value}\n"},
+      {"{{'Flag'}}",
+       "Error in option 1, Options should be a list of TWO elements of the form {\"name\",value}\n"},
+      {"{{'Flag', nil}}",
+       "Error in option 1, Options should be a list of TWO elements of the form {\"name\",value}\n"},
+      {"{{1, 2}}",
+       "Error in option 1, Options should be a list of two elements of the form {\"NAME\",value}\n"},
+      {"{{'Flag', 1}, {'Flags', 1}}", "Error in option 2, Unrecognized option \"Flags\"\n " + possible},
+      {"{{'', 1}}", "Error in option 1, Unrecognized option \"\"\n " + possible},
+      {"{{'Number', {}}}", "bad argument #-1 to '?' (number expected, got table)"},
+      {"{{'Text', true}}", "bad argument #-1 to '?' (string expected, got boolean)"},
+      {"{{'Vector', 1}}", "bad argument #-1 to '?' (table expected, got number)"},
+      {"1", "bad argument #1 to '?' (table expected, got number)"},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(Run("return select(2, pcall(options, " + std::string(c.list) + "))"), c.message) << c.list;
+}
+
+int TestOptions(lua_State* L) { return lua_pushboolean(L, LuaTestOptionsList(L, 1)), 1; }
+
+TEST_F(Script, KnowsTheFormOfAnOptionList) {
+  Function("test", Entry<TestOptions>);
+  for (const char* list : {"{}", "{x = 1}", "{{'a', 1}}", "{{'a', {}}, {'b', false}}"})
+    EXPECT_EQ(Run("return test(" + std::string(list) + ")"), "true") << list;
+  for (const char* list :
+       {"nil", "1", "I", "{1}", "{{}}", "{{'a'}}", "{{'a', 1, 2}}", "{{0, 0}, {1, 1}}", "{{'a', 1}, 'b'}"})
+    EXPECT_EQ(Run("return test(" + std::string(list) + ")"), "false") << list;
+}
+
+template <class Exception>
+int Throw(lua_State*) {
+  if constexpr (std::is_same_v<Exception, std::bad_alloc>)
+    throw Exception();
+  else
+    throw Exception("what it says\n");
+}
+int RaiseFormatted(lua_State* L) { ScriptError(L, "%5.2f|%-4s|%d", 1.0, "ab", 3); }
+
+TEST_F(Script, ErrorsReachTheScript) {
+  Function("no_memory", Entry<Throw<std::bad_alloc>>);
+  Function("refuse", Entry<Throw<std::invalid_argument>>);
+  Function("formatted", Entry<RaiseFormatted>);
+  EXPECT_EQ(Run("return select(2, pcall(no_memory))"), "not enough memory");
+  EXPECT_EQ(Run("return select(2, pcall(refuse))"), "what it says\n");
+  EXPECT_EQ(Run("return select(2, pcall(formatted))"), " 1.00|ab  |3");
+  EXPECT_EQ(Run("formatted()"), "[string \"formatted()\"]:1:  1.00|ab  |3");
+}
+
+const std::shared_ptr<int> witness = std::make_shared<int>();
+long Living() { return witness.use_count() - 1; }
+
+int PushLarge(lua_State* L) { return lua_push(L, LargeRecord{witness}); }
+
+TEST_F(Script, TheCollectorFollowsTheMemoryOfRecords) {
+  constexpr luaL_Reg metamethods[] = {{"__gc", Entry<CollectRecord<LargeRecord>>}, {nullptr, nullptr}};
+  RegisterMetatable(L, ScriptType<LargeRecord>::name, metamethods);
+  Function("large", Entry<PushLarge>);
+  lua_gc(L, LUA_GCSETPAUSE, 100000);  // of its own it would never collect
+  Run("for i = 1, 1000 do large() end");
+  EXPECT_LE(Living(), 65);
+  // What lives counts as the next allowance.
+  Run("keep = {} for i = 1, 200 do keep[i] = large() end");
+  Run("for i = 1, 1000 do large() end");
+  EXPECT_GE(Living(), 200);
+  EXPECT_LE(Living(), 401);
+  // A stopped collector is left alone.
+  Run("keep = nil collectgarbage() collectgarbage('stop') for i = 1, 500 do large() end");
+  EXPECT_EQ(Living(), 500);
+}
+
+TEST_F(Script, AReleasedRecordIsRefused) {
+  constexpr luaL_Reg metamethods[] = {{"__gc", Entry<CollectRecord<LargeRecord>>}, {nullptr, nullptr}};
+  RegisterMetatable(L, ScriptType<LargeRecord>::name, metamethods);
+  lua_push(L, LargeRecord{witness});
+  const long before = Living();
+  for (int i = 0; i < 2; ++i) {  // twice is harmless
+    lua_pushcfunction(L, Entry<CollectRecord<LargeRecord>>);
+    lua_pushvalue(L, -2);
+    ASSERT_EQ(lua_pcall(L, 1, 0, 0), LUA_OK);
+  }
+  EXPECT_EQ(Living(), before - 1);
+  EXPECT_EQ(TestRecord<LargeRecord>(L, -1), nullptr);
+}
+
+}  // namespace
+}  // namespace fermix

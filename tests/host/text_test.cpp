@@ -1,0 +1,77 @@
+#include "host/base/text.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <random>
+
+namespace fermix {
+namespace {
+
+TEST(SprintfAdd, AppendsWhateverTheLength) {
+  DynamicString text = "a";
+  sprintfAdd(text, "%d|%s", 7, "b");
+  sprintfAdd(text, "%s", "");
+  EXPECT_EQ(text, "a7|b");
+  const std::string longText(100000, 'x');
+  sprintfAdd(text, "%s%c", longText.c_str(), 'y');
+  EXPECT_EQ(text, "a7|b" + longText + "y");
+}
+
+TEST(BlankFill, FillsToTheWidth) {
+  EXPECT_EQ(blankFill(5, 2), "   ");
+  EXPECT_EQ(blankFill(2, 2), "");
+  EXPECT_EQ(blankFill(2, 5), "");
+}
+
+TEST(NumberToStringMaxWidth, TakesTheFormThatFits) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const struct {
+    double x;
+    int width;
+    const char* text;
+  } cases[] = {{0, 7, " 0"},
+               {-0.0, 7, " 0"},
+               {NAN, 7, "nan"},
+               {inf, 7, "inf"},
+               {1e300, 3, "inf"},
+               {1e-300, 4, "0"},
+               {1, 7, " 1"},
+               {-1, 7, "-1"},
+               {1.5, 7, " 1.5"},
+               {1.0 / 3, 7, " 0.3333"},
+               {-2.0 / 3, 7, "-0.6667"},
+               {123456, 7, " 123456"},
+               {1234567, 7, " 1.23e6"},
+               {1234567, 8, " 1234567"},
+               {0.00012345, 7, " 1.2e-4"},
+               {-1.24e-100, 9, "-1.2e-100"},
+               {1e300, 7, " 1e300"},
+               {9.96e99, 6, " 1e100"},  // rounding carries into the exponent
+               {99999.6, 6, " 1e5"},
+               {9.99996, 6, " 10"}};
+  for (const auto& c : cases)
+    EXPECT_EQ(numberToStringMaxWidth(c.x, c.width), c.text) << c.x << " in " << c.width;
+}
+
+TEST(NumberToStringMaxWidth, NeverOutgrowsTheWidthAndImprovesWithIt) {
+  std::mt19937 random(1);
+  std::uniform_real_distribution<double> mantissa(-1, 1), exponent(-30, 30);
+  for (int i = 0; i < 2000; ++i) {
+    const double x = mantissa(random) * std::pow(10, exponent(random));
+    double last = std::numeric_limits<double>::infinity();
+    for (int width = 6; width < 26; ++width) {
+      const std::string text = numberToStringMaxWidth(x, width);
+      EXPECT_LE(text.size(), static_cast<std::size_t>(width)) << text;
+      const double deviation = std::fabs(std::strtod(text.c_str(), nullptr) - x);
+      EXPECT_LE(deviation, last) << x << " in " << width;
+      last = deviation;
+    }
+    EXPECT_LE(last, 1e-15 * std::fabs(x)) << x;
+  }
+}
+
+}  // namespace
+}  // namespace fermix

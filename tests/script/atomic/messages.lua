@@ -1,0 +1,180 @@
+-- What the named kinds of NewOperator, and the functions of angular momentum, refuse: whole texts.
+local check = require("check")
+local nan, huge = 0 / 0, math.huge
+local range = " contains a refference outside the range [0,3]"
+local zero = "Angular momentum operator acting on zero fermions is not defined"
+local many = "ERROR: LuaNewOperator called with to many particles in he one particle basis NF= %d, NB=0\n"
+local basis = "Unrecognized value for basis %s, use SphericalHarmonicsY, TesseralHarmonicsZ, KubicHarmonicsK, " ..
+              "PyramidalHarmonicsP, or jjz\n"
+local noNumber = "bad argument #-1 to '?' (number expected, got %s)"
+local up, dn, p, q = {1, 3, 5}, {0, 2, 4}, {1, 3, 5, 7, 9}, {0, 2, 4, 6, 8}
+
+local function refused(cases)
+  for k, c in ipairs(cases) do
+    check.error(tostring(c[2]) .. " " .. k, c[1], NewOperator, table.unpack(c, 2))
+  end
+end
+
+-- Families of a shell.
+refused {
+  {zero, "Sz", 0, {}, {}},
+  {zero, "Lx", 0.4, up, dn},
+  {zero, "Qxy", -3, up, dn},
+  {zero, "ldots", -huge, up, dn},
+  {many:format(2147483647), "Sx", huge, up, dn},
+  {many:format(32769), "Tz", 32769, up, dn},
+  {"First index" .. range, "Sx", 4, {1, 4}, {0, 2}},
+  {"Second index" .. range, "Sx", 4, {1, 3}, {0, 4}},
+  {"First index" .. range, "Sy", 4, {-1}, {0}},
+  {"First index" .. range, "Jsqr", 4, {65536}, {0}},
+  {"Second index" .. range, "J2", 4, {1}, {1e300}},
+  {"Error in LuaOperatorNewSx, Lenght of IndexUp (2) is not equal to lenght of IndexDn (1)\n", "Sx", 4, {1, 3}, {0}},
+  {"Error in LuaOperatorNewSsqr, Lenght of IndexUp (2) is not equal to lenght of IndexDn (1)\n", "S^2", 4, {1, 3}, {0}},
+  {"Error in LuaOperatorNewLz, Lenght of IndexUp (4) is not equal to 2l+1\n", "Lz", 8, {1, 3, 5, 7}, {0, 2, 4, 6}},
+  {"Error in LuaOperatorNewJplus, Lenght of IndexUp (0) is not equal to 2l+1\n", "Jplus", 8, {}, {}},
+  {"Error in LuaOperatorNewQxz, Lenght of IndexUp (2) is not equal to 2l+1\n", "Qzx", 8, {1, 3}, {0, 2}},
+  {"Error in LuaOperatorNewldots, Lenght of IndexUp (2) is not equal to 2l+1\n", "ldots", 8, {1, 3}, {0, 2}},
+  {"Error in LuaOperatorNewTmin, 2 plus the lenght of IndexJmin (3) is not equal to lenght of IndexJplus (3)\n",
+   "Tmin", 6, up, dn, {{"basis", "jjz"}}},
+  {"Error in LuaOperatorNewSmin, Lenght of IndexJmin (1) is not equal to 2l\n", "Smin", 4, {0}, {1, 2, 3}},
+  {"Error in LuaOperatorNewLz, the jjz basis is not yet implemented\n", "Lz", 6, {0, 1}, {2, 3, 4, 5}},
+  {"Error in LuaOperatorNewSz, the jjz basis is not yet implemented\n", "Sz", 6, {0, 1}, {2, 3, 4, 5}},
+  {"Error in LuaOperatorNewLz, Lenght of IndexUp (2) is not equal to lenght of IndexDn (4)\n",
+   "Lz", 6, {0, 1}, {2, 3, 4, 5}, {{"basis", "Y"}}},
+  {basis:format("Q"), "Lz", 6, up, dn, {{"basis", "Q"}}},
+  {basis:format(""), "Sz", 6, up, dn, {{"basis", ""}}},
+  {noNumber:format("table"), "Sz", 6, {{}}, dn},
+  {noNumber:format("nil"), "Sz", 6, {1, nil, 3, 5}, dn},
+  {"ERROR: first argument in NewOperator (Sq) is not recognized as a known operatortype\n" ..
+   " See Help(\"NewOperator\") for more information\n", "Sq", 6, up, dn},
+}
+
+-- Crystal fields and transitions.
+local cubic = {{4, 0, 1}}
+local cf = "Error in LuaOperatorNewCF, "
+refused {
+  {"Crystal-field operator acting on zero fermions is not defined", "CF", 0, up, cubic},
+  {cf .. "called with 1 arguments, 3,4 or 6 expected\n", "CF", 6},
+  {cf .. "called with 5 arguments, 3,4 or 6 expected\n", "CF", 6, up, dn, up, cubic},
+  {cf .. "called with 2 arguments, 3,4 or 6 expected\n", "CF", 6, up, {}},
+  {cf .. "called with 7 arguments, 3,4 or 6 expected\n", "CF", 6, up, dn, up, dn, cubic, 1},
+  {"Index up" .. range, "CF", 4, {4}, cubic},
+  {"Index up" .. range, "CF", 4, {4}, {0}, cubic},
+  {"Index dn" .. range, "CF", 4, {3}, {-5}, cubic},
+  {"Index dn" .. range, "CF", 4, {1}, {0}, {3}, {nan}, cubic},
+  {cf .. "Lenght of Index (2) is not equal to 2l+1 (1)\n", "CF", 6, {0, 1}, cubic},
+  {cf .. "Lenght of Index (0) is not equal to 2l+1 (1)\n", "CF", 6, {}, cubic},
+  {cf .. "Index of spin up and spin down should relate to the same angular momentum (3 != 1)\n", "CF", 6, up, {0}, cubic},
+  {cf .. "Index of spin up and spin down should relate to the same angular momentum (1 != 3)\n",
+   "CF", 6, up, dn, {0}, dn, cubic},
+  {cf .. "Lenght of Index (2 + 2) is not equal to 4l+2 (2)\n", "CF", 6, {1, 3}, {0, 2}, cubic},
+  {cf .. "Index of jmin and jmax should relate to the same angular momentum (3+2 != 3)\n",
+   "CF", 6, up, dn, cubic, {{"basis", "jjz"}}},
+  {cf .. "Lenght of Index (1 + 3) is not equal to 4l+2 (2)\n", "CF", 6, {1}, dn, cubic},
+  {cf .. "the jjz basis is not yet implemented\n", "CF", 6, {0, 1}, {2, 3, 4, 5}, cubic},
+  {basis:format("X"), "CF", 6, up, dn, cubic, {{"basis", "X"}}},
+  {"Error Harmonics Expansion, found 2 indices (expected 3 {l,m,val}) at level 2\n", "CF", 6, up, dn, {{0, 0, 1}, {1, 0}}},
+  {"Error Harmonics Expansion, found 0 indices (expected 3 {l,m,val}) at level 1\n", "CF", 6, up, dn, {4, 0, 1}},
+  {"Error Harmonics Expansion, |m| (-2) > l (1) at level 1\n", "CF", 6, up, dn, {{1, -2, 1}}},
+  {"Error Harmonics Expansion, |m| (0) > l (-1) at level 1\n", "CF", 6, up, {{-1, 0, 1}}},
+  {"bad argument #-1 to '?' (Complex_Type expected, got string)", "CF", 6, up, {{1, 0, "x"}}},
+}
+
+-- Coulomb repulsion.
+local u = "Error in LuaOperatorNewCoulomb, "
+local counts = u .. "expected 4, 7, or 10 arguments for Coulomb repulsion in ls coupling basis or 3, 5, or 6 arguments " ..
+               "for Coulomb repulsion in jj coupling basis, not %d\n"
+refused {
+  {"Coulomb operator acting on zero fermions is not defined", "U", 0, dn, up, {1, 0}},
+  {counts:format(1), "U", 6},
+  {counts:format(3), "U", 6, dn, up},
+  {counts:format(3), "Coulomb", 6, dn, up, {}},
+  {counts:format(5), "U", 6, dn, up, {1, 0}, 1},
+  {"Index up" .. range, "U", 4, {0}, {4}, {1}},
+  {"Index dn" .. range, "U", 4, {4}, {0}, {1}},
+  {"Index dn" .. range, "U", 4, {0}, {1}, {-2}, {3}, {1}, {1}},
+  {u .. "Orbitals formatted according to Harmonics basis, but options state it is a jjz basis\n",
+   "U", 6, dn, up, {1, 0}, {{"basis", "jjz"}}},
+  {u .. "Lenght of IndexUp (3) is not equal to lenght of IndexDn (1)\n", "U", 6, {0}, up, {1, 0}},
+  {u .. "Lenght of IndexUp (2) is not equal to 2l+1\n", "U", 6, {0, 2}, {1, 3}, {1}},
+  {u .. "Lenght of F (3) is not equal to l+1\n", "U", 6, dn, up, {1, 0, 0}},
+  {u .. "Lenght of IndexUp (0) is not equal to 2l+1\n", "U", 6, dn, up, {}, {}, {1}, {1}},
+  {u .. "Lenght of F (3) is not equal to (Min(lA,lB)+1)\n", "U", 10, dn, up, q, p, {1, 0, 0}, {1, 0}},
+  {u .. "Lenght of G (1) is not equal to (Min(lA,lB)+1)\n", "U", 10, dn, up, q, p, {1, 0}, {1}},
+  {u .. "Orbitals formatted according to j jz basis, but options state it is an Harmonics basis (ibasis = 2)\n",
+   "U", 4, {0, 1}, 2, {1, 2}, {{"basis", "K"}}},
+  {u .. "relativistic shells (j jz basis) are not yet implemented\n", "U", 4, {0, 1}, 2, {1, 2}},
+  {u .. "repulsion between four shells is not yet implemented\n", "U", 6, dn, up, dn, up, dn, up, dn, up, {1}},
+  {basis:format("4f"), "U", 6, dn, up, {1, 0}, {{"basis", "4f"}}},
+  {noNumber:format("boolean"), "U", 6, dn, up, {1, false}},
+}
+local radial = "Error in NewOperator, operators from radial functions (AtomicU, ContinuumU, Dirac, H0) are not yet implemented\n"
+refused {{radial, "AtomicU"}, {radial, "AU"}, {radial, "ContinuumU", 1}, {radial, "CU"}, {radial, "Dirac"}, {radial, "H0"}}
+
+-- Ladders.
+for kind, name in pairs {Create = "Create", Cr = "Create", Annihilate = "Annihilate", An = "Annihilate"} do
+  local e = "Error in LuaOperatorNew" .. name .. ", "
+  refused {
+    {e .. "expected 2 or 3 arguments, not 0\n", kind},
+    {e .. "expected 2 or 3 arguments, not 4\n", kind, 4, {1}, {1}, {}},
+    {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, 4},
+    {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, -1},
+    {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 0, 0},
+    {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, {1, 65537}, {1, 1}},
+    {e .. "Lenght of Index (2) is not equal to lenght of prefactors (1)\n", kind, 4, {0, 1}, {1}},
+    {"Error in reading complex table in luaL_checkarray_complex16\n", kind, 4, {0}, {"one"}},
+    {many:format(40000), kind, 40000, 1},
+  }
+end
+local n = "Error in LuaOperatorNewNumber, "
+refused {
+  {n .. "expected 3 or 4 arguments, not 2\n", "Number", 4, 1},
+  {n .. "expected 3 or 4 arguments, not 5\n", "n", 4, {1}, {1}, {1}, 1},
+  {n .. "Lenght of Index (2) is not equal to lenght of prefactors (1)\n", "CrAn", 4, {0, 1}, {1, 0}, {1}},
+  {n .. "Lenght of Index for Creation (1) is not equal to lenght of index for Annihilation (2)\n",
+   "Number", 4, {0}, {1, 0}, {1}},
+  {n .. "index of the fermion cannot be larger than NFermion-1\n", "Number", 4, 1, 4},
+  {n .. "index of the fermion cannot be larger than NFermion-1\n", "Number", 4, {0}, {nan}, {1}},
+  {"Error in NewOperator(\"Identity\",...), expected 1 aditional argument, not 0\n", "Identity"},
+  {"Error in NewOperator(\"Identity\",...), expected 1 aditional argument, not 2\n", "1", 4, 4},
+  {many:format(2147483647), "I", 1e300},
+}
+
+-- Oscillators. Without a matrix the grid has its own spelling where it speaks of a.
+local waves, grid = "Error in LuaOperatorNewHarmonicOscillatorOnStandingWaves", "Error in LuaOperatorNewHarmonicOscillatorOnGrid"
+refused {
+  {waves .. ", expected 2 or 3 arguments, not 1\n", "HOSW", 1},
+  {grid .. ", expected 2 or 3 arguments, not 4\n", "HOGrid", 1, 2, 3, 4},
+  {waves .. ", a should be positive not -1.000000\n", "HarmonicOscillatorOnStandingWaves", -1, 3},
+  {waves .. ", a should be positive not 0.000000\n", "HOSW", 0, 3},
+  {"Error in LuaOperatorNewHarmonicOscillatorOnGird, a should be positive not -2.000000\n", "HOGrid", -2, 3},
+  {grid .. ", a should be positive not -2.000000\n", "HarmonicOscillatorOnGrid", -2, 1, {{1}}},
+  {waves .. ", nmax should be positive not -3.000000\n", "HOSW", 1, -3},
+  {grid .. ", nmax should be positive not 0.200000\n", "HOGrid", 1, 0.2},
+  {many:format(2147483647), "HOSW", 1, 1e300},
+  {many:format(32770), "HOGrid", 1, 8193},
+  {waves .. ". The dimension of the matrix defining the basis (1) should be equal to nmax (2) or 2*nmax.\n",
+   "HOSW", 1, 2, {{1}}},
+  {waves .. ". The dimension of the matrix defining the basis (1) should be equal to nmax (2) or 2*nmax.\n",
+   "HOSW", 1, 2, {{1}, {0}}},
+  {grid .. ". The dimension of the matrix defining the basis (2) should be equal to 2*nmax-1 (nmax=2).\n",
+   "HOGrid", 1, 2, {{1, 0}, {0, 1}}},
+}
+
+-- Angular momentum.
+local three = "ThreeJSymbol expects 6 angular momentum as input that need to be integer or half integer values"
+local six = "math.SlaterCoefficientC expects 6 angular momentum as input that need to be integer values"
+for _, c in ipairs {
+  {three, ThreeJSymbol, {1, 0.25}, {1, 0}, {1, 0}},
+  {three, math.ThreeJ, {nan, 0}, {1, 0}, {1, 0}},
+  {three, math.ThreeJ, {1, 0}, {huge, 0}, {1, 0}},
+  {noNumber:format("nil"), ThreeJSymbol, {1}, {1, 0}, {1, 0}},
+  {"bad argument #3 to '?' (table expected, got no value)", ThreeJSymbol, {1, 0}, {1, 0}},
+  {six, SlaterCoefficientC, {1, 0.5}, {1, 0}, {1, 0}},
+  {six, SlaterCoefficientC, 1.5, {1, 0}, {1, 0}},
+  {"bad argument #1 to '?' (number expected, got no value)", SlaterCoefficientC},
+} do
+  check.error("angular momentum", c[1], table.unpack(c, 2))
+end
+
+check.done()

@@ -1,0 +1,133 @@
+-- Complex numbers: arithmetic by identities, every message, reading and writing of parts.
+local check = require("check")
+local C = Complex.New
+local operators = {
+  {word = "plus", f = function(a, b) return a + b end},
+  {word = "minus", f = function(a, b) return a - b end},
+  {word = "multiplied with", f = function(a, b) return a * b end},
+  {word = "divided by", f = function(a, b) return a / b end},
+  {word = "to the power", f = function(a, b) return a ^ b end}
+}
+local meta = getmetatable(I)
+local event = {meta.__add, meta.__sub, meta.__mul, meta.__div, meta.__pow}
+
+-- Values. The expected parts are worked out by hand.
+local a, b = C(3, 4), C(1, -2)
+for _, row in ipairs {
+  {"a + b", a + b, 4, 2}, {"a - b", a - b, 2, 6}, {"a * b", a * b, 11, -2}, {"a / b", a / b, -1, 2},
+  {"a + 1", a + 1, 4, 4}, {"1 + a", 1 + a, 4, 4}, {"a - 1", a - 1, 2, 4}, {"1 - a", 1 - a, -2, -4},
+  {"2 * a", 2 * a, 6, 8}, {"a * 2", a * 2, 6, 8}, {"a / 2", a / 2, 1.5, 2}, {"25 / a", 25 / a, 3, -4},
+  {"-a", -a, -3, -4}, {"a ^ 2", a ^ 2, -7, 24}, {"a ^ 0.5", a ^ 0.5, 2, 1}, {"a ^ a / a ^ b", a ^ a / a ^ b, (a ^ C(2, 6)).re, (a ^ C(2, 6)).im},
+  {"I ^ I", I ^ I, math.exp(-math.pi / 2), 0}, {"2 ^ I", 2 ^ I, math.cos(math.log(2)), math.sin(math.log(2))},
+  {"2 ^ (1 + I)", 2 ^ (1 + I), 2 * math.cos(math.log(2)), 2 * math.sin(math.log(2))},
+  {"Exp", Complex.Exp(C(1, Pi)), -math.exp(1), 0}, {"I()", Complex.I(), 0, 1},
+  {"huge quotient", C(1e300, 1e300) / C(1e300, 1e300), 1, 0}
+} do
+  local name, z, re, im = table.unpack(row)
+  check.near(name .. " re", z.re, re, 1e-14 * (1 + math.abs(re)))
+  check.near(name .. " im", z.im, im, 1e-14 * (1 + math.abs(re) + math.abs(im)))
+end
+
+-- Results of script arithmetic stay complex, functions give numbers.
+check.equal("(1 + I) - I", type((1 + I) - I), "userdata")
+check.equal("Complex.New(1, 0)", tostring(C(1, 0)), "1")
+check.equal("Re", type(Complex.Re(a)), "number")
+check.equal("eq", C(1, 2) == C(1, 2), true)
+check.equal("eq of unlike", C(1, 2) == C(1, 3), false)
+check.equal("eq with a number", C(1, 0) == 1, false)
+
+-- Text.
+for text, z in pairs {["(0 + 1 I)"] = I, ["(1.5 - 2 I)"] = C(1.5, -2), ["3"] = C(3, 0), ["(inf + 1 I)"] = C(inf, 1)} do
+  check.equal("tostring", tostring(z), text)
+end
+
+-- Parts: the first letter of a key counts.
+local z = C(3, 4)
+check.equal("Real", z.Real, 3)
+check.equal("i", z.i, 4)
+z.re, z.Imaginary = 5, "6"
+check.equal("written", tostring(z), "(5 + 6 I)")
+z.re = {}
+check.equal("no number writes 0", z.re, 0)
+check.equal("Re of text", Complex.Re("2"), 2)
+check.equal("Im of a number", Complex.im(2), 0)
+local part = "Can only take complex part of (complex) numbers"
+for _, f in ipairs {Complex.Re, Complex.re, Complex.Im, Complex.im} do
+  check.error("part of a table", part, f, {})
+  check.error("part of nothing", part, f)
+end
+check.error("unknown part", "Error Complex variable not found", meta.__index, z, "x")
+check.error("part by a table", "Error Complex variable not found", meta.__index, z, {})
+check.error("unknown part written", "Error index xyz not found in Complex Object\n", meta.__newindex, z, "xyz", 1)
+check.error("Exp of a number", "bad argument #1 to 'Complex.Exp' (Complex_Type expected, got number)", Complex.Exp, 1)
+check.error("New of nothing", "bad argument #2 to 'Complex.New' (number expected, got no value)", Complex.New, 1)
+
+-- Every operand without a meaning.
+for i, op in ipairs(operators) do
+  for word, value in pairs {boolean = true, ["character string"] = "2", ["unrecognized type"] = print,
+                            ["unrecognized userdata"] = io.stdout} do
+    check.error("left " .. word, "Error: " .. word .. " " .. op.word .. " complex number\n", event[i], value, I)
+    local right = op.word == "to the power" and word == "character string" and "string" or word
+    check.error("right " .. word, "Error: complex number " .. op.word .. " " .. right .. "\n", event[i], I, value)
+  end
+  check.error("left nil", "Error: nil " .. op.word .. " complex number\n", event[i], nil, I)
+  check.error("right nil", "Error: complex number " .. op.word .. " nil\n", event[i], I)
+  check.error("no complex", "bad argument #2 to '?' (Complex_Type expected, got number)", event[i], 1, 2)
+end
+
+-- Tables: value by value, keys and metatable kept.
+local tag = {}
+local t = setmetatable({1, {2, I}, x = 3}, tag)
+for _, op in ipairs(operators) do
+  local r, l = op.f(I, t), op.f(t, I)
+  check.equal("metatable", getmetatable(r), tag)
+  check.equal("metatable", getmetatable(l), tag)
+  check.near(op.word, r[1], op.f(I, 1), 0)
+  check.near(op.word, r[2][2], op.f(I, I), 0)
+  check.near(op.word, r.x, op.f(I, 3), 0)
+  check.near(op.word, l[2][1], op.f(2, I), 0)
+  check.near(op.word, l.x, op.f(3, I), 0)
+end
+check.equal("source untouched", t[2][1], 2)
+check.error("bad value in a table", "Error: complex number plus boolean\n", event[1], I, {{true}})
+-- A value with an addition of its own keeps it.
+local own = setmetatable({}, {__add = function() return "own" end})
+check.equal("own metamethod", ({own, 1} + I)[1], "own")
+
+local cycle = {}
+cycle[1] = cycle
+check.error("cycle", "Error: table nested deeper than 200 levels, or containing itself\n", event[3], I, cycle)
+
+-- A matrix in table form is inverted by a division.
+MatrixMeta = {}
+local m = setmetatable({{2, 0}, {0, I}}, MatrixMeta)
+local inverse = I / m
+check.equal("inverse has the metatable", getmetatable(inverse), MatrixMeta)
+check.near("inverse 11", inverse[1][1], 0.5 * I, 1e-15)
+check.near("inverse 12", inverse[1][2], 0, 1e-15)
+check.near("inverse 22", inverse[2][2], 1, 1e-15)
+check.error("rectangular", "Matrix inversion only works for square matrices dimensions are (1 2)\n", event[4], I,
+  setmetatable({{1, 2}}, MatrixMeta))
+check.error("singular", "Matrix inversion failed, probably the matrix is singular\n", event[4], I,
+  setmetatable({{1, 2}, {2, 4}}, MatrixMeta))
+MatrixMeta = nil
+
+-- The constant I is one object.
+I.re = 2
+check.equal("shared I", tostring(I), "(2 + 1 I)")
+I.re = 0
+
+-- The functions of mathematics that know complex numbers.
+check.equal("abs", abs(C(3, 4)), 5)
+check.equal("sqrt(4)", sqrt(4), 2)
+for _, w in ipairs {C(-4, 0), C(3, 4), C(3, -4), C(-3, 4), C(-3, -4), C(0, 2), C(1e-200, 1e-200), C(0, 0)} do
+  local r = sqrt(w)
+  check.ok("principal root", r.re >= 0)
+  check.near("sqrt(" .. tostring(w) .. ")", r * r, w, 1e-15 * (1 + abs(w)))
+end
+check.near("sqrt(-4)", sqrt(-4), 2 * I, 0)
+check.near("exp", exp(I * Pi / 2), I, 1e-16)
+check.near("Pi", Pi - pi, 0, 0)
+check.near("E", Exp(1), E, 1e-15)
+check.equal("inf", 1 / inf, 0)
+check.done()

@@ -1,0 +1,72 @@
+-- Arithmetic of spectra with numbers and with each other, against the same arithmetic of complex numbers.
+local check = require("check")
+
+local function spectrum(...)
+  local t = {Integral = 2}
+  for i, z in ipairs{...} do t[i] = {i, z} end
+  return Spectra.FromTable({t})
+end
+local I = Complex.New(0, 1)
+local a, b = 3 + 4 * I, -0.5 + 2 * I
+local A, B = spectrum(a, 2 + I), spectrum(b, 1 - I)
+local function first(S) return Spectra.ToTable(S)[1][1][2] end
+
+for name, case in pairs{
+  ["S + S"] = {A + B, a + b}, ["S - S"] = {A - B, a - b}, ["S * S"] = {A * B, a * b}, ["S / S"] = {A / B, a / b},
+  ["S + x"] = {A + 2, a + 2}, ["x + S"] = {2 + A, a + 2}, ["S - x"] = {A - 2, a - 2}, ["x - S"] = {2 - A, 2 - a},
+  ["S * x"] = {A * 3, a * 3}, ["x * S"] = {3 * A, a * 3}, ["S / x"] = {A / 4, a / 4}, ["x / S"] = {4 / A, 4 / a},
+  ["S + z"] = {A + b, a + b}, ["z + S"] = {b + A, a + b}, ["S - z"] = {A - b, a - b}, ["z - S"] = {b - A, b - a},
+  ["S * z"] = {A * b, a * b}, ["z * S"] = {b * A, a * b}, ["S / z"] = {A / b, a / b}, ["z / S"] = {b / A, b / a},
+  ["S ^ 2"] = {A ^ 2, a * a}, ["S ^ -1"] = {A ^ -1, 1 / a}, ["S ^ z"] = {A ^ b, a ^ b}} do
+  check.near(name, first(case[1]), case[2], 1e-14 * 40)
+end
+check.equal("operands stay", tostring(first(A)), tostring(a))
+check.near("scaled weight", (A * 9).Integral[1], 2 * 3, 1e-15)
+check.near("complex scaled weight", (A * a).Integral[1], 2 * 5 ^ 0.5, 1e-15)
+check.near("added weight", (A + B).Integral[1], 8 ^ 0.5, 1e-15)
+check.near("zero stays zero in powers", first(spectrum(0, 1) ^ I), 0, 0)
+
+-- Metamethods called by hand: their errors come without the place in the script.
+local meta = debug.getmetatable(A)
+local operators = {plus = meta.__add, minus = meta.__sub, times = meta.__mul, ["divided by"] = meta.__div,
+                   ["to the power"] = meta.__pow}
+check.error("divided by zero", "Error: spectra divided by zero\n", meta.__div, A, 0)
+check.error("divided by complex zero", "Error: spectra divided by zero\n", meta.__div, A, Complex.New(0, 0))
+check.error("S ^ S", "Error: spectra to the power spectra\n", meta.__pow, A, B)
+check.error("x ^ S", "Error: number to the power spectrum\n", meta.__pow, 2, A)
+check.error("z ^ S", "Error: complex number to the power spectra\n", meta.__pow, I, A)
+
+local two = Spectra.Element(A, {1, 1})
+check.error("counts +", "Error: Adding two sets of spectra with different number of elements (1) + (2)\n", meta.__add, A, two)
+check.error("counts -", "Error: Adding two sets of spectra with different number of elements (2) + (1)\n", meta.__sub, two, A)
+check.error("counts *", "Error: Multiplying to sets of spectra with different number of elements (1) + (2)\n", meta.__mul, A, two)
+check.error("counts /", "Error: Dividing to sets of spectra with different number of elements (1) + (2)\n", meta.__div, A, two)
+
+local longer = spectrum(1, 2, 3)
+check.error("grids *", "Still to do: multiply two spectra with different energy ranges, spectra 1\n", meta.__mul, A, longer)
+check.error("grids /", "Still to do: divide two spectra with different energy ranges, spectra 1\n", meta.__div, A, longer)
+check.equal("another grid is left out of a sum", tostring(A + longer), tostring(A))
+
+for verb, operator in pairs(operators) do
+  for word, operand in pairs{boolean = true, ["unrecognized type"] = print, ["unrecognized userdata"] = io.stdout} do
+    check.error(verb .. word, "Error: spectra " .. verb .. " " .. word .. "\n", operator, A, operand)
+    check.error(word .. verb, "Error: " .. word .. " " .. verb .. " spectrum\n", operator, operand, A)
+  end
+  check.error(verb .. "nil", "Error: spectra " .. verb .. " nil\n", operator, A, nil)
+  check.error("nil" .. verb, "Error: nil " .. verb .. " spectrum\n", operator, nil, A)
+  check.error(verb .. "string", "Error: spectra " .. verb .. " string\n", operator, A, "2")
+  check.error("string" .. verb, "Error: character string " .. verb .. " spectrum\n", operator, "2", A)
+end
+
+-- Whatever they are called with, they must not fall.
+for _, name in ipairs{"__add", "__pow", "__index", "__newindex", "__tostring", "__gc"} do
+  for _, arguments in ipairs{{}, {1, 2}, {nil, nil}, {I, I}, {{}, A}} do
+    pcall(meta[name], table.unpack(arguments))
+  end
+end
+local released = spectrum(1, 2)
+meta.__gc(released)
+meta.__gc(released)
+check.ok("released objects are refused", not pcall(tostring, released) and not pcall(meta.__add, released, A))
+
+check.done()

@@ -1,0 +1,257 @@
+#include "spectra/spectrum.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+#include <numeric>
+
+#include "linalg/random_matrix.h"
+#include "spectra/spectrum_arithmetic.h"
+
+namespace fermix {
+namespace {
+
+constexpr double pi = std::numbers::pi;
+
+SpectraType Grid(double Emin, double Emax, std::uint32_t NE, double Gamma) {
+  SpectraType header;
+  header.Emin = Emin;
+  header.Emax = Emax;
+  header.dE = (Emax - Emin) / NE;
+  header.Gamma = Gamma;
+  return SpectrumAllocate(header, NE);
+}
+
+TriDiagonalMatrixType RandomChain(std::uint32_t N) {
+  std::mt19937 random(7);
+  TriDiagonalMatrixType M = InitTriDiagonalMatrix(N);
+  for (double& a : M.a) a = RandomElement<double>(random);
+  for (double& b : M.b) b = RandomElement<double>(random);
+  return M;
+}
+
+TEST(SpectrumFromChain, ContinuedFractionEqualsTheSumOverPoles) {
+  for (const std::uint32_t N : {1u, 3u, 40u}) {
+    const TriDiagonalMatrixType M = RandomChain(N);
+    ListOfPoles P;
+    ASSERT_EQ(TriDiagonalMatrixToListOfPoles(M, P), 0);
+    SpectraType chain = Grid(-3, 3, 200, 0.4), poles = chain;
+    ASSERT_EQ(TriDiagonalMatrixToSpectrum(0.7, M, chain), 0);
+    ListOfPolesToSpectrum(0.7, P, poles);
+    for (std::size_t i = 0; i <= 200; ++i) {
+      EXPECT_NEAR(chain.Re[i], poles.Re[i], 1e-12);
+      EXPECT_NEAR(chain.Im[i], poles.Im[i], 1e-12);
+      EXPECT_LT(chain.Im[i], 0);
+    }
+    EXPECT_NEAR(poles.FirstB[0], std::fabs(M.b[0]), 1e-14);
+    EXPECT_EQ(chain.TailRe, -M.b[0] * M.b[0]);
+    EXPECT_EQ(chain.TailIm, M.a[0] - 0.7);
+  }
+}
+
+TEST(SpectrumFromChain, AgreesWithTheInverseOfTheMatrixAtAPoint) {
+  // A 2 x 2 matrix by hand: G = b0^2 (z - a2) / ((z - a1)(z - a2) - b1^2).
+  TriDiagonalMatrixType M = InitTriDiagonalMatrix(2);
+  M.a = {0.5, 1, 3};
+  M.b = {2, 0.25};
+  SpectraType S = Grid(0, 4, 8, 3);
+  ASSERT_EQ(TriDiagonalMatrixToSpectrum(-1, M, S), 0);
+  for (int i = 0; i <= 8; ++i) {
+    const Complex16 z(0.5 * i - 1, 1.5);
+    const Complex16 G = Complex16(0.5) + Complex16(4) * (z - 3) / ((z - 1) * (z - 3) - Complex16(0.0625));
+    EXPECT_NEAR(S.Re[i], G.re, 1e-14);
+    EXPECT_NEAR(S.Im[i], G.im, 1e-14);
+  }
+  // Five coefficients, filled up with the last level and with 0.
+  EXPECT_EQ(S.FirstA, (std::array<double, 5>{1.5, 2, 4, 4, 4}));
+  EXPECT_EQ(S.FirstB, (std::array<double, 5>{2, 0.25, 0, 0, 0}));
+}
+
+TEST(SpectrumFromChain, WarnsWhenTheWidthCoversTooFewPoints) {
+  const TriDiagonalMatrixType M = RandomChain(2);
+  testing::internal::CaptureStdout();
+  SpectraType narrow = Grid(0, 1, 10, 0.49), wide = Grid(0, 1, 10, 0.51);
+  ASSERT_EQ(TriDiagonalMatrixToSpectrum(0, M, narrow), 0);
+  ASSERT_EQ(TriDiagonalMatrixToSpectrum(0, M, wide), 0);
+  EXPECT_EQ(
+      testing::internal::GetCapturedStdout(),
+      "\n\nNeed more then five points per lorenzian FWHM in order to represent a spectrum accurately\n");
+}
+
+TEST(SpectrumSticks, KeepTheWeightAndStandAtTheirOwnEnergies) {
+  ListOfPoles P;
+  P.a = {-9, 1, 1.3, 4, 7};  // below, on a point, between two, on the last point, above
+  P.b = {1, 2, 4, 8, 16};
+  P.a0 = 0.125;
+  SpectraType S = Grid(0, 4, 8, 0);
+  ListOfPolesToSpectrum(100, P, S);  // the energy zero is not used
+  const double unit = pi / 0.5;
+  const double expected[] = {1, 0, 2 + 0.4 * 4, 0.6 * 4, 0, 0, 0, 0, 24};
+  for (int i = 0; i <= 8; ++i) EXPECT_NEAR(S.Im[i], -unit * expected[i], 1e-13) << i;
+  EXPECT_NEAR(S.FirstB[0], std::sqrt(31.0), 1e-15);
+  for (int k = 0; k <= 8; ++k) {
+    double Re = 0.125;  // the principal value sum of the weights at their points
+    for (int j = 0; j <= 8; ++j)
+      if (j != k) Re += expected[j] / (0.5 * (k - j));
+    EXPECT_NEAR(S.Re[k], Re, 1e-12);
+  }
+  // Degenerate grids and poles do no harm.
+  P.a[1] = std::nan("");
+  SpectraType point = Grid(1, 1, 1, 0);
+  ListOfPolesToSpectrum(0, P, point);
+  SpectraType single;
+  single.Emax = 1;
+  ListOfPolesToSpectrum(0, P, single);
+}
+
+TEST(SpectrumSticks, AChainWithoutWidthGoesByItsPoles) {
+  const TriDiagonalMatrixType M = RandomChain(6);
+  SpectraType S = Grid(-3, 3, 600, 0);
+  ASSERT_EQ(TriDiagonalMatrixToSpectrum(0, M, S), 0);
+  const double integral = std::accumulate(S.Im.begin(), S.Im.end(), 0.0) * S.dE;
+  EXPECT_NEAR(integral, -pi * M.b[0] * M.b[0], 1e-12);
+}
+
+TEST(SpectrumArithmetic, AddsPointByPointAndKeepsBooks) {
+  SpectraType A = Grid(0, 2, 2, 0), B = A;
+  A.Re = {1, 2, 3};
+  A.Im = {0, 1, 0};
+  A.EminPole = -1, A.EmaxPole = 1, A.FirstB[0] = 3;
+  B.Re = {1, 0, 1};
+  B.Im = {2, 2, 2};
+  B.EminPole = -2, B.EmaxPole = 0.5, B.FirstB[0] = 2;
+  ASSERT_EQ(SafeAddMultipliedSpectra(A, B, 4, -1), 0);
+  EXPECT_EQ(A.Re, (std::vector<double>{7, 4, 9}));
+  EXPECT_EQ(A.Im, (std::vector<double>{7, 9, 7}));
+  EXPECT_EQ(A.EminPole, -2);
+  EXPECT_EQ(A.EmaxPole, 1);
+  EXPECT_EQ(A.FirstB[0], 5);  // sqrt(9 + 4 * 4)
+
+  SpectraScalarMultiply(A, 3, 4);
+  EXPECT_EQ(A.Re[0], 3 * 7 - 4 * 7);
+  EXPECT_EQ(A.Im[0], 3 * 7 + 4 * 7);
+  EXPECT_DOUBLE_EQ(A.FirstB[0], 5 * std::sqrt(5.0));
+}
+
+TEST(SpectrumArithmetic, OtherGridsAreRefusedWithTheirNumbers) {
+  SpectraType A = Grid(0, 2, 2, 0.5), B = Grid(0, 2, 4, 0.5), C = Grid(-1, 3, 2, 0.25);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(AddMultipliedSpectra(A, B, 1, 0), 1);
+  EXPECT_EQ(SafeAddMultipliedSpectra(A, C, 1, 0), 1);
+  EXPECT_EQ(AddMultipliedSpectra(A, C, 1, 0), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Mix Spectra failed A.N=2 B.N=4\n"
+            "Still to do: SafeAddMultipliedSpectra\n"
+            "A.N=2 B.N=2\n"
+            "A.Emin= 0.000000000000000E+00 B.Emin=-1.000000000000000E+00\n"
+            "A.Emax= 0.000000000000000E+00 B.Emax= 3.000000000000000E+00\n"
+            "Warning in Mix Spectra A.Emin=0.000000 B.Emin=-1.000000\n"
+            "Warning in Mix Spectra A.Emax=2.000000 B.Emax=3.000000\n"
+            "Warning in Mix Spectra A.Gamma=0.500000 B.Gamma=0.250000\n");
+}
+
+TEST(SpectrumArithmetic, PowersProductsAndQuotientsAreComplex) {
+  SpectraType A = Grid(0, 1, 1, 0);
+  A.Re = {1, 0};
+  A.Im = {1, 0};
+  SpectraType cube = A;
+  SpectraPower(cube, 3);
+  EXPECT_NEAR(cube.Re[0], -2, 1e-15);  // (1 + i)^3
+  EXPECT_NEAR(cube.Im[0], 2, 1e-15);
+  EXPECT_EQ(cube.Re[1], 0);
+  SpectraType imaginary = A;
+  SpectraPower(imaginary, {0, 1});  // (1 + i)^i = exp(i ln(1 + i)) = exp(-pi/4) exp(i ln(2) / 2)
+  EXPECT_NEAR(imaginary.Re[0], std::exp(-pi / 4) * std::cos(std::log(2.0) / 2), 1e-15);
+  EXPECT_NEAR(imaginary.Im[0], std::exp(-pi / 4) * std::sin(std::log(2.0) / 2), 1e-15);
+  const SpectraType square = SpectraProduct(A, A), one = SpectraQuotient(A, A);
+  EXPECT_EQ(square.Re[0], 0);
+  EXPECT_EQ(square.Im[0], 2);
+  EXPECT_EQ(one.Re[0], 1);
+  EXPECT_EQ(one.Im[0], 0);
+}
+
+TEST(SpectrumGrid, ShiftMovesEnergiesOnly) {
+  SpectraType S = Grid(0, 2, 2, 0.1);
+  S.Im = {-1, -2, -3};
+  SpectraShift(S, 5);
+  EXPECT_EQ(S.Emin, 5);
+  EXPECT_EQ(S.Emax, 7);
+  EXPECT_EQ(S.FirstA, (std::array<double, 5>{5, 5, 5, 5, 5}));
+  EXPECT_EQ(S.TailIm, 5);
+  SpectraMultiplyByEnergy(S);
+  EXPECT_EQ(S.Im, (std::vector<double>{-5, -12, -21}));
+}
+
+TEST(SpectrumGrid, RemovePointsCutsBothEnds) {
+  SpectraType S = Grid(0, 4, 4, 0);
+  S.Re = {0, 1, 2, 3, 4};
+  for (const auto& [first, last] : {std::pair(-1, 0), {0, -1}, {2, 2}, {4, 0}, {2147483647, 2147483647}})
+    EXPECT_EQ(RemovePointsSpectra(S, first, last), 1);
+  ASSERT_EQ(RemovePointsSpectra(S, 1, 2), 0);
+  EXPECT_EQ(S.Re, (std::vector<double>{1, 2}));
+  EXPECT_EQ(S.Im.size(), 2u);
+  EXPECT_EQ(S.Emin, 1);
+  EXPECT_EQ(S.Emax, 2);
+}
+
+TEST(SpectrumText, StandsToTheLetter) {
+  SpectraType A = Grid(-1, 1, 2, 0.5), B = Grid(0, 1, 1, 0.25);
+  A.EminPole = -0.5, A.EmaxPole = 0.5;
+  A.Re = {1, 2, 3};
+  A.Im = {-1, -2, -3};
+  B.Re = {10, 20};
+  EXPECT_EQ(
+      StringPrintSpectra({A, B}),
+      "#Spectra: 2\n"
+      "Emin______Emax      -1.000000000000000E+00  1.000000000000000E+00  0.000000000000000E+00  "
+      "1.000000000000000E+00\n"
+      "EminPole__EmaxPole  -5.000000000000000E-01  5.000000000000000E-01  0.000000000000000E+00  "
+      "0.000000000000000E+00\n"
+      "dE________Gamma      1.000000000000000E+00  5.000000000000000E-01  1.000000000000000E+00  "
+      "2.500000000000000E-01\n"
+      "Energy               Re[0]                  Im[0]                  Re[1]                  Im[1]       "
+      "         \n"
+      "-1.000000000000E+00  1.000000000000000E+00 -1.000000000000000E+00  1.000000000000000E+01  "
+      "0.000000000000000E+00\n"
+      " 0.000000000000E+00  2.000000000000000E+00 -2.000000000000000E+00  2.000000000000000E+01  "
+      "0.000000000000000E+00\n"
+      " 1.000000000000E+00  3.000000000000000E+00 -3.000000000000000E+00  0.000000000000000E+00  "
+      "0.000000000000000E+00\n");
+  EXPECT_EQ(StringPrintSpectra({}),
+            "#Spectra: 0\nEmin______Emax     \nEminPole__EmaxPole \ndE________Gamma    \nEnergy             "
+            "\n");
+}
+
+TEST(SpectrumText, ColumnTitlesKeepTheirWidthAndEndAtTenThousand) {
+  const std::string text = StringPrintSpectra(std::vector<SpectraType>(10002));
+  const std::size_t begin = text.find("Energy");
+  const std::string titles = text.substr(begin, text.find('\n', begin) - begin);
+  EXPECT_EQ(titles.size(), 19u + 46u * 10000);
+  EXPECT_NE(titles.find("  Re[9999]               Im[9999]             "), std::string::npos);
+  EXPECT_EQ(titles.find("10000"), std::string::npos);
+  EXPECT_EQ(text.size() - text.rfind("\n", text.size() - 2) - 2, 19u + 46u * 10002);
+}
+
+TEST(SpectrumText, FileModes) {
+  const std::string path = testing::TempDir() + "fermix_spectrum_text.dat";
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(FilePrintSpectra({}, path.c_str(), "r"), 1);
+  EXPECT_EQ(FilePrintSpectra({}, "", "w"), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "ERROR in FilePrintSpectra.\nmode must be either \"w\" for overwrite or \"a\" for append\n r as "
+            "input is not excepted\nERROR\nCan't open  for writing with mode w.\n");
+  const std::vector<SpectraType> S(1);
+  ASSERT_EQ(FilePrintSpectra(S, path.c_str(), "w"), 0);
+  ASSERT_EQ(FilePrintSpectra(S, path.c_str(), "a"), 0);
+  std::FILE* file = std::fopen(path.c_str(), "r");
+  std::string read(100000, 0);
+  read.resize(std::fread(read.data(), 1, read.size(), file));
+  std::fclose(file);
+  std::remove(path.c_str());
+  EXPECT_EQ(read, StringPrintSpectra(S) + StringPrintSpectra(S));
+}
+
+}  // namespace
+}  // namespace fermix
