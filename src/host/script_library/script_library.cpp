@@ -3,7 +3,9 @@
 #include "atomic/angular_momentum_script.h"
 #include "core/expectation_script.h"
 #include "core/operator_script.h"
+#include "core/statistics_script.h"
 #include "core/wave_function_script.h"
+#include "host/export_script.h"
 #include "host/math_script.h"
 #include "host/script_library/generic_script.h"
 #include "host/timing_script.h"
@@ -27,9 +29,14 @@ void RegisterOb(lua_State* L) {
   RegisterTable(L, "Ob", functions);
 }
 
+void RegisterKestor(lua_State* L) {
+  constexpr luaL_Reg functions[] = {{"Export", Entry<LuaExport>}, {nullptr, nullptr}};
+  RegisterTable(L, "Kestor", functions);
+}
+
 // Types and tables of functions.
 constexpr void (*types[])(lua_State*) = {RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType,
-                                         RegisterOb};
+                                         RegisterOb, RegisterKestor};
 
 // Global functions, grouped by what they work on.
 constexpr luaL_Reg functions[] = {
@@ -48,6 +55,7 @@ constexpr luaL_Reg functions[] = {
     {"TimeEnd", Entry<LuaTimeEnd>},
     {"TimeSet", Entry<LuaTimeSet>},
     {"TimePrint", Entry<LuaTimePrint>},
+    {"Statistics", Entry<LuaStatistics>},
     // operators
     {"NewOperator", Entry<LuaNewOperator>},
     {"OperatorExp", Entry<LuaOperatorExp>},
