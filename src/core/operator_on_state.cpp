@@ -5,6 +5,7 @@
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
 #include "host/base/status.h"
+#include "host/base/verbosity.h"
 
 namespace fermix {
 
@@ -136,6 +137,7 @@ std::vector<WaveFunctionType> BlockOperatorPsiSerial(const OperatorType& O,
                                                      const std::vector<WaveFunctionType>& psi,
                                                      const DeterminantRestrictionType* R) {
   std::vector<WaveFunctionType> Opsi;
+  if (!R && NRestrictions(O.Restrictions) == 0) VerbosityPrintf(2, "Start of BlockOperatorPsiSerial\n");
   if (psi.empty()) return Opsi;
   OrSay("OperatorPsi failed in BlockOperatorPsiSerial\n", [&] {
     const CompiledOperator compiled = CompileOperator(O, R, std::size_t{ElementCount(psi[0])} * psi.size());

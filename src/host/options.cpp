@@ -26,7 +26,7 @@ T CheckOptionInteger(lua_State* L, int index) {
 void MakeVectorReal(std::vector<Complex16>& v) {
   constexpr double tolerance = 10 * std::numeric_limits<double>::epsilon();
   for (const Complex16& z : v)
-    if (std::fabs(z.im) > tolerance * std::fabs(z.re) + std::numeric_limits<double>::min()) return;
+    if (std::fabs(z.im) > tolerance * std::fabs(z.re) + NumericalZero) return;
   for (Complex16& z : v) z.im = 0;
 }
 

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "host/interpreter.h"
 #include "host/script.h"
@@ -25,13 +26,24 @@ void Report(const char* message) {
 }
 
 // Reports and pops the error object of a failed step; nil says nothing.
-void ReportFailure(lua_State* L) {
+void ReportErrorObject(lua_State* L) {
   if (!lua_isnil(L, -1)) {
     const char* text = lua_tostring(L, -1);
     Report(text ? text : "(error object is not a string)");
   }
   lua_pop(L, 1);
+}
+
+int Collect(lua_State* L) {
   lua_gc(L, LUA_GCCOLLECT, 0);
+  return 0;
+}
+
+// Also releases what the failed step held. A finaliser may fail in turn.
+void ReportFailure(lua_State* L) {
+  ReportErrorObject(L);
+  lua_pushcfunction(L, Collect);
+  if (lua_pcall(L, 0, 0, 0) != LUA_OK) ReportErrorObject(L);
 }
 
 void lstop(lua_State* L, lua_Debug*) {
@@ -68,8 +80,13 @@ int CallStatement(lua_State* L) {
   return status;
 }
 
+// Pushes the value that the returned text belongs to. Reads the global without metamethods: one that refuses
+// undefined names would leave no prompt at all.
 const char* Prompt(lua_State* L, bool first) {
-  lua_getglobal(L, first ? "_PROMPT" : "_PROMPT2");
+  lua_pushglobaltable(L);
+  lua_pushstring(L, first ? "_PROMPT" : "_PROMPT2");
+  lua_rawget(L, -2);
+  lua_remove(L, -2);
   const char* prompt = lua_tostring(L, -1);
   return prompt ? prompt : first ? "F " : ">> ";
 }
@@ -136,28 +153,33 @@ int PrintResults(lua_State* L) {
   return LUA_OK;
 }
 
-int PromptLoop(lua_State* L) {
-  int status;
-  while ((status = LoadStatement(L)) != -1) {
-    if (status == LUA_OK) status = CallStatement(L);
-    if (status == LUA_OK) status = PrintResults(L);
-    if (status != LUA_OK) ReportFailure(L);
-  }
-  lua_settop(L, 0);
-  std::fputs("\n", stdout);
-  std::fflush(stdout);
-  return 0;
+// Reads, runs and prints one statement. Returns to the script side whether there was one.
+int RunStatement(lua_State* L) {
+  int status = LoadStatement(L);
+  const bool found = status != -1;
+  if (status == LUA_OK) status = CallStatement(L);
+  if (status == LUA_OK) status = PrintResults(L);
+  if (found && status != LUA_OK) ReportFailure(L);
+  lua_pushboolean(L, found);
+  return 1;
 }
 
 }  // namespace
 
 int RunPrompt(lua_State* L) {
-  const char* saved = progname;
-  progname = nullptr;
-  lua_pushcfunction(L, Entry<PromptLoop>);
-  const int status = lua_pcall(L, 0, 0, 0);
+  const char* saved = std::exchange(progname, nullptr);
+  for (bool more = true; more; lua_settop(L, 0)) {
+    // Protected as a whole: outside of the statement a finaliser may fail, or memory for its text.
+    lua_pushcfunction(L, Entry<RunStatement>);
+    if (lua_pcall(L, 0, 1, 0) == LUA_OK) {
+      more = lua_toboolean(L, -1);
+    } else {
+      ReportFailure(L);
+    }
+  }
+  std::fputs("\n", stdout);
+  std::fflush(stdout);
   progname = saved;
-  if (status != LUA_OK) ReportFailure(L);
   lua_close(L);
   return 0;
 }

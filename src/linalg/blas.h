@@ -12,6 +12,11 @@
 
 namespace fermix {
 
+// Makes the library take its work space, up to some 130 MB of addresses, and keep it. All routines below do
+// so first; called at the start of a program, it leaves nothing to fail later. Libraries may wait forever for
+// work space that they don't get, so bad_alloc is thrown when there is no room for it.
+void HoldBlasMemory();
+
 // A size as the libraries' integer.
 int BlasSize(std::uint64_t n);
 
