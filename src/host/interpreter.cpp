@@ -3,13 +3,16 @@
 #include <unistd.h>
 
 #include <cfloat>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
 #include "host/base/allocator.h"
+#include "host/base/status.h"
 #include "host/memory_limit.h"
 #include "host/mersenne_twister.h"
+#include "linalg/blas.h"
 
 // There when the BLAS is OpenBLAS.
 extern "C" void openblas_set_num_threads(int) __attribute__((weak));
@@ -20,9 +23,20 @@ namespace {
 
 constexpr const char* separator = "=============================================================";
 
-void SetBlasThreads() {
-  if (openblas_set_num_threads && !std::getenv("OPENBLAS_NUM_THREADS") && !std::getenv("OMP_NUM_THREADS"))
-    openblas_set_num_threads(1);
+// We need one thread of the BLAS; users may ask for more. OpenBLAS has started its threads by now, each with
+// 128 MiB of addresses, and one that a limit refuses them tries forever: then the process starts anew without
+// them.
+void SetBlasThreads(char** argv) {
+  if (!openblas_set_num_threads || std::getenv("OPENBLAS_NUM_THREADS") || std::getenv("OMP_NUM_THREADS"))
+    return;
+  char path[PATH_MAX];
+  const ssize_t length = MemoryIsLimited() ? readlink("/proc/self/exe", path, sizeof path - 1) : -1;
+  if (length > 0) {
+    path[length] = 0;
+    setenv("OPENBLAS_NUM_THREADS", "1", 1);
+    execv(path, argv);
+  }
+  openblas_set_num_threads(1);
 }
 
 // With this pause a cycle of the collector starts as soon as the last one has ended: what a script holds is
@@ -56,10 +70,12 @@ const char* ErrorText(lua_State* L) {
 
 }  // namespace
 
-void PrepareProcess() {
+void PrepareProcess(char** argv) {
+  SetBlasThreads(argv);
   ConfigureAllocator();
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  SetBlasThreads();
+  // When there is no room for it now, whoever needs it later says so.
+  static_cast<void>(FitsInMemory(HoldBlasMemory));
   LimitOwnMemory();
 }
 

@@ -7,7 +7,7 @@
 namespace fermix {
 
 // Start-up of the process, in this order, all before the interpreter exists.
-void PrepareProcess();  // standard output by lines, BLAS on one thread, a limit on memory
+void PrepareProcess(char** argv);  // BLAS on one thread, standard output by lines, a limit on memory
 void PrintBanner();
 void SeedRandom();
 

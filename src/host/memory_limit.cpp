@@ -87,6 +87,12 @@ std::uint64_t AvailableMemory(const std::string& root) {
   return std::min(InBytes(ReadKey(root + "/proc/meminfo", "MemAvailable:")), LeftInControlGroups(root));
 }
 
+bool MemoryIsLimited() {
+  for (const auto resource : {RLIMIT_AS, RLIMIT_DATA})
+    if (rlimit limit{}; !getrlimit(resource, &limit) && limit.rlim_cur != RLIM_INFINITY) return true;
+  return false;
+}
+
 void LimitOwnMemory() {
   const std::uint64_t available = AvailableMemory(), used = InBytes(ReadKey("/proc/self/status", "VmData:"));
   rlimit limit{};

@@ -15,6 +15,9 @@ namespace fermix {
 // root is put before the paths that are read (/proc/..., /sys/fs/cgroup/...): "" for this machine.
 std::uint64_t AvailableMemory(const std::string& root = "");
 
+// Whether the process has a limit on its addresses or its data segment.
+bool MemoryIsLimited();
+
 // Lowers the soft limit of the data segment to what is in use plus what is available. A lower limit stays.
 void LimitOwnMemory();
 

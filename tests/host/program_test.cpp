@@ -219,5 +219,27 @@ TEST(Program, LimitsItsOwnDataUnlessALowerLimitIsSet) {
 #endif
 }
 
+#ifndef __SANITIZE_ADDRESS__
+// What the linear algebra library needs for itself must not make it wait for more, neither now nor at the
+// end.
+TEST(Program, DiagonalisesAndEndsUnderATightLimit) {
+  const std::string script = TemporaryScript(
+      "N = NewOperator('Number', 4, {0, 1, 2, 3}, {0, 1, 2, 3})\n"
+      "local f = io.open('/proc/self/status') print(f:read('*a'):match('Threads:%s*(%d+)')) f:close()\n"
+      "print(#Eigensystem(N, {4, 0, {'1111', 2, 2}}, 6))");
+  for (const char* limit : {"-v 130000", "-v 200000", "-d 60000"}) {
+    const std::string path = script + ".txt";
+    const std::string command = "ulimit -S " + std::string(limit) +
+                                "; unset OPENBLAS_NUM_THREADS OMP_NUM_THREADS; timeout 20 " + FERMIX_PROGRAM +
+                                " " + script + " > " + path;
+    EXPECT_EQ(std::system(command.c_str()), 0) << limit;
+    std::ifstream file(path);
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    EXPECT_NE(text.find("\n1\n"), std::string::npos) << limit << text;
+    EXPECT_NE(text.find("\n6\n"), std::string::npos) << limit << text;
+  }
+}
+#endif
+
 }  // namespace
 }  // namespace fermix

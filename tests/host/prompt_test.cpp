@@ -66,8 +66,9 @@ TEST(Prompt, SurvivesFinalisersThatFail) {
   const ProgramResult result = RunProgram(
       {},
       "function fail() error('in gc', 0) end\nsetmetatable({}, {__gc = fail})\nerror('a', 0)\n"
-      "setmetatable({}, {__gc = fail})\ncollectgarbage()\nfor i = 1, 100 do setmetatable({}, {__gc = fail}) end\n"
-      + std::string(300, '\n') + "for i = 1, 200 do pcall(collectgarbage) end\nio.write('alive\\n')\n");
+      "setmetatable({}, {__gc = fail})\ncollectgarbage()\nfor i = 1, 100 do setmetatable({}, {__gc = fail}) "
+      "end\n" +
+          std::string(300, '\n') + "for i = 1, 200 do pcall(collectgarbage) end\nio.write('alive\\n')\n");
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("alive\n"), std::string::npos) << result.out;
   EXPECT_NE(result.err.find("error in __gc metamethod (in gc)\n"), std::string::npos) << result.err;
@@ -75,8 +76,9 @@ TEST(Prompt, SurvivesFinalisersThatFail) {
 
 TEST(Prompt, SurvivesGlobalsThatRefuseUndefinedNames) {
   const ProgramResult result =
-      RunProgram({}, "print = nil setmetatable(_G, {__index = function(t, k) error('undefined ' .. k, 0) end})\n"
-                     "=x\nx = 1\n=x\nio.write('alive\\n')\n");
+      RunProgram({},
+                 "print = nil setmetatable(_G, {__index = function(t, k) error('undefined ' .. k, 0) end})\n"
+                 "=x\nx = 1\n=x\nio.write('alive\\n')\n");
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("alive\n"), std::string::npos) << result.out;
   EXPECT_NE(result.err.find("undefined x\n"), std::string::npos) << result.err;
