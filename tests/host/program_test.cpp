@@ -224,7 +224,7 @@ TEST(Program, LimitsItsOwnDataUnlessALowerLimitIsSet) {
 // end.
 TEST(Program, DiagonalisesAndEndsUnderATightLimit) {
   const std::string script = TemporaryScript(
-      "N = NewOperator('Number', 4, {0, 1, 2, 3}, {0, 1, 2, 3})\n"
+      "N = NewOperator('Number', 4, {0, 1, 2, 3}, {0, 1, 2, 3}, {1, 1, 1, 1})\n"
       "local f = io.open('/proc/self/status') print(f:read('*a'):match('Threads:%s*(%d+)')) f:close()\n"
       "print(#Eigensystem(N, {4, 0, {'1111', 2, 2}}, 6))");
   for (const char* limit : {"-v 130000", "-v 200000", "-d 60000"}) {
