@@ -9,10 +9,8 @@
 #include <ctime>
 
 #include "host/base/allocator.h"
-#include "host/base/status.h"
 #include "host/memory_limit.h"
 #include "host/mersenne_twister.h"
-#include "linalg/blas.h"
 
 // There when the BLAS is OpenBLAS.
 extern "C" void openblas_set_num_threads(int) __attribute__((weak));
@@ -74,8 +72,6 @@ void PrepareProcess(char** argv) {
   SetBlasThreads(argv);
   ConfigureAllocator();
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  // When there is no room for it now, whoever needs it later says so.
-  static_cast<void>(FitsInMemory(HoldBlasMemory));
   LimitOwnMemory();
 }
 
