@@ -19,7 +19,8 @@ Complex16 SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coe
   using T = decltype(C{} * K{});
   decltype(T{} * B{}) sum{};
   ForEachResult(
-      O, coefficients, false, 1, ElementCount(ket), *ket.basis, [&](std::uint32_t i) { return k[i]; },
+      O, coefficients, false, 1, ElementCount(ket), *ket.basis, *bra.basis,
+      [&](std::uint32_t i) { return k[i]; },
       [&](SurvivingTerms& results, const T* values) {
         BasisFindBatch(*bra.basis, results.keys.data(), results.count, results.numbers.data());
         for (std::uint32_t i = 0; i < results.count; ++i)
