@@ -300,8 +300,8 @@ int LuaEigensystem(lua_State* L) {
   CheckSpaces(L, *H, call);
   CheckStartIsPossible(L, call);
   CheckFinite(L, *H);
-  CheckHermitian(L, *H, call.settings.zero);
   PrepareStartFunctions(L, call);
+  CheckHermitian(L, *H, call.settings.zero);  // the last, as it may mend H
 
   Solve(*H, call);
 
