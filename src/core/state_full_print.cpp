@@ -40,7 +40,7 @@ void PrintSettings(const WaveFunctionType& psi, std::FILE* stream) {
     std::fprintf(stream, format, static_cast<int>(value));
   };
   std::fprintf(stream, "\nFull printout of WaveFunction: %s\n", psi.Name.c_str());
-  std::fputs("\nGeneral settings\n", stream);
+  std::fputs("\nGenneral settings\n", stream);
   line("QComplex      = %10i (Real==0 or Complex==1)\n", QComplex(psi));
   line("N             = %10i (Number of basis functions used to discribe psi)\n", ElementCount(psi));
   line("NFermion      = %10i (Number of fermions in the one particle basis)\n", layout.NFermion);
