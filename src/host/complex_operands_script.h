@@ -12,8 +12,8 @@ inline constexpr const char* ArithmeticWord[] = {"plus", "minus", "multiplied wi
                                                  "to the power"};
 inline const char* Word(ArithmeticOp op) { return ArithmeticWord[static_cast<int>(op)]; }
 
-// Pushes z op record for the userdata, or the matrix in table form, at index. Raises "Error: complex number plus wavefunction\n" and the
-// like for what has no meaning.
+// Pushes z op record for the userdata, or the matrix in table form, at index. Raises "Error: complex number
+// plus wavefunction\n" and the like for what has no meaning.
 void PushComplexOpRecord(lua_State* L, ArithmeticOp op, Complex16 z, int index);
 
 }  // namespace fermix

@@ -169,7 +169,7 @@ bool QCompactMatrixEqual(const CompactMatrixType& a, const CompactMatrixType& b)
   return a.Ni == b.Ni && a.Nj == b.Nj && a.Data.base() == b.Data.base();
 }
 
-bool QCompactMatrixFinite(const CompactMatrixType& m) {
+bool QFinite(const CompactMatrixType& m) {
   return std::visit(
       [](const auto& data) {
         return std::all_of(data.begin(), data.end(),

@@ -70,8 +70,6 @@ void CompactMatrixScaleComplex(CompactMatrixType& m, Complex16 z);
 
 // Shapes, kinds and all elements are equal: a real matrix differs from a complex one.
 bool QCompactMatrixEqual(const CompactMatrixType& a, const CompactMatrixType& b);
-// No element is infinite or not a number; what the drivers of the library ask for.
-bool QCompactMatrixFinite(const CompactMatrixType& m);
 
 // 1 if m is square and equals its conjugate transpose: real parts of mirrored elements a, b differ by no more
 // than |a + b| tolerance, imaginary parts sum to no more than |a - b| tolerance, plus a floor; the diagonal
@@ -113,6 +111,9 @@ CompactMatrixType TransformDiagonalMatrixByCompactMatrixTtranATcon(const std::ve
 
 // In place through an LU factorisation. Status 0, 1 for a failed factorisation, -1 for a rectangular matrix.
 [[nodiscard]] int CompactMatrixInverse(CompactMatrixType& m);
+
+// True when all elements are finite numbers.
+bool QFinite(const CompactMatrixType& m);
 
 // Eigensystem of a Hermitian matrix: values ascend, row k of V is the eigenvector of values[k], so that
 // A[i][j] = sum_k V[k][i] values[k] conj(V[k][j]).

@@ -54,7 +54,7 @@ int EigensystemOfElements(const CompactMatrixType& A, std::vector<T>& data, std:
 
 int CompactMatrixEigensystem(const CompactMatrixType& A, CompactMatrixType& V, std::vector<double>& values) {
   if (A.Ni != A.Nj) return Fail("CompactMatrixEigensystem called with non-square matrix\n");
-  if (!QCompactMatrixFinite(A))  // the drivers promise nothing then
+  if (!QFinite(A))  // the drivers promise nothing then
     return Fail("CompactMatrixEigensystem called with a matrix that is not finite\n");
   CompactMatrixType vectors = A;
   vectors.IsUserdata = false;

@@ -43,7 +43,7 @@ void PermuteRows(CompactMatrixType& m, const std::vector<std::size_t>& order) {
 int NonHermitianCompactMatrixEigensystem(const CompactMatrixType& A, CompactMatrixType& VL,
                                          CompactMatrixType& VR, std::vector<Complex16>& values) {
   if (A.Ni != A.Nj) return Fail("NonHermitianCompactMatrixEigensystem called with non-square matrix\n");
-  if (!QCompactMatrixFinite(A))  // the drivers promise nothing then
+  if (!QFinite(A))  // the drivers promise nothing then
     return Fail("NonHermitianCompactMatrixEigensystem called with a matrix that is not finite\n");
   CompactMatrixType left = EigenvectorMatrix(A, "Left Eigen vectors"),
                     right = EigenvectorMatrix(A, "Right Eigen vectors");

@@ -60,8 +60,8 @@ namespace {
 
 // Eigenvectors are used when they are biorthonormal up to this, also those of equal eigenvalues,
 constexpr double BiorthonormalTolerance = 1e-10;
-// and when no eigenvalue is this much more sensitive to rounding than that of a normal matrix. Beyond, scaling
-// and squaring keeps more digits.
+// and when no eigenvalue is this much more sensitive to rounding than that of a normal matrix. Beyond,
+// scaling and squaring keeps more digits.
 constexpr double EigenvectorCondition = 2;
 
 bool QWellConditioned(const CompactMatrixType& VL, const CompactMatrixType& VR) {

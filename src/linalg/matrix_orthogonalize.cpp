@@ -134,8 +134,7 @@ int OnColumns(OrthogonalizeFunction onRows, CompactMatrixType& m, double thresho
 
 int CompactMatrixSVDOrthogonalizeRow(CompactMatrixType& m, double threshold, bool removeRows) {
   if (m.Nj == 0) return ResizeCompactMatrix(m, 0, 0), 0;
-  if (!QCompactMatrixFinite(m))
-    return Fail("CompactMatrixSVDOrthogonalizeRow called with a matrix that is not finite\n");
+  if (!QFinite(m)) return Fail("CompactMatrixSVDOrthogonalizeRow called with a matrix that is not finite\n");
   CompactMatrixType work = m;
   if (const int status = OrthogonalizeRows(work, threshold, removeRows)) return status;
   m = std::move(work);
@@ -143,7 +142,7 @@ int CompactMatrixSVDOrthogonalizeRow(CompactMatrixType& m, double threshold, boo
 }
 
 int CompactMatrixGramSchmidtOrthogonalizeRow(CompactMatrixType& m, double threshold, bool removeRows) {
-  if (!QCompactMatrixFinite(m))
+  if (!QFinite(m))
     return Fail("CompactMatrixGramSchmidtOrthogonalizeRow called with a matrix that is not finite\n");
   const std::uint32_t dropped =
       std::visit([&](auto& data) { return GramSchmidtRows(m, data, threshold); }, m.Data);

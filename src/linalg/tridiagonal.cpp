@@ -20,8 +20,7 @@ TriDiagonalMatrixType InitTriDiagonalMatrix(std::uint32_t N) {
 
 int CompactMatrixTriDiagonalize(const CompactMatrixType& A, CompactMatrixType* Q, TriDiagonalMatrixType& T) {
   if (A.Ni != A.Nj) return Fail("CompactMatrixTriDiagonalize called with non-square matrix\n");
-  if (!QCompactMatrixFinite(A))
-    return Fail("CompactMatrixTriDiagonalize called with a matrix that is not finite\n");
+  if (!QFinite(A)) return Fail("CompactMatrixTriDiagonalize called with a matrix that is not finite\n");
   CompactMatrixType basis = A;
   CompactMatrixConjugate(basis);  // the library sees the transposed matrix
   TriDiagonalMatrixType chain = InitTriDiagonalMatrix(A.Nj);
