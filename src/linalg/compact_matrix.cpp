@@ -18,22 +18,18 @@ std::vector<T> ZeroElements(std::uint32_t Ni, std::uint32_t Nj) {
   return elements;
 }
 
-// m[i][j] += z b[k][l] with (i, j) = (k + row, l + column), all inside.
-void AddBlock(CompactMatrixType& m, const CompactMatrixType& b, Complex16 z, std::size_t row,
+// m[k + row][l + column] += factor b[k][l], all inside; m is complex if b or factor is.
+template <class Factor>
+void AddBlock(CompactMatrixType& m, const CompactMatrixType& b, Factor factor, std::size_t row,
               std::size_t column) {
-  if (IsComplexMatrix(b) || z.im != 0) MakeCompactRealMatrixComplex(m);
   std::visit(
       [&](auto& to, const auto& from) {
         using T = std::decay_t<decltype(to[0])>;
-        for (std::size_t k = 0; k < b.Ni; ++k)
-          for (std::size_t l = 0; l < b.Nj; ++l) {
-            auto& element = to[(k + row) * m.Nj + l + column];
-            if (z.im == 0) {
-              element += ToKind<T>(from[k * b.Nj + l] * z.re);
-            } else {
-              element += ToKind<T>(from[k * b.Nj + l] * z);
-            }
-          }
+        for (std::size_t k = 0; k < b.Ni; ++k) {
+          auto* target = to.data() + (k + row) * m.Nj + column;
+          const auto* source = from.data() + k * b.Nj;
+          for (std::size_t l = 0; l < b.Nj; ++l) target[l] += ToKind<T>(factor * source[l]);
+        }
       },
       m.Data, b.Data);
 }
@@ -155,12 +151,18 @@ int CompactMatrixAddShifted(CompactMatrixType& M, const CompactMatrixType& B, Co
                             std::uint32_t j) {
   if (std::uint64_t{i} + B.Ni > M.Ni || std::uint64_t{j} + B.Nj > M.Nj)
     return Fail("Matrix B shifted does not fit in matrix M\n");
-  AddBlock(M, B, z, i, j);
+  if (IsComplexMatrix(B) || z.im != 0) MakeCompactRealMatrixComplex(M);
+  if (z.im == 0) {
+    AddBlock(M, B, z.re, i, j);
+  } else {
+    AddBlock(M, B, z, i, j);
+  }
   return 0;
 }
 
 int CompactMatrixAdd(CompactMatrixType& a, const CompactMatrixType& b, double factor) {
   if (a.Ni != b.Ni || a.Nj != b.Nj) return Fail("Error in dimensions\n");
+  if (IsComplexMatrix(b)) MakeCompactRealMatrixComplex(a);
   AddBlock(a, b, factor, 0, 0);
   return 0;
 }
@@ -180,8 +182,9 @@ bool QFinite(const CompactMatrixType& m) {
 
 bool QCompactMatrixHermitian(const CompactMatrixType& m, double tolerance) {
   if (m.Ni != m.Nj) return false;
+  constexpr double floor = 10 * NumericalZero;
   const auto small = [&](double difference, double scale) {
-    return std::fabs(difference) <= std::fabs(scale) * tolerance + NumericalZero;  // false for not-a-number
+    return std::fabs(difference) <= std::fabs(scale) * tolerance + floor;  // false for not-a-number
   };
   return std::visit(
       [&](const auto& data) {

@@ -117,7 +117,7 @@ int LuaMatrixRandom(lua_State* L) {
   }
   const bool userdata = ReadForm(L, 3, false);
 
-  const auto [min, max] = std::pair(range[0], range[1]);
+  const Complex16 min = range[0], max = range[1];
   CompactMatrixType m = InitCompactMatrix(size[0], size[1], min.im != 0 || max.im != 0);
   std::visit(
       [&](auto& data) {

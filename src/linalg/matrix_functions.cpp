@@ -11,21 +11,21 @@ namespace fermix {
 
 namespace {
 
-int PowOfSquare(const CompactMatrixType& A, CompactMatrixType& R, std::int64_t n) {
+int Power(const CompactMatrixType& A, CompactMatrixType& R, std::int64_t n) {
   if (n == 0) return R = InitCompactIdentityMatrix(A.Ni, A.Nj), 0;
   if (n == 1) return R = A, 0;
   if (n < 0) {
     CompactMatrixType inverse = A;
     if (CompactMatrixInverse(inverse)) return Fail("CompactMatrixPow faild at CompactMatrixInverse\n");
-    return PowOfSquare(inverse, R, -n);
+    return Power(inverse, R, -n);
   }
   CompactMatrixType factor;
   if (n % 2 == 0) {
     if (CompactMatrixMultiply('N', 'N', A, A, factor))
       return Fail("CompactMatrixPow faild at CompactMatrixSqr\n");
-    return PowOfSquare(factor, R, n / 2);
+    return Power(factor, R, n / 2);
   }
-  if (const int status = PowOfSquare(A, factor, n - 1)) return status;
+  if (const int status = Power(A, factor, n - 1)) return status;
   if (CompactMatrixMultiply('N', 'N', factor, A, R))
     return Fail("CompactMatrixPow faild at CompactMatrixMultiply\n");
   return 0;
@@ -36,7 +36,7 @@ int PowOfSquare(const CompactMatrixType& A, CompactMatrixType& R, std::int64_t n
 int CompactMatrixPow(const CompactMatrixType& A, CompactMatrixType& R, std::int64_t n) {
   if (A.Ni != A.Nj) return Fail("CompactMatrixPow called with non-square matrix\n");
   CompactMatrixType power;
-  if (const int status = PowOfSquare(A, power, n)) return status;
+  if (const int status = Power(A, power, n)) return status;
   power.A0 = A.A0;
   power.B0 = A.B0;
   power.Mu = A.Mu;
