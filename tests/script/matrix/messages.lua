@@ -83,9 +83,9 @@ local errors = {
   {"First argument of Orthogonalize should either be a table of wave-functions or a rectangular matrix (table of tables of equal lenght).\n",
     Orthonormalize, {{1}, {1, 2}}},
   {"Failure in Orthogonalize Sorry\n", Orthonormalize, {{nan}}},
-  -- sizes that no memory holds
-  {"not enough memory", Matrix.Zero, 1e7}, {"not enough memory", Matrix.Identity, 1e300}, {"not enough memory", Matrix.Random, {0, I}, {1e6, 1e7}},
-  {"not enough memory", Matrix.Expand, square, 1e7}, {"not enough memory", Matrix.Enlarge, square, 1e9}
+  -- sizes that no array has
+  {"not enough memory", Matrix.Zero, 1e300}, {"not enough memory", Matrix.Identity, 4e9}, {"not enough memory", Matrix.Random, {0, I}, {1e10, 1e10}},
+  {"not enough memory", Matrix.Expand, square, inf}, {"not enough memory", Matrix.Enlarge, square, 2e9}
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], e[2], table.unpack(e, 3, e.n or #e)) end
 
