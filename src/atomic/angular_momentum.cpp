@@ -1,11 +1,11 @@
 #include "atomic/angular_momentum.h"
 
+#include <gmpxx.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
-
-#include "atomic/big_natural.h"
 
 namespace fermix {
 
@@ -55,26 +55,20 @@ Real Sum(const RacahSum& racah) {
 // For larger momenta the terms cancel beyond any fixed precision.
 Real ExactSum(const RacahSum& racah) {
   const auto [a, b, c, p, q] = racah;
-  BigNatural term(1), ofEven(0), ofOdd(0);
-  const auto times = [&](Int numerator, Int denominator) {
-    term.MultiplyBy(static_cast<std::uint32_t>(numerator));
-    term.DivideBy(static_cast<std::uint32_t>(denominator));
+  const auto binomial = [](Int n, Int k) {
+    mpz_class value;
+    mpz_bin_uiui(value.get_mpz_t(), static_cast<unsigned long>(n), static_cast<unsigned long>(k));
+    return value;
   };
-  const auto timesBinomial = [&](Int n, Int k) {
-    for (Int i = 1; i <= k; ++i) times(n - k + i, i);
-  };
-  Int k = racah.first();
-  timesBinomial(a, k);
-  timesBinomial(b, p - k);
-  timesBinomial(c, q - k);
-  for (;; ++k) {
-    (QOdd(k) ? ofOdd : ofEven).Add(term);
-    if (k == racah.last()) break;
-    times(a - k, k + 1);
-    times(p - k, b - p + k + 1);
-    times(q - k, c - q + k + 1);
+  mpz_class S;
+  for (Int k = racah.first(); k <= racah.last(); ++k) {
+    const mpz_class term = binomial(a, k) * binomial(b, p - k) * binomial(c, q - k);
+    S += QOdd(k) ? mpz_class(-term) : term;
   }
-  return Difference(ofEven, ofOdd);
+  // Its leading 64 bits, which the mantissa of Real holds.
+  const auto shift = static_cast<Int>(std::max<std::size_t>(mpz_sizeinbase(S.get_mpz_t(), 2), 64) - 64);
+  const mpz_class leading = abs(S) >> static_cast<unsigned long>(shift);
+  return std::ldexp(static_cast<Real>(leading.get_ui()), static_cast<int>(shift)) * sgn(S);
 }
 
 }  // namespace
