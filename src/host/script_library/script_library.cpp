@@ -9,6 +9,7 @@
 #include "host/math_script.h"
 #include "host/script_library/generic_script.h"
 #include "host/timing_script.h"
+#include "host/value_file_script.h"
 #include "solvers/eigensystem_script.h"
 #include "spectra/create_spectra_script.h"
 #include "spectra/spectrum_script.h"
@@ -36,7 +37,7 @@ void RegisterKestor(lua_State* L) {
 
 // Types and tables of functions.
 constexpr void (*types[])(lua_State*) = {RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType,
-                                         RegisterOb, RegisterKestor};
+                                         RegisterOb,           RegisterKestor,           RegisterValueFiles};
 
 // Global functions, grouped by what they work on.
 constexpr luaL_Reg functions[] = {
