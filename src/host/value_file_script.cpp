@@ -21,16 +21,21 @@ namespace {
 // --- Values as text
 
 // What the text around a value asks of the interpreter when the file is read: it nests at most 200 calls of
-// its parser, and keeps all that is open in a table in 250 registers - one for the table, one for each of up
-// to 49 elements of a list that wait to be stored, two for a key and its value.
+// its parser, and keeps all that is open in 250 registers - one for a list and one for each of up to 49 of
+// its elements that wait to be stored, up to three for a table, a key and its value.
 struct Nesting {
   int depth = 0, registers = 0;
 };
 constexpr int maxDepth = 150;
-constexpr int maxWaiting = 50;
-constexpr int recordRegisters = 110;                 // inside of the call that makes a record
-constexpr int maxRegisters = 240 - recordRegisters;  // around anything
-constexpr int maxListRegisters = 100;  // around a list; beyond, elements are written with their keys
+constexpr int maxRegisters = 240;
+constexpr int maxWaiting = 50, keyedRegisters = 3;
+constexpr int recordRegisters = 110;   // of the call that makes a record
+constexpr int maxListRegisters = 100;  // beyond, the elements of a list are written with their keys
+
+// Refuses what would not be read back; also what contains itself.
+void CheckNesting(lua_State* L, const Nesting& nesting, int inside) {
+  EnterTable(L, nesting.registers + inside > maxRegisters ? maxDepth : nesting.depth, maxDepth);
+}
 
 void Write(lua_State* L, int index, std::FILE* stream, Nesting nesting);
 
@@ -86,10 +91,12 @@ std::vector<SortedKey> PushKeys(lua_State* L, int index, int listed) {
 }
 
 void WriteTable(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
-  if (nesting.registers > maxRegisters) nesting.depth = maxDepth;
-  EnterTable(L, nesting.depth, maxDepth);
+  CheckNesting(L, nesting, keyedRegisters);
   const int length = SequenceLength(L, index);
-  const int listed = nesting.registers + std::min(length, maxWaiting) > maxListRegisters ? 0 : length;
+  // A short list takes no more room than its keys would.
+  const bool list =
+      length < keyedRegisters || nesting.registers + std::min(length, maxWaiting) <= maxListRegisters;
+  const int listed = list ? length : 0;
   const char* separator = "";
   std::fputs("{ ", stream);
   for (int i = 1; i <= listed; ++i) {
@@ -101,7 +108,7 @@ void WriteTable(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
   }
   if (listed) separator = " ,\n  ";
   for (const SortedKey& key : PushKeys(L, index, listed)) {
-    const Nesting inner = {nesting.depth + 1, nesting.registers + 3};
+    const Nesting inner = {nesting.depth + 1, nesting.registers + keyedRegisters};
     lua_rawgeti(L, -1, key.position);
     std::fprintf(stream, "%s[ ", separator);
     Write(L, -1, stream, inner);
@@ -123,7 +130,8 @@ bool WriteRecord(lua_State* L, int index, std::FILE* stream) {
   return record != nullptr;
 }
 
-void WriteUserdata(lua_State* L, int index, std::FILE* stream) {
+void WriteUserdata(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
+  CheckNesting(L, nesting, TestRecord<Complex16>(L, index) ? keyedRegisters : recordRegisters);
   if (!(WriteRecord<Complex16>(L, index, stream) || WriteRecord<OperatorType>(L, index, stream) ||
         WriteRecord<WaveFunctionType>(L, index, stream) || WriteRecord<SpectraTypeArray>(L, index, stream)))
     luaL_error(L, "Error in LuaASCIIStreamPrint unrecognized type of user data\n");
@@ -151,7 +159,7 @@ void Write(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
       WriteTable(L, index, stream, nesting);
       break;
     case LUA_TUSERDATA:
-      WriteUserdata(L, index, stream);
+      WriteUserdata(L, index, stream, nesting);
       break;
     case LUA_TFUNCTION:
       luaL_error(L, "Error in LuaASCIIStreamPrint unrecognized type of function\n");
