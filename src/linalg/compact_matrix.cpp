@@ -29,6 +29,13 @@ const std::vector<T>& ElementsAs(const CompactMatrixType& m, std::vector<T>& scr
   return scratch;
 }
 
+void ConjugateAll(std::vector<double>&) {}
+void ConjugateAll(std::vector<Complex16>& data) {
+  for (Complex16& z : data) z.im = -z.im;
+}
+
+}  // namespace
+
 bool QFinite(const CompactMatrixType& m) {
   return std::visit(
       [](const auto& data) {
@@ -37,13 +44,6 @@ bool QFinite(const CompactMatrixType& m) {
       },
       m.Data);
 }
-
-void ConjugateAll(std::vector<double>&) {}
-void ConjugateAll(std::vector<Complex16>& data) {
-  for (Complex16& z : data) z.im = -z.im;
-}
-
-}  // namespace
 
 CompactMatrixType InitCompactMatrix(std::uint32_t Ni, std::uint32_t Nj, bool complex) {
   CompactMatrixType m;

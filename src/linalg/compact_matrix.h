@@ -62,6 +62,9 @@ bool QCompactMatrixHermitian(const CompactMatrixType& m, double tolerance);
 // In place through an LU factorisation. Status 0, 1 for a failed factorisation, -1 for a rectangular matrix.
 [[nodiscard]] int CompactMatrixInverse(CompactMatrixType& m);
 
+// True when all elements are finite numbers.
+bool QFinite(const CompactMatrixType& m);
+
 // Eigensystem of a Hermitian matrix: values ascend, row k of V is the eigenvector of values[k], so that
 // A[i][j] = sum_k V[k][i] values[k] conj(V[k][j]).
 // Status 1 after printed lines when A is not square or both LAPACK drivers fail.

@@ -95,20 +95,6 @@ void ReadOptions(lua_State* L, Call& call) {
 // --- Checks
 // --------------------------------------------------------------------------------------------------
 
-void CheckRestrictions(lua_State* L, const DeterminantRestrictionType& R, const KeyLayout& layout) {
-  if (NRestrictions(R) == 0) return;
-  if (R.layout.NFermion != layout.NFermion)
-    ScriptError(L,
-                "Number of Fermions in definition of restrictions (%d) not the same as number of Fermions in "
-                "operator (%d)\n",
-                R.layout.NFermion, layout.NFermion);
-  if (R.layout.NBoson != layout.NBoson)
-    ScriptError(L,
-                "Number of Bosons in definition of restrictions (%d) not the same as number of Bosons in "
-                "operator (%d)\n",
-                R.layout.NBoson, layout.NBoson);
-}
-
 // All that meets must live on one space.
 void CheckSpaces(lua_State* L, const OperatorType& H, const Call& call) {
   for (std::size_t k = 0; k < call.psi.size(); ++k) {
@@ -122,9 +108,9 @@ void CheckSpaces(lua_State* L, const OperatorType& H, const Call& call) {
                   "Wave-function %d has a different number of Bosons (%d) than the Hamilton operator (%d)\n",
                   static_cast<int>(k) + 1, layout.NBoson, H.layout.NBoson);
   }
-  CheckRestrictions(L, call.start, H.layout);
-  CheckRestrictions(L, call.settings.Restrictions, H.layout);
-  CheckRestrictions(L, H.Restrictions, H.layout);
+  CheckRestrictionsFit(L, call.start, H.layout);
+  CheckRestrictionsFit(L, call.settings.Restrictions, H.layout);
+  CheckRestrictionsFit(L, H.Restrictions, H.layout);
 }
 
 bool QFinite(Complex16 z) { return std::isfinite(z.re) && std::isfinite(z.im); }
@@ -300,8 +286,8 @@ int LuaEigensystem(lua_State* L) {
   CheckSpaces(L, *H, call);
   CheckStartIsPossible(L, call);
   CheckFinite(L, *H);
-  CheckHermitian(L, *H, call.settings.zero);
   PrepareStartFunctions(L, call);
+  CheckHermitian(L, *H, call.settings.zero);  // the last, as it may mend H
 
   Solve(*H, call);
 
