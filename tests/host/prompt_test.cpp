@@ -117,7 +117,7 @@ TEST(Prompt, AnInterruptStopsTheStatementOnly) {
   const ProgramResult result = program.Finish();
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("5\nF \n"), std::string::npos) << result.out;
-  EXPECT_EQ(result.err.rfind("interrupted!", 0), 0u) << result.err;
+  EXPECT_NE(result.err.find("interrupted!\nstack traceback:"), std::string::npos) << result.err;
 }
 
 TEST(Prompt, InterruptsCanBeCaughtAndRepeated) {
@@ -133,7 +133,7 @@ TEST(Prompt, InterruptsCanBeCaughtAndRepeated) {
   const ProgramResult result = program.Finish();
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("F 2\nF \n"), std::string::npos) << result.out;
-  EXPECT_EQ(result.err.rfind("interrupted!", 0), 0u) << result.err;
+  EXPECT_NE(result.err.find("interrupted!\nstack traceback:"), std::string::npos) << result.err;
 }
 
 TEST(Prompt, AnInterruptBetweenStatementsEndsTheProgram) {
