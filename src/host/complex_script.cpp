@@ -260,7 +260,10 @@ void luaconstants(lua_State* L) {
                    {"pi", 3.141592653589793},
                    {"E", 2.718281828459045},
                    {"e", 2.718281828459045},
-                   {"inf", std::numeric_limits<double>::infinity()}};
+                   {"inf", std::numeric_limits<double>::infinity()},
+                   // As they stand in files of values
+                   {"INF", std::numeric_limits<double>::infinity()},
+                   {"NAN", std::numeric_limits<double>::quiet_NaN()}};
   for (const auto& constant : constants) {
     lua_pushnumber(L, constant.value);
     lua_setglobal(L, constant.name);

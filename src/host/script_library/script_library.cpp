@@ -10,6 +10,7 @@
 #include "host/math_script.h"
 #include "host/script_library/generic_script.h"
 #include "host/timing_script.h"
+#include "host/value_file_script.h"
 #include "linalg/matrix_arithmetic_script.h"
 #include "linalg/matrix_functions_script.h"
 #include "linalg/matrix_script.h"
@@ -48,7 +49,7 @@ void RegisterVelko(lua_State* L) {
 // Types and tables of functions.
 constexpr void (*types[])(lua_State*) = {
     RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType, RegisterMatrixType,
-    RegisterOb,           RegisterKestor,           RegisterVelko};
+    RegisterOb,           RegisterKestor,           RegisterVelko,       RegisterValueFiles};
 
 // Global functions, grouped by what they work on.
 constexpr luaL_Reg functions[] = {
