@@ -1,6 +1,8 @@
 #include "host/script_library/script_library.h"
 
 #include "atomic/angular_momentum_script.h"
+#include "atomic/orbitals_script.h"
+#include "atomic/special_functions_script.h"
 #include "core/expectation_script.h"
 #include "core/operator_script.h"
 #include "core/statistics_script.h"
@@ -34,9 +36,14 @@ void RegisterKestor(lua_State* L) {
   RegisterTable(L, "Kestor", functions);
 }
 
+void RegisterVelko(lua_State* L) {
+  constexpr luaL_Reg functions[] = {{"SortByKappa", Entry<LuaSortByKappa>}, {nullptr, nullptr}};
+  RegisterTable(L, "Velko", functions);
+}
+
 // Types and tables of functions.
 constexpr void (*types[])(lua_State*) = {RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType,
-                                         RegisterOb, RegisterKestor};
+                                         RegisterOb,           RegisterKestor,           RegisterVelko};
 
 // Global functions, grouped by what they work on.
 constexpr luaL_Reg functions[] = {
@@ -76,12 +83,38 @@ constexpr luaL_Reg functions[] = {
     // solvers and spectra
     {"Eigensystem", Entry<LuaEigensystem>},
     {"CreateSpectra", Entry<LuaCreateSpectra>},
+    // orbitals and bases of shells
+    {"NonRelToRelOrbitals", Entry<LuaNonRelToRelOrbitals>},
+    {"RelToNonRelOrbitals", Entry<LuaRelToNonRelOrbitals>},
+    {"SortByKappa", Entry<LuaSortByKappa>},
+    {"OrbitalRotationMatrix", Entry<LuaOrbitalRotationMatrix>},
+    {"YtojjzMatrix", Entry<LuaYtojjzMatrix>},
+    {"YtoKMatrix", Entry<LuaYtoKMatrix>},
+    {"YtoZMatrix", Entry<LuaYtoZMatrix>},
+    {"ZtoKMatrix", Entry<LuaZtoKMatrix>},
+    {"CreateAtomicIndicesDict", Entry<LuaCreateAtomicIndicesDict>},
+    {"CreateAtomicIndicesList", Entry<LuaCreateAtomicIndicesList>},
+    {"OrbToMultiplicity", Entry<LuaOrbToMultiplicity>},
 };
 
 // Goes into the table math, whose entries all become globals.
 constexpr luaL_Reg mathFunctions[] = {{"ThreeJ", Entry<LuaThreeJSymbol>},
                                       {"ThreeJSymbol", Entry<LuaThreeJSymbol>},
                                       {"SlaterCoefficientC", Entry<LuaSlaterCoefficientC>},
+                                      {"SphericalHarmonicY", Entry<LuaSphericalHarmonicY>},
+                                      {"SphericalHarmonicC", Entry<LuaSphericalHarmonicC>},
+                                      {"TesseralHarmonicZ", Entry<LuaTesseralHarmonicZ>},
+                                      {"TesseralHarmonicD", Entry<LuaTesseralHarmonicD>},
+                                      {"KubicHarmonicK", Entry<LuaKubicHarmonicK>},
+                                      {"KubicHarmonicE", Entry<LuaKubicHarmonicE>},
+                                      {"SphericalBesselJ", Entry<LuaSphericalBesselJ>},
+                                      {"LaguerreL", Entry<LuaLaguerreL>},
+                                      {"erf", Entry<LuaErf>},
+                                      {"Erf", Entry<LuaErf>},
+                                      {"erfc", Entry<LuaErfc>},
+                                      {"Erfc", Entry<LuaErfc>},
+                                      {"FaddeevaW", Entry<LuaFaddeevaW>},
+                                      {"Voight", Entry<LuaVoight>},
                                       {nullptr, nullptr}};
 
 }  // namespace
