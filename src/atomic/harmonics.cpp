@@ -1,5 +1,6 @@
 #include "atomic/harmonics.h"
 
+#include <cmath>
 #include <numbers>
 
 namespace fermix {
@@ -11,9 +12,9 @@ using Real = long double;
 
 bool QHarmonic(int l, int m) { return 0 <= l && l <= MaxHarmonicL && -l <= m && m <= l; }
 
-// sqrt((2l+1)/(4 pi) (l-m)!/(l+m)!) P_l^m(cos theta) without Condon-Shortley phase, 0 <= m <= l:
-// upwards in m along l = m, then upwards in l.
-Real PolarFactor(int l, int m, double theta) {
+// sqrt((l-m)!/(l+m)!) P_l^m(cos theta), 0 <= m <= l, without Condon-Shortley phase, and times
+// sqrt((2l+1) / 4 pi) for unit norm: upwards in m along l = m, then upwards in l.
+Real PolarFactor(int l, int m, double theta, HarmonicNorm norm) {
   const Real z = std::cos(static_cast<Real>(theta)), rho = std::sin(static_cast<Real>(theta));
   Real p = 1, previous = 0;
   for (int k = 1; k <= m; ++k) p *= rho * std::sqrt(static_cast<Real>(2 * k - 1) / (2 * k));
@@ -23,13 +24,13 @@ Real PolarFactor(int l, int m, double theta) {
     previous = p;
     p = next;
   }
-  return p * std::sqrt((2 * l + 1) / (4 * std::numbers::pi_v<Real>));
+  return norm == HarmonicNorm::unit ? p * std::sqrt((2 * l + 1) / (4 * std::numbers::pi_v<Real>)) : p;
 }
 
 Real CondonShortley(int m) { return m > 0 && m % 2 != 0 ? -1 : 1; }
 
-Real Tesseral(int l, int m, double theta, double phi) {
-  const Real p = PolarFactor(l, std::abs(m), theta), angle = std::abs(m) * static_cast<Real>(phi);
+Real Tesseral(int l, int m, double theta, double phi, HarmonicNorm norm) {
+  const Real p = PolarFactor(l, std::abs(m), theta, norm), angle = std::abs(m) * static_cast<Real>(phi);
   if (m == 0) return p;
   return std::numbers::sqrt2_v<Real> * p * (m > 0 ? std::cos(angle) : std::sin(angle));
 }
@@ -109,30 +110,30 @@ const CubicRow* FindCubic(int l, int i) {
 
 }  // namespace
 
-double ReSphericalHarmonicY(int l, int m, double theta, double phi) {
+double ReSphericalHarmonicY(int l, int m, double theta, double phi, HarmonicNorm norm) {
   if (!QHarmonic(l, m)) return 0;
-  return static_cast<double>(CondonShortley(m) * PolarFactor(l, std::abs(m), theta) *
+  return static_cast<double>(CondonShortley(m) * PolarFactor(l, std::abs(m), theta, norm) *
                              std::cos(m * static_cast<Real>(phi)));
 }
 
-double ImSphericalHarmonicY(int l, int m, double theta, double phi) {
+double ImSphericalHarmonicY(int l, int m, double theta, double phi, HarmonicNorm norm) {
   if (!QHarmonic(l, m) || m == 0) return 0;
-  return static_cast<double>(CondonShortley(m) * PolarFactor(l, std::abs(m), theta) *
+  return static_cast<double>(CondonShortley(m) * PolarFactor(l, std::abs(m), theta, norm) *
                              std::sin(m * static_cast<Real>(phi)));
 }
 
-double TesseralHarmonicZ(int l, int m, double theta, double phi) {
-  return QHarmonic(l, m) ? static_cast<double>(Tesseral(l, m, theta, phi)) : 0;
+double TesseralHarmonicZ(int l, int m, double theta, double phi, HarmonicNorm norm) {
+  return QHarmonic(l, m) ? static_cast<double>(Tesseral(l, m, theta, phi, norm)) : 0;
 }
 
-double CubicHarmonicK(int l, int i, double theta, double phi) {
+double CubicHarmonicK(int l, int i, double theta, double phi, HarmonicNorm norm) {
   const CubicRow* row = FindCubic(l, i);
   if (!row) return 0;
   Real sum = 0;
   for (const auto& t : row->terms) {
     if (t.numerator == 0) continue;
     const Real weight = std::sqrt(static_cast<Real>(std::abs(t.numerator)) / row->denominator);
-    sum += std::copysign(weight, t.numerator) * Tesseral(l, t.m, theta, phi);
+    sum += std::copysign(weight, t.numerator) * Tesseral(l, t.m, theta, phi, norm);
   }
   return static_cast<double>(sum);
 }

@@ -1,4 +1,4 @@
-// Angular functions of unit norm on the sphere: spherical, tesseral and cubic harmonics.
+// Angular functions: spherical, tesseral and cubic harmonics.
 //
 // theta is the polar angle, phi the azimuth, in radians; any real theta is allowed and continues the
 // trigonometric polynomials. All are accurate to the last bits of a double.
@@ -10,22 +10,22 @@
 //   K(l, i)    combinations of the Z(l, m) that belong to the axes of a cube; i is a position in a list
 #pragma once
 
-#include <cmath>
 #include <vector>
 
 namespace fermix {
 
 inline constexpr int MaxHarmonicL = 12, MaxCubicL = 6;
 
-// 0 for l above MaxHarmonicL and for |m| > l.
-double ReSphericalHarmonicY(int l, int m, double theta, double phi);
-double ImSphericalHarmonicY(int l, int m, double theta, double phi);
-double TesseralHarmonicZ(int l, int m, double theta, double phi);
-// i = -l .. l; 0 for l above MaxCubicL and for |i| > l.
-double CubicHarmonicK(int l, int i, double theta, double phi);
+// Unit norm on the sphere, or renormalised by sqrt(4 pi / (2 l + 1)), so that the function of m = 0 is 1 at
+// the pole.
+enum class HarmonicNorm { unit, renormalised };
 
-// The factor sqrt(4 pi / (2 l + 1)) that makes renormalised harmonics of those of unit norm.
-inline double HarmonicRenormalisation(int l) { return std::sqrt(12.566370614359172 / (2 * l + 1)); }
+// 0 for l above MaxHarmonicL and for |m| > l.
+double ReSphericalHarmonicY(int l, int m, double theta, double phi, HarmonicNorm norm = HarmonicNorm::unit);
+double ImSphericalHarmonicY(int l, int m, double theta, double phi, HarmonicNorm norm = HarmonicNorm::unit);
+double TesseralHarmonicZ(int l, int m, double theta, double phi, HarmonicNorm norm = HarmonicNorm::unit);
+// i = -l .. l; 0 for l above MaxCubicL and for |i| > l.
+double CubicHarmonicK(int l, int i, double theta, double phi, HarmonicNorm norm = HarmonicNorm::unit);
 
 // One term of K(l, i): sign(square) sqrt(|square|) Z(l, m).
 struct CubicTerm {

@@ -52,18 +52,23 @@ HarmonicArguments CheckSpherical(lua_State* L, const char* countText) {
   return CheckHarmonic(L, countText, "Spherical Harmonics only implemented for 0<=l<=12 l=%d");
 }
 
-HarmonicArguments CheckTesseral(lua_State* L) {
-  return CheckHarmonic(L, "math.SphericalHarmonicsY expects 4 parameters l,m,theta,phi",
-                       "Spherical Harmonics only implemented for 0<l<12 l=%d");
+using enum HarmonicNorm;
+
+int PushSpherical(lua_State* L, const HarmonicArguments& a, HarmonicNorm norm) {
+  return lua_pushcomplex(L, {ReSphericalHarmonicY(a.l, a.m, a.theta, a.phi, norm),
+                             ImSphericalHarmonicY(a.l, a.m, a.theta, a.phi, norm)});
 }
 
-HarmonicArguments CheckCubic(lua_State* L) {
-  return CheckHarmonic(L, "math.SphericalHarmonicsY expects 4 parameters l,m,theta,phi",
-                       "Spherical Harmonics only implemented for 0<=l<=6 l=%d");
+int PushTesseral(lua_State* L, HarmonicNorm norm) {
+  const auto a = CheckHarmonic(L, "math.SphericalHarmonicsY expects 4 parameters l,m,theta,phi",
+                               "Spherical Harmonics only implemented for 0<l<12 l=%d");
+  return lua_push(L, TesseralHarmonicZ(a.l, a.m, a.theta, a.phi, norm));
 }
 
-Complex16 SphericalHarmonicY(const HarmonicArguments& a) {
-  return {ReSphericalHarmonicY(a.l, a.m, a.theta, a.phi), ImSphericalHarmonicY(a.l, a.m, a.theta, a.phi)};
+int PushCubic(lua_State* L, HarmonicNorm norm) {
+  const auto a = CheckHarmonic(L, "math.SphericalHarmonicsY expects 4 parameters l,m,theta,phi",
+                               "Spherical Harmonics only implemented for 0<=l<=6 l=%d");
+  return lua_push(L, CubicHarmonicK(a.l, a.m, a.theta, a.phi, norm));
 }
 
 }  // namespace
@@ -85,34 +90,17 @@ int LuaVoight(lua_State* L) {
 }
 
 int LuaSphericalHarmonicY(lua_State* L) {
-  const auto a = CheckSpherical(L, "math.SphericalHarmonicsY expects 4 parameters l,m,theta,phi");
-  return lua_pushcomplex(L, SphericalHarmonicY(a));
+  return PushSpherical(L, CheckSpherical(L, "math.SphericalHarmonicsY expects 4 parameters l,m,theta,phi"),
+                       unit);
 }
-
 int LuaSphericalHarmonicC(lua_State* L) {
-  const auto a = CheckSpherical(L, "math.SphericalHarmonicsC expects 4 parameters l,m,theta,phi");
-  return lua_pushcomplex(L, HarmonicRenormalisation(a.l) * SphericalHarmonicY(a));
+  return PushSpherical(L, CheckSpherical(L, "math.SphericalHarmonicsC expects 4 parameters l,m,theta,phi"),
+                       renormalised);
 }
-
-int LuaTesseralHarmonicZ(lua_State* L) {
-  const auto a = CheckTesseral(L);
-  return lua_push(L, TesseralHarmonicZ(a.l, a.m, a.theta, a.phi));
-}
-
-int LuaTesseralHarmonicD(lua_State* L) {
-  const auto a = CheckTesseral(L);
-  return lua_push(L, HarmonicRenormalisation(a.l) * TesseralHarmonicZ(a.l, a.m, a.theta, a.phi));
-}
-
-int LuaKubicHarmonicK(lua_State* L) {
-  const auto a = CheckCubic(L);
-  return lua_push(L, CubicHarmonicK(a.l, a.m, a.theta, a.phi));
-}
-
-int LuaKubicHarmonicE(lua_State* L) {
-  const auto a = CheckCubic(L);
-  return lua_push(L, HarmonicRenormalisation(a.l) * CubicHarmonicK(a.l, a.m, a.theta, a.phi));
-}
+int LuaTesseralHarmonicZ(lua_State* L) { return PushTesseral(L, unit); }
+int LuaTesseralHarmonicD(lua_State* L) { return PushTesseral(L, renormalised); }
+int LuaKubicHarmonicK(lua_State* L) { return PushCubic(L, unit); }
+int LuaKubicHarmonicE(lua_State* L) { return PushCubic(L, renormalised); }
 
 // A negative order counts as the unsigned number that it would be: far above any x.
 int LuaSphericalBesselJ(lua_State* L) {
