@@ -23,7 +23,7 @@ CompactMatrixType Identity(std::uint32_t n) {
   return m;
 }
 
-// Rows and columns 0 .. Ni - 1, 0 .. Nj - 1 of m, beginning at a row and going around.
+// Ni rows of m, beginning at firstRow and going around, of Nj columns.
 CompactMatrixType CutRows(CompactMatrixType& m, std::uint32_t firstRow, std::uint32_t Ni, std::uint32_t Nj) {
   CompactMatrixType result = InitCompactMatrix(Ni, Nj, false);
   for (std::uint32_t i = 0; i < Ni; ++i)
