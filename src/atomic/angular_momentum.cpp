@@ -71,6 +71,12 @@ Real ExactSum(const RacahSum& racah) {
   return std::ldexp(static_cast<Real>(leading.get_ui()), static_cast<int>(shift)) * sgn(S);
 }
 
+// A state of j = l +- 1/2, with j and mj doubled; l so small that doubling it is safe.
+bool QSpinOrbital(int l, int twoJ, int twoMj) {
+  constexpr int MostL = 1 << 24;
+  return 0 <= l && l <= MostL && (twoJ == 2 * l + 1 || twoJ == 2 * l - 1) && QColumn(twoJ, twoMj);
+}
+
 }  // namespace
 
 // With p = j1 - m1, q = j2 + m2 and J = a + b + c,
@@ -106,6 +112,20 @@ double SlaterCoefficientC(int k, int l1, int m1, int l2, int m2) {
   const double value = std::sqrt((2.0 * l1 + 1) * (2.0 * l2 + 1)) * ThreeJSymbol(l1, 0, k, 0, l2, 0) *
                        ThreeJSymbol(l1, -m1, k, static_cast<int>(q), l2, m2);
   return QOdd(m1) ? -value : value;
+}
+
+double SlaterCoefficientCjcoupling(int k, int l1, int twoJ1, int twoMj1, int l2, int twoJ2, int twoMj2) {
+  if (!QSpinOrbital(l1, twoJ1, twoMj1) || !QSpinOrbital(l2, twoJ2, twoMj2)) return 0;
+  // Coupling coefficients up to the common phase and root below, for the spin s = +1 or -1, doubled.
+  const auto coupling = [](int l, int twoJ, int twoMj, int s) {
+    return ThreeJSymbolHalf(2 * l, twoMj - s, 1, s, twoJ, -twoMj);
+  };
+  double sum = 0;
+  for (int s : {-1, 1})
+    sum += coupling(l1, twoJ1, twoMj1, s) * coupling(l2, twoJ2, twoMj2, s) *
+           SlaterCoefficientC(k, l1, (twoMj1 - s) / 2, l2, (twoMj2 - s) / 2);
+  const double value = std::sqrt((twoJ1 + 1.0) * (twoJ2 + 1.0)) * sum;
+  return QOdd(Int{l1} + l2 + (Int{twoMj1} + twoMj2) / 2 + 1) ? -value : value;
 }
 
 SlaterCoefficients::SlaterCoefficients(int k, int shell1, int shell2) : l1(shell1), l2(shell2) {
