@@ -389,7 +389,9 @@ void OperatorAdd(OperatorType& O, const OperatorType& Other, Complex16 factor) {
 
 bool QOperatorEqual(const OperatorType& A, const OperatorType& B, double epsilon) {
   return OrSay("OperatorAddNormalOrder failed in QOperatorEqual\n", [&] {
-    OperatorType difference = A;
+    // Fermions of A stay as stored; bosons stand in the other order there as a rule.
+    OperatorType difference = A.layout.NBoson ? InitOperatorCopySettings(A) : A;
+    if (A.layout.NBoson) OperatorAddNormalOrder(difference, A, 1.0, QDetNotOrderedFcFaBaBc);
     OperatorAddNormalOrder(difference, B, -1.0, QDetNotOrderedFcFaBaBc);
     OperatorRemoveSmallValues(difference, epsilon);
     return QWithoutTerms(difference);

@@ -202,7 +202,7 @@ struct TransposePolicy {
   void Record(lua_State* L, const Complex16& z) const { lua_pushcomplex(L, z); }
   void Record(lua_State* L, const WaveFunctionType& psi) const { lua_push(L, WaveFunctionCopy(psi)); }
   void Record(lua_State* L, const OperatorType& O) const {
-    lua_push(L, OperatorTransposeNormalOrder(O, QDetNotOrderedFcFaBcBa));
+    lua_push(L, OperatorTransposeNormalOrder(O, QDetNotOrderedFcFaBaBc));
   }
   void Record(lua_State* L, CompactMatrixType m) const {
     CompactMatrixTranspose(m);
@@ -219,7 +219,7 @@ struct ConjugateTransposePolicy {
   void Record(lua_State* L, const Complex16& z) const { lua_pushcomplex(L, Conj(z)); }
   void Record(lua_State* L, const WaveFunctionType& psi) const { lua_push(L, ConjugateState(psi)); }
   void Record(lua_State* L, const OperatorType& O) const {
-    lua_push(L, OperatorConjugateTransposeNormalOrder(O, QDetNotOrderedFcFaBcBa));
+    lua_push(L, OperatorConjugateTransposeNormalOrder(O, QDetNotOrderedFcFaBaBc));
   }
   void Record(lua_State* L, CompactMatrixType m) const {
     CompactMatrixTranspose(m);
@@ -283,7 +283,7 @@ int RotateOperator(lua_State* L, const OperatorType& O) {
   CheckDimension(L, *M, O.layout, "operator");
 
   OperatorType result = InitOperatorCopySettings(O);
-  MappedOperatorAddNormalOrder(result, O, *M, QDetNotOrderedFcFaBcBa);
+  MappedOperatorAddNormalOrder(result, O, *M, QDetNotOrderedFcFaBaBc);
   OperatorRemoveSmallValues(result, rotationNoise);
   return lua_push(L, std::move(result));
 }
