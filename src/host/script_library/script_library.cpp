@@ -2,6 +2,7 @@
 
 #include "atomic/angular_momentum_script.h"
 #include "core/expectation_script.h"
+#include "core/matrix_operator_script.h"
 #include "core/operator_script.h"
 #include "core/statistics_script.h"
 #include "core/wave_function_script.h"
@@ -10,6 +11,9 @@
 #include "host/script_library/generic_script.h"
 #include "host/timing_script.h"
 #include "host/value_file_script.h"
+#include "linalg/matrix_arithmetic_script.h"
+#include "linalg/matrix_functions_script.h"
+#include "linalg/matrix_script.h"
 #include "solvers/eigensystem_script.h"
 #include "spectra/create_spectra_script.h"
 #include "spectra/spectrum_script.h"
@@ -35,9 +39,17 @@ void RegisterKestor(lua_State* L) {
   RegisterTable(L, "Kestor", functions);
 }
 
+void RegisterVelko(lua_State* L) {
+  constexpr luaL_Reg functions[] = {{"MatrixToOperator", Entry<LuaMatrixToOperator>},
+                                    {"RemoveSpin", Entry<LuaRemoveSpin>},
+                                    {nullptr, nullptr}};
+  RegisterTable(L, "Velko", functions);
+}
+
 // Types and tables of functions.
-constexpr void (*types[])(lua_State*) = {RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType,
-                                         RegisterOb,           RegisterKestor,           RegisterValueFiles};
+constexpr void (*types[])(lua_State*) = {
+    RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType, RegisterMatrixType,
+    RegisterOb,           RegisterKestor,           RegisterVelko,       RegisterValueFiles};
 
 // Global functions, grouped by what they work on.
 constexpr luaL_Reg functions[] = {
@@ -77,12 +89,19 @@ constexpr luaL_Reg functions[] = {
     // solvers and spectra
     {"Eigensystem", Entry<LuaEigensystem>},
     {"CreateSpectra", Entry<LuaCreateSpectra>},
+    // matrices
+    {"NewMatrix", Entry<LuaNewMatrix>},
+    {"Inverse", Entry<LuaMatrixInverse>},
 };
 
 // Goes into the table math, whose entries all become globals.
 constexpr luaL_Reg mathFunctions[] = {{"ThreeJ", Entry<LuaThreeJSymbol>},
                                       {"ThreeJSymbol", Entry<LuaThreeJSymbol>},
                                       {"SlaterCoefficientC", Entry<LuaSlaterCoefficientC>},
+                                      {"Dot", Entry<LuaDot>},
+                                      {"MatrixTranspose", Entry<LuaMatrixTranspose>},
+                                      {"MatrixConjugateTranspose", Entry<LuaMatrixConjugateTranspose>},
+                                      {"MatrixConjugate", Entry<LuaMatrixConjugate>},
                                       {nullptr, nullptr}};
 
 }  // namespace
