@@ -1,11 +1,11 @@
 #include "atomic/angular_momentum.h"
 
+#include <gmpxx.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
-
-#include "atomic/big_natural.h"
 
 namespace fermix {
 
@@ -55,26 +55,26 @@ Real Sum(const RacahSum& racah) {
 // For larger momenta the terms cancel beyond any fixed precision.
 Real ExactSum(const RacahSum& racah) {
   const auto [a, b, c, p, q] = racah;
-  BigNatural term(1), ofEven(0), ofOdd(0);
-  const auto times = [&](Int numerator, Int denominator) {
-    term.MultiplyBy(static_cast<std::uint32_t>(numerator));
-    term.DivideBy(static_cast<std::uint32_t>(denominator));
+  const auto binomial = [](Int n, Int k) {
+    mpz_class value;
+    mpz_bin_uiui(value.get_mpz_t(), static_cast<unsigned long>(n), static_cast<unsigned long>(k));
+    return value;
   };
-  const auto timesBinomial = [&](Int n, Int k) {
-    for (Int i = 1; i <= k; ++i) times(n - k + i, i);
-  };
-  Int k = racah.first();
-  timesBinomial(a, k);
-  timesBinomial(b, p - k);
-  timesBinomial(c, q - k);
-  for (;; ++k) {
-    (QOdd(k) ? ofOdd : ofEven).Add(term);
-    if (k == racah.last()) break;
-    times(a - k, k + 1);
-    times(p - k, b - p + k + 1);
-    times(q - k, c - q + k + 1);
+  mpz_class S;
+  for (Int k = racah.first(); k <= racah.last(); ++k) {
+    const mpz_class term = binomial(a, k) * binomial(b, p - k) * binomial(c, q - k);
+    S += QOdd(k) ? mpz_class(-term) : term;
   }
-  return Difference(ofEven, ofOdd);
+  // Its leading 64 bits, which the mantissa of Real holds.
+  const auto shift = static_cast<Int>(std::max<std::size_t>(mpz_sizeinbase(S.get_mpz_t(), 2), 64) - 64);
+  const mpz_class leading = abs(S) >> static_cast<unsigned long>(shift);
+  return std::ldexp(static_cast<Real>(leading.get_ui()), static_cast<int>(shift)) * sgn(S);
+}
+
+// A state of j = l +- 1/2, with j and mj doubled; l so small that doubling it is safe.
+bool QSpinOrbital(int l, int twoJ, int twoMj) {
+  constexpr int MostL = 1 << 24;
+  return 0 <= l && l <= MostL && (twoJ == 2 * l + 1 || twoJ == 2 * l - 1) && QColumn(twoJ, twoMj);
 }
 
 }  // namespace
@@ -112,6 +112,20 @@ double SlaterCoefficientC(int k, int l1, int m1, int l2, int m2) {
   const double value = std::sqrt((2.0 * l1 + 1) * (2.0 * l2 + 1)) * ThreeJSymbol(l1, 0, k, 0, l2, 0) *
                        ThreeJSymbol(l1, -m1, k, static_cast<int>(q), l2, m2);
   return QOdd(m1) ? -value : value;
+}
+
+double SlaterCoefficientCjcoupling(int k, int l1, int twoJ1, int twoMj1, int l2, int twoJ2, int twoMj2) {
+  if (!QSpinOrbital(l1, twoJ1, twoMj1) || !QSpinOrbital(l2, twoJ2, twoMj2)) return 0;
+  // Coupling coefficients up to the common phase and root below, for the spin s = +1 or -1, doubled.
+  const auto coupling = [](int l, int twoJ, int twoMj, int s) {
+    return ThreeJSymbolHalf(2 * l, twoMj - s, 1, s, twoJ, -twoMj);
+  };
+  double sum = 0;
+  for (int s : {-1, 1})
+    sum += coupling(l1, twoJ1, twoMj1, s) * coupling(l2, twoJ2, twoMj2, s) *
+           SlaterCoefficientC(k, l1, (twoMj1 - s) / 2, l2, (twoMj2 - s) / 2);
+  const double value = std::sqrt((twoJ1 + 1.0) * (twoJ2 + 1.0)) * sum;
+  return QOdd(Int{l1} + l2 + (Int{twoMj1} + twoMj2) / 2 + 1) ? -value : value;
 }
 
 SlaterCoefficients::SlaterCoefficients(int k, int shell1, int shell2) : l1(shell1), l2(shell2) {

@@ -29,6 +29,11 @@ double ThreeJSymbolHalf(int j1, int m1, int j2, int m2, int j3, int m3);
 // Source: Condon and Shortley, The Theory of Atomic Spectra, section 8^6.
 double SlaterCoefficientC(int k, int l1, int m1, int l2, int m2);
 
+// The same between states of good j: sqrt(4 pi / (2k + 1)) <l1 j1 mj1| Y_k,mj1-mj2 |l2 j2 mj2>, in which l
+// couples with the spin in this order. The arguments j and mj are doubled; 0 where they are not those of such
+// a state.
+double SlaterCoefficientCjcoupling(int k, int l1, int twoJ1, int twoMj1, int l2, int twoJ2, int twoMj2);
+
 // All c^k(l1 m1, l2 m2) of one k and two shells, for loops over m.
 struct SlaterCoefficients {
   int l1, l2;

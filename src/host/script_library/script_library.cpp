@@ -1,6 +1,8 @@
 #include "host/script_library/script_library.h"
 
 #include "atomic/angular_momentum_script.h"
+#include "atomic/orbitals_script.h"
+#include "atomic/special_functions_script.h"
 #include "core/expectation_script.h"
 #include "core/matrix_operator_script.h"
 #include "core/operator_script.h"
@@ -42,6 +44,7 @@ void RegisterKestor(lua_State* L) {
 void RegisterVelko(lua_State* L) {
   constexpr luaL_Reg functions[] = {{"MatrixToOperator", Entry<LuaMatrixToOperator>},
                                     {"RemoveSpin", Entry<LuaRemoveSpin>},
+                                    {"SortByKappa", Entry<LuaSortByKappa>},
                                     {nullptr, nullptr}};
   RegisterTable(L, "Velko", functions);
 }
@@ -92,6 +95,18 @@ constexpr luaL_Reg functions[] = {
     // matrices
     {"NewMatrix", Entry<LuaNewMatrix>},
     {"Inverse", Entry<LuaMatrixInverse>},
+    // orbitals and bases of shells
+    {"NonRelToRelOrbitals", Entry<LuaNonRelToRelOrbitals>},
+    {"RelToNonRelOrbitals", Entry<LuaRelToNonRelOrbitals>},
+    {"SortByKappa", Entry<LuaSortByKappa>},
+    {"OrbitalRotationMatrix", Entry<LuaOrbitalRotationMatrix>},
+    {"YtojjzMatrix", Entry<LuaYtojjzMatrix>},
+    {"YtoKMatrix", Entry<LuaYtoKMatrix>},
+    {"YtoZMatrix", Entry<LuaYtoZMatrix>},
+    {"ZtoKMatrix", Entry<LuaZtoKMatrix>},
+    {"CreateAtomicIndicesDict", Entry<LuaCreateAtomicIndicesDict>},
+    {"CreateAtomicIndicesList", Entry<LuaCreateAtomicIndicesList>},
+    {"OrbToMultiplicity", Entry<LuaOrbToMultiplicity>},
 };
 
 // Goes into the table math, whose entries all become globals.
@@ -102,6 +117,20 @@ constexpr luaL_Reg mathFunctions[] = {{"ThreeJ", Entry<LuaThreeJSymbol>},
                                       {"MatrixTranspose", Entry<LuaMatrixTranspose>},
                                       {"MatrixConjugateTranspose", Entry<LuaMatrixConjugateTranspose>},
                                       {"MatrixConjugate", Entry<LuaMatrixConjugate>},
+                                      {"SphericalHarmonicY", Entry<LuaSphericalHarmonicY>},
+                                      {"SphericalHarmonicC", Entry<LuaSphericalHarmonicC>},
+                                      {"TesseralHarmonicZ", Entry<LuaTesseralHarmonicZ>},
+                                      {"TesseralHarmonicD", Entry<LuaTesseralHarmonicD>},
+                                      {"KubicHarmonicK", Entry<LuaKubicHarmonicK>},
+                                      {"KubicHarmonicE", Entry<LuaKubicHarmonicE>},
+                                      {"SphericalBesselJ", Entry<LuaSphericalBesselJ>},
+                                      {"LaguerreL", Entry<LuaLaguerreL>},
+                                      {"erf", Entry<LuaErf>},
+                                      {"Erf", Entry<LuaErf>},
+                                      {"erfc", Entry<LuaErfc>},
+                                      {"Erfc", Entry<LuaErfc>},
+                                      {"FaddeevaW", Entry<LuaFaddeevaW>},
+                                      {"Voight", Entry<LuaVoight>},
                                       {nullptr, nullptr}};
 
 }  // namespace
