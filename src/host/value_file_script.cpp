@@ -12,6 +12,7 @@
 #include "core/wave_function_script.h"
 #include "host/table_walk.h"
 #include "host/value_source_script.h"
+#include "linalg/matrix_script.h"
 #include "spectra/spectrum_script.h"
 
 namespace fermix {
@@ -130,10 +131,23 @@ bool WriteRecord(lua_State* L, int index, std::FILE* stream) {
   return record != nullptr;
 }
 
+// A matrix is the call that makes it from its table form.
+bool WriteMatrix(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
+  const auto* m = TestRecord<CompactMatrixType>(L, index);
+  if (!m) return false;
+  std::fputs("Matrix.New(", stream);
+  LuaPushTable_CompactMatrixType(L, *m);
+  Write(L, -1, stream, nesting);
+  lua_pop(L, 1);
+  std::fputs(")", stream);
+  return true;
+}
+
 void WriteUserdata(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
   CheckNesting(L, nesting, TestRecord<Complex16>(L, index) ? keyedRegisters : recordRegisters);
   if (!(WriteRecord<Complex16>(L, index, stream) || WriteRecord<OperatorType>(L, index, stream) ||
-        WriteRecord<WaveFunctionType>(L, index, stream) || WriteRecord<SpectraTypeArray>(L, index, stream)))
+        WriteRecord<WaveFunctionType>(L, index, stream) || WriteRecord<SpectraTypeArray>(L, index, stream) ||
+        WriteMatrix(L, index, stream, nesting)))
     luaL_error(L, "Error in LuaASCIIStreamPrint unrecognized type of user data\n");
 }
 

@@ -54,7 +54,8 @@ for _, row in ipairs {
    '{"NBitsKey",{}}, {"Restrictions",{ 2, 0, {"11",1,2}, {"10",0,1}}}})'},
   {NewWavefunction(3, 0, {{"110", 0.5}, {"011", -2}}, {{"NBitsKey", 5}}),
    'NewWavefunction( 3, 0,{\n {"110", 5.000000000000000E-01 },\n {"011",-2.000000000000000E+00 }},\n' ..
-   '{{"Name","Wave Function"},{"NBitsKey",5}})'}
+   '{{"Name","Wave Function"},{"NBitsKey",5}})'},
+  {Matrix.New({{1, 2.5}, {I, 0}}), "Matrix.New({ { 1 , 2.5 } , \n  { ( 0 + I * 1 ) , 0 } })"}
 } do
   check.equal("text", source(row[1]), row[2])
 end
@@ -137,6 +138,14 @@ for name, psi in pairs {
   check.equal(name, tostring(copy), tostring(psi))
   check.equal(name, copy.NBitsKey, psi.NBitsKey)
 end
+
+-- Matrices: userdata stay userdata, a table form comes back as its rows.
+for _, m in ipairs {Matrix.New({{0.1 + 0.2, 1 / 3}, {-1e-9, 2}}), Matrix.New({{1, I / 3, 2}}), Matrix.Identity(60)} do
+  local copy = back({x = {m}}).x[1]
+  check.equal("type", type(copy), "userdata")
+  check.ok("matrix", copy == m)
+end
+check.ok("table form", same(back(setmetatable({{1, I}, {2, 3}}, MatrixMeta)), {{1, Complex.I()}, {2, 3}}))
 
 -- Spectra: points and fields
 local H = NewOperator(2, 0, {{0, -1, -1}, {1, -0, -1}, {0, -0, 0.3}})
