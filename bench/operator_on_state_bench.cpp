@@ -58,7 +58,7 @@ WaveFunctionType RandomState(std::uint32_t orbitals, std::uint32_t determinants,
 
 double CountSurvivors(const CompiledOperator& H, const WaveFunctionType& psi) {
   double survivors = 0;
-  SurvivingTerms results(H);
+  SurvivingTerms results(H, *psi.basis);
   for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
     FindSurvivingTerms(H, ElementKey(psi, i), true, results);
     survivors += results.count;

@@ -32,7 +32,7 @@ BlockWaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vecto
   BlockWaveFunctionType OPsi(Psi.basis->layout, width, IsComplex<T>, Psi.basis->NBitsKey);
   auto& values = std::get<BlockedArray<T>>(OPsi.values);
   std::uint32_t first = 1;  // determinant of the first result of the batch
-  SurvivingTerms results(O);
+  SurvivingTerms results(O, *OPsi.basis);
   std::vector<std::uint32_t> ends;  // where the results of each determinant of the batch end
   const auto flush = [&] {
     BasisAddBatch(*OPsi.basis, results.keys.data(), results.count, results.numbers.data());

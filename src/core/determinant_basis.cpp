@@ -12,6 +12,7 @@
 namespace fermix {
 
 using Bucket = DeterminantBasis::Bucket;
+using BucketTable = DeterminantBasis::BucketTable;
 
 namespace {
 
@@ -64,7 +65,7 @@ bool QCrowded(std::size_t elements, std::size_t buckets) {
 std::size_t BucketsFor(std::size_t elements) { return elements * 4 / (3 * Bucket::Places) + 1; }
 
 // Enters a number whose key is known to be new, from bucket b on.
-void Enter(std::vector<Bucket>& buckets, std::size_t b, std::uint32_t hash, std::uint32_t number) {
+void Enter(BucketTable& buckets, std::size_t b, std::uint32_t hash, std::uint32_t number) {
   for (;; b = NextBucket(b, buckets.size())) {
     const unsigned empty = Matches(buckets[b], 0);
     if (!empty) continue;
@@ -77,7 +78,7 @@ void Enter(std::vector<Bucket>& buckets, std::size_t b, std::uint32_t hash, std:
 
 // Buckets stand in hash order, so both tables are walked from front to back.
 void ResizeIndex(DeterminantBasis& basis, std::size_t size) {
-  std::vector<Bucket> buckets(size);
+  BucketTable buckets(size);
   std::vector<std::uint8_t> taken(size);  // places of each bucket
   for (const Bucket& bucket : basis.buckets)
     for (unsigned k = 0; k < Bucket::Places && bucket.hash[k]; ++k) {
@@ -95,11 +96,10 @@ void MakeRoom(DeterminantBasis& basis, std::size_t elements) {
     ResizeIndex(basis, std::max<std::size_t>({3, basis.buckets.size() * 3 / 2, BucketsFor(elements)}));
 }
 
-// The number of key, 0 if it is not there; b is its home bucket, and becomes the one where it would be
-// entered.
+// The number of key, 0 if it is not there; b is its home bucket.
 template <class Words>
 std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash, Words words,
-                       std::size_t& b) {
+                       std::size_t b) {
   for (;; b = NextBucket(b, basis.buckets.size())) {
     const Bucket& bucket = basis.buckets[b];
     for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
@@ -110,58 +110,58 @@ std::uint32_t FindFrom(const DeterminantBasis& basis, const KeyWord* key, std::u
   }
 }
 
-// The number of key, which is added if it is new. The index has room.
+// The number of key, which is added if it is new; b is its home bucket. The index has room.
 template <class Words>
 std::uint32_t AddFrom(DeterminantBasis& basis, const KeyWord* key, std::uint32_t hash, Words words,
                       std::size_t b) {
-  // Nearly always a new key finds its home bucket without its hash and with a free place.
-  Bucket& home = basis.buckets[b];
-  const unsigned same = Matches(home, hash), empty = Matches(home, 0);
-  if (same || !empty) {
-    if (const std::uint32_t number = FindFrom(basis, key, hash, words, b)) return number;
+  for (;; b = NextBucket(b, basis.buckets.size())) {
+    Bucket& bucket = basis.buckets[b];
+    for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
+      const std::uint32_t number = bucket.number[std::countr_zero(matches)];
+      if (SameKey(KeyAt(basis, number, words), key, words)) return number;
+    }
+    const unsigned empty = Matches(bucket, 0);
+    if (!empty) continue;
     CopyKey(key, words, basis.keys.append());
-    Enter(basis.buckets, b, hash, ++basis.N);
-    return basis.N;
+    const int k = std::countr_zero(empty);
+    bucket.hash[k] = hash;
+    return bucket.number[k] = ++basis.N;
   }
-  CopyKey(key, words, basis.keys.append());
-  const int k = std::countr_zero(empty);
-  home.hash[k] = hash;
-  return home.number[k] = ++basis.N;
 }
 
-// The first two of three passes over a batch: hashes, with the buckets fetched ahead; then for each key the
-// first number of its hash in its home bucket (0: none), with the stored key fetched ahead. The third pass
-// compares.
+// For each hash the first number that goes with it in its home bucket (0: none), with the stored key fetched
+// ahead, or the next bucket if the home bucket has run over.
 template <class Words>
-void ProbeBatch(const DeterminantBasis& basis, const KeyWord* keys, Words words, std::uint32_t count,
-                std::uint32_t* hashes, std::uint32_t* candidates) {
+void ProbeBatch(const DeterminantBasis& basis, Words words, std::uint32_t count, const std::uint32_t* hashes,
+                std::uint32_t* candidates) {
   const std::size_t size = basis.buckets.size();
   for (std::uint32_t i = 0; i < count; ++i) {
-    hashes[i] = KeyHash(keys + std::size_t{i} * words, words);
-    __builtin_prefetch(&basis.buckets[HomeBucket(hashes[i], size)]);
-  }
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const Bucket& bucket = basis.buckets[HomeBucket(hashes[i], size)];
-    constexpr unsigned last = 1u << (Bucket::Places - 1);
-    candidates[i] = bucket.number[std::countr_zero(Matches(bucket, hashes[i]) | last)];
+    const std::size_t b = HomeBucket(hashes[i], size);
+    const Bucket& bucket = basis.buckets[b];
+    constexpr unsigned last = Bucket::Places - 1;
+    const unsigned matches = Matches(bucket, hashes[i]);
+    candidates[i] = bucket.number[std::countr_zero(matches | 1u << last)];
     __builtin_prefetch(KeyAt(basis, candidates[i], words));
+    const bool overflow = matches == 0 && bucket.hash[last];
+    __builtin_prefetch(&basis.buckets[overflow ? NextBucket(b, size) : b]);
   }
 }
 
-// Runs the passes over all keys, a batch at a time; missing(key, hash) gives a number where the candidate is
+// Replaces all hashes by numbers, a batch at a time; missing(key, hash) gives a number where the candidate is
 // not the key.
 template <class Words, class Missing>
 void ForEachProbe(const DeterminantBasis& basis, const KeyWord* keys, Words words, std::uint32_t count,
                   std::uint32_t* numbers, Missing&& missing) {
-  std::uint32_t hashes[BasisBatch], candidates[BasisBatch];
+  std::uint32_t candidates[BasisBatch];
   for (std::uint32_t first = 0; first < count; first += BasisBatch) {
     const std::uint32_t part = std::min(BasisBatch, count - first);
     const KeyWord* from = keys + std::size_t{first} * words;
-    ProbeBatch(basis, from, words, part, hashes, candidates);
+    std::uint32_t* number = numbers + first;
+    ProbeBatch(basis, words, part, number, candidates);
     for (std::uint32_t i = 0; i < part; ++i) {
       const KeyWord* key = from + std::size_t{i} * words;
       const std::uint32_t c = candidates[i];
-      numbers[first + i] = c && SameKey(KeyAt(basis, c, words), key, words) ? c : missing(key, hashes[i]);
+      number[i] = c && SameKey(KeyAt(basis, c, words), key, words) ? c : missing(key, number[i]);
     }
   }
 }
@@ -174,8 +174,7 @@ DeterminantBasis::DeterminantBasis(KeyLayout keyLayout, std::uint32_t bits)
 std::uint32_t BasisFind(const DeterminantBasis& basis, const KeyWord* key) {
   if (basis.buckets.empty()) return 0;
   const std::uint32_t words = KeyWords(basis.layout), hash = KeyHash(key, words);
-  std::size_t b = HomeBucket(hash, basis.buckets.size());
-  return FindFrom(basis, key, hash, words, b);
+  return FindFrom(basis, key, hash, words, HomeBucket(hash, basis.buckets.size()));
 }
 
 std::uint32_t BasisAdd(DeterminantBasis& basis, const KeyWord* key) {
@@ -188,6 +187,16 @@ void BasisReserve(DeterminantBasis& basis, std::size_t elements) {
   if (QCrowded(elements, basis.buckets.size())) ResizeIndex(basis, BucketsFor(elements));
 }
 
+void BasisHash(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
+               std::uint32_t* numbers) {
+  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+      numbers[i] = KeyHash(keys + std::size_t{i} * words, words);
+      __builtin_prefetch(basis.buckets.data() + HomeBucket(numbers[i], basis.buckets.size()));
+    }
+  });
+}
+
 void BasisFindBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
                     std::uint32_t* numbers) {
   if (basis.buckets.empty()) {
@@ -196,8 +205,7 @@ void BasisFindBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uin
   }
   DispatchWords(KeyWords(basis.layout), [&](auto words) {
     ForEachProbe(basis, keys, words, count, numbers, [&](const KeyWord* key, std::uint32_t hash) {
-      std::size_t b = HomeBucket(hash, basis.buckets.size());
-      return FindFrom(basis, key, hash, words, b);
+      return FindFrom(basis, key, hash, words, HomeBucket(hash, basis.buckets.size()));
     });
   });
 }
@@ -221,7 +229,7 @@ void BasisShrink(DeterminantBasis& basis, std::uint32_t N) noexcept {
   basis.keys.resize(std::size_t{N} + 1);  // to a smaller size: allocates nothing
   if (2 * BucketsFor(N) < basis.buckets.size()) {
     // A smaller index, if it can be had; otherwise the old one serves.
-    static_cast<void>(FitsInMemory([&] { std::vector<Bucket>(BucketsFor(N)).swap(basis.buckets); }));
+    static_cast<void>(FitsInMemory([&] { BucketTable(BucketsFor(N)).swap(basis.buckets); }));
   }
   std::fill(basis.buckets.begin(), basis.buckets.end(), Bucket{});
   const std::uint32_t words = KeyWords(basis.layout);

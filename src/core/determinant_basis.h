@@ -16,11 +16,12 @@ struct DeterminantBasis {
     static constexpr std::uint32_t Places = 8;
     std::uint32_t hash[Places] = {}, number[Places] = {};
   };
+  using BucketTable = std::vector<Bucket, LargePageAllocator<Bucket>>;
   KeyLayout layout;
   std::uint32_t NBitsKey = 16;  // the setting that scripts see; the index has the size that the load asks for
   std::uint32_t N = 0;
-  BlockedArray<KeyWord> keys;   // element i at keys.at(i), KeyWords(layout) words
-  std::vector<Bucket> buckets;  // in the order of the hashes that they hold
+  BlockedArray<KeyWord> keys;  // element i at keys.at(i), KeyWords(layout) words
+  BucketTable buckets;         // in the order of the hashes that they hold
 
   explicit DeterminantBasis(KeyLayout keyLayout = {}, std::uint32_t bits = 16);
 };
@@ -41,9 +42,12 @@ void BasisReserve(DeterminantBasis& basis, std::size_t elements);
 void BasisShrink(DeterminantBasis& basis, std::uint32_t N) noexcept;
 
 // Finds, or adds, count keys that stand one behind the other, KeyWords words each; numbers[i] is the number
-// of key i. Hashes first, fetches ahead, then compares, so that misses of the cache overlap. When memory runs
-// out while adding, the first keys may have been added.
+// of key i. Two steps, so that misses of the cache overlap with each other and with what the caller does in
+// between: BasisHash leaves a hash in each number and fetches ahead; the other two fetch further and compare.
+// When memory runs out while adding, the first keys may have been added.
 inline constexpr std::uint32_t BasisBatch = 128;
+void BasisHash(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
+               std::uint32_t* numbers);
 void BasisFindBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
                     std::uint32_t* numbers);
 void BasisAddBatch(DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count, std::uint32_t* numbers);

@@ -11,12 +11,13 @@ namespace {
 template <class C, class T>
 void FillColumns(const CompiledOperator& O, const std::vector<C>& coefficients, const DeterminantBasis& basis,
                  std::vector<T>& elements) {
-  SurvivingTerms terms(O);
+  SurvivingTerms terms(O, basis);
   for (std::size_t j = 0; j < basis.N; ++j) {
     terms.count = 0;
     FindSurvivingTerms(O, basis.keys.at(j + 1), false, terms);
+    BasisFindBatch(basis, terms.keys.data(), terms.count, terms.numbers.data());
     for (std::uint32_t t = 0; t < terms.count; ++t)
-      if (const std::uint32_t number = BasisFind(basis, &terms.keys[std::size_t{t} * O.words]))
+      if (const std::uint32_t number = terms.numbers[t])
         elements[(std::size_t{number} - 1) * basis.N + j] += coefficients[terms.term[t]] * terms.amplitude[t];
   }
 }

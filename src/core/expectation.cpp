@@ -19,7 +19,8 @@ Complex16 SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coe
   using T = decltype(C{} * K{});
   decltype(T{} * B{}) sum{};
   ForEachResult(
-      O, coefficients, false, 1, ElementCount(ket), *ket.basis, [&](std::uint32_t i) { return k[i]; },
+      O, coefficients, false, 1, ElementCount(ket), *ket.basis, *bra.basis,
+      [&](std::uint32_t i) { return k[i]; },
       [&](SurvivingTerms& results, const T* values) {
         BasisFindBatch(*bra.basis, results.keys.data(), results.count, results.numbers.data());
         for (std::uint32_t i = 0; i < results.count; ++i)
@@ -30,14 +31,25 @@ Complex16 SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coe
 
 }  // namespace
 
-Complex16 PsiPrimeOperatorPsi(const OperatorType& O, const WaveFunctionType& bra,
+CompiledOperator CompileForElements(const OperatorType& O, const std::vector<const WaveFunctionType*>& kets,
+                                    std::size_t bras) {
+  std::size_t elements = 0;
+  for (const WaveFunctionType* ket : kets) elements += bras * ElementCount(*ket);
+  return CompileOperator(O, &Unrestricted, elements);
+}
+
+Complex16 PsiPrimeOperatorPsi(const CompiledOperator& O, const WaveFunctionType& bra,
                               const WaveFunctionType& ket) {
   RequireSameSpace(Layout(ket), "Wave-function", O.layout, "the operator");
   RequireSameSpace(Layout(bra), "Wave-function", O.layout, "the operator");
-  const CompiledOperator compiled = CompileOperator(O, &Unrestricted, ElementCount(ket));
-  return std::visit([&](const auto& c, const auto& b,
-                        const auto& k) { return SumMatrixElements(compiled, c, bra, b, ket, k); },
-                    compiled.values, bra.values, ket.values);
+  return std::visit(
+      [&](const auto& c, const auto& b, const auto& k) { return SumMatrixElements(O, c, bra, b, ket, k); },
+      O.values, bra.values, ket.values);
+}
+
+Complex16 PsiPrimeOperatorPsi(const OperatorType& O, const WaveFunctionType& bra,
+                              const WaveFunctionType& ket) {
+  return PsiPrimeOperatorPsi(CompileForElements(O, {&ket}, 1), bra, ket);
 }
 
 Complex16 PsiOperatorPsi(const OperatorType& O, const WaveFunctionType& psi) {

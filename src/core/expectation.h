@@ -1,7 +1,9 @@
 // Matrix elements of an operator between states, straight from the stored terms: no product state is built.
 #pragma once
 
-#include "core/operator.h"
+#include <vector>
+
+#include "core/compiled_operator.h"
 #include "core/wave_function.h"
 
 namespace fermix {
@@ -16,6 +18,12 @@ double PsiHermitianOperatorSqrPsi(const OperatorType& O, const WaveFunctionType&
                                   const DeterminantRestrictionType* R = nullptr);
 // <bra| O |ket>.
 Complex16 PsiPrimeOperatorPsi(const OperatorType& O, const WaveFunctionType& bra,
+                              const WaveFunctionType& ket);
+
+// For many elements of one operator: it is compiled once, for all of kets and so many bras with each.
+CompiledOperator CompileForElements(const OperatorType& O, const std::vector<const WaveFunctionType*>& kets,
+                                    std::size_t bras);
+Complex16 PsiPrimeOperatorPsi(const CompiledOperator& O, const WaveFunctionType& bra,
                               const WaveFunctionType& ket);
 
 }  // namespace fermix

@@ -1,6 +1,7 @@
 #include "core/expectation_script.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "core/expectation.h"
 #include "core/expectation_table.h"
@@ -40,7 +41,7 @@ RecordList<T> CheckRecords(lua_State* L, int index) {
 
 struct BraketArguments {
   RecordList<WaveFunctionType> bra, ket;
-  const OperatorType* O = nullptr;
+  std::optional<CompiledOperator> O;
 
   Complex16 element(std::size_t b, std::size_t k) const {
     return O ? PsiPrimeOperatorPsi(*O, *bra.records[b], *ket.records[k])
@@ -48,25 +49,25 @@ struct BraketArguments {
   }
 };
 
-void CheckOneSpace(lua_State* L, const BraketArguments& a) {
+void CheckOneSpace(lua_State* L, const BraketArguments& a, const OperatorType* O) {
   for (const auto* list : {&a.bra, &a.ket})
     for (const WaveFunctionType* psi : list->records) {
       const auto& first = a.bra.records.empty() ? psi : a.bra.records[0];
       CheckSameSpace(L, Layout(*first), Layout(*psi), "Braket called with wave-functions with");
-      if (a.O)
-        CheckSameSpace(L, Layout(*psi), a.O->layout,
-                       "Braket called with a wave-function and an operator with");
+      if (O)
+        CheckSameSpace(L, Layout(*psi), O->layout, "Braket called with a wave-function and an operator with");
     }
 }
 
-BraketArguments CheckBraketArguments(lua_State* L) {
+BraketArguments CheckBraketArguments(lua_State* L, bool diagonal) {
   const int n = lua_gettop(L);
   if (n != 2 && n != 3) luaL_error(L, "Error in BraKet, called with %d arguments, 2 or 3 expected\n", n);
   BraketArguments a;
   a.bra = CheckRecords<WaveFunctionType>(L, 1);
-  if (n == 3) a.O = CheckRecord<OperatorType>(L, 2);
+  const OperatorType* O = n == 3 ? CheckRecord<OperatorType>(L, 2) : nullptr;
   a.ket = CheckRecords<WaveFunctionType>(L, n);
-  CheckOneSpace(L, a);
+  CheckOneSpace(L, a, O);
+  if (O) a.O = CompileForElements(*O, a.ket.records, diagonal ? 1 : a.bra.records.size());
   return a;
 }
 
@@ -194,7 +195,7 @@ PrintArguments CheckPrintArguments(lua_State* L) {
 // Braket(bra, [O,] ket) of states or lists of states
 int LuaBraket(lua_State* L) {
   const CollectorPause pause(L);
-  const BraketArguments a = CheckBraketArguments(L);
+  const BraketArguments a = CheckBraketArguments(L, false);
   if (a.bra.single && a.ket.single) return lua_push(L, a.element(0, 0));
   if (!a.bra.single && !a.ket.single) return PushMatrix(L, a);
   std::vector<Complex16> values;
@@ -206,7 +207,7 @@ int LuaBraket(lua_State* L) {
 // BraketDiagonal(bra, [O,] ket): element k of one list with element k of the other
 int LuaBraketDiagonal(lua_State* L) {
   const CollectorPause pause(L);
-  const BraketArguments a = CheckBraketArguments(L);
+  const BraketArguments a = CheckBraketArguments(L, true);
   const std::size_t bras = a.bra.records.size(), kets = a.ket.records.size();
   if (bras != kets)
     luaL_warning(L,

@@ -45,7 +45,7 @@ double StandardDeviation(const OperatorType& O, const WaveFunctionType& psi, Com
     WaveFunctionAddComplexMultipliedUnionBasis(Opsi, psi, -mean);
     variance = WaveFunctionCalculateNormSqr(Opsi);
   }
-  return std::sqrt(std::max(0.0, variance));
+  return variance < 0 ? 0 : std::sqrt(variance);  // not-a-number stays
 }
 
 ExpectationValues::ExpectationValues(const std::vector<const WaveFunctionType*>& states,
@@ -74,8 +74,9 @@ ExpectationValues::ExpectationValues(const std::vector<const WaveFunctionType*>&
 void ExpectationValues::addOperator(const OperatorType& O,
                                     const std::vector<const WaveFunctionType*>& states) {
   Column value{O.Name, "", false, {}}, sigma{"std-", "-dev", false, {}};
+  const CompiledOperator compiled = CompileForElements(O, states, 1);
   for (const WaveFunctionType* psi : states) {
-    const Complex16 mean = PsiOperatorPsi(O, *psi);
+    const Complex16 mean = PsiPrimeOperatorPsi(compiled, *psi, *psi);
     value.complex |= chopped(mean).im != 0;
     value.cells.push_back(mean);
     if (settings_.printSigma) sigma.cells.push_back(Complex16(StandardDeviation(O, *psi, mean)));

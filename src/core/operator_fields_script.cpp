@@ -158,20 +158,6 @@ void SetRestrictions(lua_State* L, OperatorType& O) {
 
 }  // namespace
 
-void CheckRestrictionsFit(lua_State* L, const DeterminantRestrictionType& R, const KeyLayout& layout) {
-  if (NRestrictions(R) == 0) return;
-  if (R.layout.NFermion != layout.NFermion)
-    luaL_error(L,
-               "Number of Fermions in definition of restrictions (%d) not the same as number of Fermions in "
-               "operator (%d)\n",
-               static_cast<int>(R.layout.NFermion), static_cast<int>(layout.NFermion));
-  if (R.layout.NBoson != layout.NBoson)
-    luaL_error(L,
-               "Number of Bosons in definition of restrictions (%d) not the same as number of Bosons in "
-               "operator (%d)\n",
-               static_cast<int>(R.layout.NBoson), static_cast<int>(layout.NBoson));
-}
-
 int LuaOperatorIndex(lua_State* L) {
   const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
   const std::string key = luaL_checkstring(L, 2);

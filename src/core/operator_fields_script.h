@@ -9,7 +9,4 @@ int LuaOperatorIndex(lua_State* L);
 int LuaOperatorNewIndex(lua_State* L);
 int LuaOperatorToString(lua_State* L);
 
-// Raises an error unless R, if it restricts anything, is written for the space of O.
-void CheckRestrictionsFit(lua_State* L, const DeterminantRestrictionType& R, const KeyLayout& layout);
-
 }  // namespace fermix

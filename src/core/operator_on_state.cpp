@@ -67,7 +67,7 @@ WaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vector<C>&
   static_cast<void>(FitsInMemory([&] { BasisReserve(*Opsi.basis, ElementCount(psi)); }));
   const bool fits = FitsInMemory([&] {
     ForEachResult(
-        O, coefficients, true, 1, ElementCount(psi), *psi.basis,
+        O, coefficients, true, 1, ElementCount(psi), *psi.basis, *Opsi.basis,
         [&](std::uint32_t i) { return x[reached = i]; },
         [&](SurvivingTerms& results, const T* added) { AddResults(results, added, *Opsi.basis, values); });
   });
@@ -81,7 +81,7 @@ void ProductInside(const CompiledOperator& O, const std::vector<C>& coefficients
                    const BlockedArray<X>& x, const DeterminantBasis& basis, BlockedArray<T>& values) {
   values.fill(T{});
   ForEachResult(
-      O, coefficients, false, 1, ElementCount(psi), *psi.basis, [&](std::uint32_t i) { return x[i]; },
+      O, coefficients, false, 1, ElementCount(psi), *psi.basis, basis, [&](std::uint32_t i) { return x[i]; },
       [&](SurvivingTerms& results, const T* added) { AddResultsInside(results, added, basis, values); });
 }
 
@@ -130,7 +130,7 @@ int OperatorDeterminantPreAllocated(const CompiledOperator& O, const KeyWord* ke
                        : Fail(
                              "Can't store result of mixed complex/real operator times determinant in real "
                              "function\n");
-  SurvivingTerms results(O);
+  SurvivingTerms results(O, *Opsi.basis);
   FindSurvivingTerms(O, key, false, results);
   BasisFindBatch(*Opsi.basis, results.keys.data(), results.count, results.numbers.data());
   std::visit(

@@ -64,6 +64,20 @@ void luaL_setarray_DeterminatRestrictionType(lua_State* L, int index, Determinan
   *out = std::move(R);
 }
 
+void CheckRestrictionsFit(lua_State* L, const DeterminantRestrictionType& R, const KeyLayout& layout) {
+  if (NRestrictions(R) == 0) return;
+  if (R.layout.NFermion != layout.NFermion)
+    luaL_error(L,
+               "Number of Fermions in definition of restrictions (%d) not the same as number of Fermions in "
+               "operator (%d)\n",
+               static_cast<int>(R.layout.NFermion), static_cast<int>(layout.NFermion));
+  if (R.layout.NBoson != layout.NBoson)
+    luaL_error(L,
+               "Number of Bosons in definition of restrictions (%d) not the same as number of Bosons in "
+               "operator (%d)\n",
+               static_cast<int>(R.layout.NBoson), static_cast<int>(layout.NBoson));
+}
+
 int LuaPushTable_Restrictions(lua_State* L, const DeterminantRestrictionType& R) {
   luaL_checkstack(L, 4, "table too deep");
   if (NRestrictions(R) == 0) return lua_pushnil(L), 1;

@@ -12,6 +12,9 @@ void luaL_setarray_DeterminatRestrictionType(lua_State* L, int index, Determinan
 // Pushes the table form; nil when there are none.
 int LuaPushTable_Restrictions(lua_State* L, const DeterminantRestrictionType& R);
 
+// Raises an error unless R, if it restricts anything, is written for the space layout of an operator.
+void CheckRestrictionsFit(lua_State* L, const DeterminantRestrictionType& R, const KeyLayout& layout);
+
 // A row of an option list, of the type "DeterminantRestrictionType".
 LuaOptionsType Option(const char* name, DeterminantRestrictionType* target);
 

@@ -40,7 +40,7 @@ void PrintSettings(const WaveFunctionType& psi, std::FILE* stream) {
     std::fprintf(stream, format, static_cast<int>(value));
   };
   std::fprintf(stream, "\nFull printout of WaveFunction: %s\n", psi.Name.c_str());
-  std::fputs("\nGeneral settings\n", stream);
+  std::fputs("\nGenneral settings\n", stream);
   line("QComplex      = %10i (Real==0 or Complex==1)\n", QComplex(psi));
   line("N             = %10i (Number of basis functions used to discribe psi)\n", ElementCount(psi));
   line("NFermion      = %10i (Number of fermions in the one particle basis)\n", layout.NFermion);
@@ -67,10 +67,10 @@ void PrintAddresses(const WaveFunctionType& psi, std::FILE* stream) {
         line("**Determinant = %p\n", basis.keys.blocks.data());
         for (std::size_t b = 0; b < values.usedBlocks(); ++b) {
           std::fprintf(stream, "BlokNr.       = %i\n", static_cast<int>(b));
-          line("*ValueRe      = %p\n", values.blocks[b].get());
-          line("*ValueIm      = %p\n", imaginary(values.blocks[b].get()));
+          line("*ValueRe      = %p\n", values.blocks[b]);
+          line("*ValueIm      = %p\n", imaginary(values.blocks[b]));
           line("*Next         = %p\n", basis.buckets.data());
-          line("*Determinant  = %p\n", basis.keys.blocks[b].get());
+          line("*Determinant  = %p\n", basis.keys.blocks[b]);
         }
       },
       psi.values);

@@ -130,8 +130,9 @@ void Restrict(const CompiledOperator& O, const KeyWord* key, std::uint32_t first
 
 }  // namespace
 
-SurvivingTerms::SurvivingTerms(const CompiledOperator& O)
-    : term(BasisBatch + O.terms + 1),  // one more: the test without look-up writes ahead
+SurvivingTerms::SurvivingTerms(const CompiledOperator& O, const DeterminantBasis& targetBasis)
+    : target(targetBasis),
+      term(BasisBatch + O.terms + 1),  // one more: the test without look-up writes ahead
       amplitude(BasisBatch + O.terms),
       keys(std::size_t{BasisBatch + O.terms} * O.words),
       numbers(BasisBatch + O.terms),
@@ -158,6 +159,7 @@ std::uint32_t FindSurvivingTerms(const CompiledOperator& O, const KeyWord* key, 
   out.count += found;
   if (O.QLader) ApplyLaders(O, key, first, out);
   if (restricted && !O.Restrictions.Masks.empty()) Restrict(O, key, first, out);
+  BasisHash(out.target, keys, out.count - first, out.numbers.data() + first);
   return first;
 }
 

@@ -8,14 +8,16 @@
 namespace fermix {
 
 // A batch of results, in the order in which they arise: determinant by determinant, terms in stored order. It
-// has room for one more determinant's worth as long as fewer than BasisBatch stand in it.
+// has room for one more determinant's worth as long as fewer than BasisBatch stand in it. The keys will be
+// found in, or added to, the basis target.
 struct SurvivingTerms {
-  explicit SurvivingTerms(const CompiledOperator& O);
+  SurvivingTerms(const CompiledOperator& O, const DeterminantBasis& target);
+  const DeterminantBasis& target;
   std::uint32_t count = 0;
   std::vector<std::uint32_t> term;
   std::vector<double> amplitude;       // above NumericalZero in magnitude
   std::vector<KeyWord> keys;           // words a result
-  std::vector<std::uint32_t> numbers;  // for the user: where the results stand in a basis
+  std::vector<std::uint32_t> numbers;  // as BasisHash leaves them, for BasisFindBatch or BasisAddBatch
   // Scratch.
   std::vector<KeyWord> mask;
   std::vector<std::uint32_t> occupation;  // what each restriction counts on the determinant
@@ -28,13 +30,13 @@ std::uint32_t FindSurvivingTerms(const CompiledOperator& O, const KeyWord* key, 
 
 // Results of an operator wait here with their values until enough have come together that looking up their
 // keys overlaps: the one loop of all products. For each of the determinants i = first .. last of a state,
-// value(i) is its coefficient; flush(results, values) takes a batch over.
+// value(i) is its coefficient; flush(results, values) takes over a batch for target.
 template <class C, class Value, class Flush>
 void ForEachResult(const CompiledOperator& O, const std::vector<C>& coefficients, bool restricted,
-                   std::uint32_t first, std::uint32_t last, const DeterminantBasis& basis, Value&& value,
-                   Flush&& flush) {
+                   std::uint32_t first, std::uint32_t last, const DeterminantBasis& basis,
+                   const DeterminantBasis& target, Value&& value, Flush&& flush) {
   using T = decltype(C{} * value(first));
-  SurvivingTerms results(O);
+  SurvivingTerms results(O, target);
   std::vector<T> values(results.amplitude.size());
   for (std::uint32_t i = first; i <= last; ++i) {
     const auto x = value(i);

@@ -43,6 +43,7 @@ void WalkInBasis(const DeterminantBasis& source, Basis& basis, bool backwards, U
     const std::uint32_t part = std::min(BasisBatch, source.N - done);
     const auto element = [&](std::uint32_t k) { return backwards ? source.N - done - k : 1 + done + k; };
     for (std::uint32_t k = 0; k < part; ++k) batch.set(k, source.keys.at(element(k)));
+    BasisHash(basis, batch.keys.data(), part, batch.numbers);
     if constexpr (Add) {
       BasisAddBatch(basis, batch.keys.data(), part, batch.numbers);
     } else {
@@ -221,9 +222,8 @@ Complex16 WaveFunctionDotProductSameBasis(const WaveFunctionType& a, const WaveF
   assert(ElementCount(a) == ElementCount(b));
   return DispatchKinds(a, b, [](const auto& x, const auto& y) -> Complex16 {
     const std::size_t last = x.usedBlocks() - 1;
-    auto sum = DotOfBlock(x.blocks[last].get(), y.blocks[last].get(), x.elementsIn(last));
-    for (std::size_t k = 0; k < last; ++k)
-      sum += DotOfBlock(x.blocks[k].get(), y.blocks[k].get(), x.elementsIn(k));
+    auto sum = DotOfBlock(x.blocks[last], y.blocks[last], x.elementsIn(last));
+    for (std::size_t k = 0; k < last; ++k) sum += DotOfBlock(x.blocks[k], y.blocks[k], x.elementsIn(k));
     return sum;
   });
 }

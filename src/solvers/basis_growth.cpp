@@ -176,8 +176,11 @@ int CreateStartingFunctions(const OperatorType& H, std::uint32_t N, const Determ
   if (ElementCount(psi[0]) == 0) return 0;
   for (std::uint32_t i = 0; i < N; ++i) {
     WaveFunctionRandomize(psi[i]);
-    OrthogonalizeAgainstEarlier(psi, i);
-    const double norm = WaveFunctionCalculateNorm(psi[i]);
+    double norm = 0;  // of what is orthogonal to all earlier ones: nothing, once they span the space
+    if (i < ElementCount(psi[0])) {
+      OrthogonalizeAgainstEarlier(psi, i);
+      norm = WaveFunctionCalculateNorm(psi[i]);
+    }
     WaveFunctionMultiply(psi[i], norm < NoiseNorm ? 0.0 : 1 / norm, 0);
   }
   return 0;

@@ -61,15 +61,6 @@ void CopyRows(const CompactMatrixType& rows, std::vector<WaveFunctionType>& psi)
         rows.Data, psi[i].values);
 }
 
-bool QFinite(const CompactMatrixType& m) {
-  return std::visit(
-      [](const auto& data) {
-        return std::all_of(data.begin(), data.end(),
-                           [](auto x) { return std::isfinite(Re(x)) && std::isfinite(Im(x)); });
-      },
-      m.Data);
-}
-
 int NotFinite() {
   Say("Error in BlockLanczosGroundStateConserveBasis: values that are not finite numbers\n");
   return StatusNotFinite;

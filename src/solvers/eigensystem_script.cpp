@@ -9,6 +9,8 @@
 #include "core/wave_function_script.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
+#include "linalg/matrix_functions_script.h"
+#include "linalg/matrix_script.h"
 #include "solvers/conserve_basis.h"
 #include "solvers/ground_state.h"
 
@@ -95,20 +97,6 @@ void ReadOptions(lua_State* L, Call& call) {
 // --- Checks
 // --------------------------------------------------------------------------------------------------
 
-void CheckRestrictions(lua_State* L, const DeterminantRestrictionType& R, const KeyLayout& layout) {
-  if (NRestrictions(R) == 0) return;
-  if (R.layout.NFermion != layout.NFermion)
-    ScriptError(L,
-                "Number of Fermions in definition of restrictions (%d) not the same as number of Fermions in "
-                "operator (%d)\n",
-                R.layout.NFermion, layout.NFermion);
-  if (R.layout.NBoson != layout.NBoson)
-    ScriptError(L,
-                "Number of Bosons in definition of restrictions (%d) not the same as number of Bosons in "
-                "operator (%d)\n",
-                R.layout.NBoson, layout.NBoson);
-}
-
 // All that meets must live on one space.
 void CheckSpaces(lua_State* L, const OperatorType& H, const Call& call) {
   for (std::size_t k = 0; k < call.psi.size(); ++k) {
@@ -122,9 +110,9 @@ void CheckSpaces(lua_State* L, const OperatorType& H, const Call& call) {
                   "Wave-function %d has a different number of Bosons (%d) than the Hamilton operator (%d)\n",
                   static_cast<int>(k) + 1, layout.NBoson, H.layout.NBoson);
   }
-  CheckRestrictions(L, call.start, H.layout);
-  CheckRestrictions(L, call.settings.Restrictions, H.layout);
-  CheckRestrictions(L, H.Restrictions, H.layout);
+  CheckRestrictionsFit(L, call.start, H.layout);
+  CheckRestrictionsFit(L, call.settings.Restrictions, H.layout);
+  CheckRestrictionsFit(L, H.Restrictions, H.layout);
 }
 
 bool QFinite(Complex16 z) { return std::isfinite(z.re) && std::isfinite(z.im); }
@@ -272,19 +260,33 @@ int GiveBack(lua_State* L, Call& call) {
   return 0;
 }
 
-}  // namespace
-
-// Eigensystem(H, psi | {psi, ...} [, options])         improves the states in place
-// Eigensystem(H, restrictions, n [, options])  -> psi  for n = 1, else {psi, ...}
-int LuaEigensystem(lua_State* L) {
-  VerbosityPrintf(0x10000000, "Start of LuaEigensystem\n");
-  CollectGarbage(L);
-  const int arguments = lua_gettop(L);
-  if (arguments == 1)
+// A matrix in either form. A table with the key type would be a response function.
+int EigensystemOfMatrix(lua_State* L) {
+  bool matrix = TestRecord<CompactMatrixType>(L, 1) != nullptr;
+  if (lua_istable(L, 1)) {
+    lua_pushliteral(L, "type");
+    lua_rawget(L, 1);
+    matrix = !lua_isstring(L, -1);
+    lua_pop(L, 1);
+  }
+  if (!matrix)
     return luaL_error(
         L,
         "Error Eigensystem called with a single argument, which should be either a matrix (square "
         "table or one of the (block) response function types)");
+  return LuaMatrixEigensystem(L);
+}
+
+}  // namespace
+
+// Eigensystem(m)                               -> see Matrix.Eigensystem
+// Eigensystem(H, psi | {psi, ...} [, options])         improves the states in place
+// Eigensystem(H, restrictions, n [, options])  -> psi  for n = 1, else {psi, ...}
+int LuaEigensystem(lua_State* L) {
+  VerbosityPrintf(0x10000000, "Start of LuaEigensystem\n");
+  const int arguments = lua_gettop(L);
+  if (arguments == 1) return EigensystemOfMatrix(L);
+  CollectGarbage(L);
   if (arguments < 2 || arguments > 4)
     return luaL_error(L, "Error Eigensystem called with %d arguments, 1, 2, 3 or 4 expected\n", arguments);
   OperatorType* H;
@@ -300,8 +302,8 @@ int LuaEigensystem(lua_State* L) {
   CheckSpaces(L, *H, call);
   CheckStartIsPossible(L, call);
   CheckFinite(L, *H);
-  CheckHermitian(L, *H, call.settings.zero);
   PrepareStartFunctions(L, call);
+  CheckHermitian(L, *H, call.settings.zero);  // the last, as it may mend H
 
   Solve(*H, call);
 

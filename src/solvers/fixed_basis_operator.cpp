@@ -18,7 +18,7 @@ template <class T>
 class RowBuilder {
  public:
   using Slab = typename FixedBasisOperator<T>::Slab;
-  explicit RowBuilder(FixedBasisOperator<T>& H) : H_(H), results_(H.compiled), place_(H.N, None) {}
+  explicit RowBuilder(FixedBasisOperator<T>& H) : H_(H), results_(H.compiled, *H.basis), place_(H.N, None) {}
 
   // Appends rows first .. end - 1 to slab and sets their diagonal elements.
   void Add(std::size_t first, std::size_t end, Slab& slab) {

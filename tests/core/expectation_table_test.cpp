@@ -83,6 +83,8 @@ TEST(ExpectationValues, StandardDeviation) {
   // Not normalised: the formula as it stands, <O^2> - <O>^2 = 4 - 4^2 < 0 shows as 0, 0.25 - 0.25^2 does not.
   EXPECT_EQ(StandardDeviation(number, State(2, 0), 4), 0);
   EXPECT_NEAR(StandardDeviation(number, State(0.5, 0), 0.25), std::sqrt(0.1875), 1e-15);
+  // What is not a number must not pass for an eigenstate.
+  EXPECT_TRUE(std::isnan(StandardDeviation(number, State(INFINITY, 0), INFINITY)));
 }
 
 TEST(ExpectationValues, SmallValuesPrintAsZeroAndHeadersRepeat) {

@@ -73,6 +73,10 @@ check.equal("unknown option", message,
 
 -- Refused calls leave their arguments alone.
 check.equal("untouched", psi.N .. psi.PrefactorDet(1) .. psi.Name, "11start")
+local bent = NewOperator(2, 0, {{0, -1, 1}, {1, -0, 1 + 1e-9}})
+local before = tostring(bent)
+check.ok("not finite", not pcall(Eigensystem, bent, nan * psi))
+check.equal("not repaired", tostring(bent), before)
 
 -- Restrictions that nothing fulfils: states without determinants, or, on many orbitals, none at all.
 local impossible = Eigensystem(H, {2, 0, {"11", 2, 2}, {"10", 0, 0}}, 2)

@@ -58,7 +58,7 @@ check.equal("full text", (read():gsub("0x%x+", "@"):gsub("%(nil%)", "@")), [[
 
 Full printout of WaveFunction: f
 
-General settings
+Genneral settings
 QComplex      =          1 (Real==0 or Complex==1)
 N             =          2 (Number of basis functions used to discribe psi)
 NFermion      =          2 (Number of fermions in the one particle basis)

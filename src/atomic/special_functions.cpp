@@ -1,0 +1,64 @@
+#include "atomic/special_functions.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace fermix {
+
+namespace {
+
+// What these sums lose to cancellation comes out of the digits beyond double.
+using Real = long double;
+
+// Term k is (-1)^k x^(n+2k) / (2^k k! (2n+2k+1)!!).
+double BesselSeries(Real x, int n) {
+  constexpr int Terms = 30, FirstMissingOrder = 32;
+  if (n >= FirstMissingOrder) return 0;
+  Real term = 1;
+  for (int i = 1; i <= n; ++i) term *= x / static_cast<Real>(2 * i + 1);
+  Real sum = 0;
+  for (int k = 0; k < std::min(Terms, FirstMissingOrder - n); ++k) {
+    sum += term;
+    term *= -x * x / (2 * static_cast<Real>(k + 1) * static_cast<Real>(2 * n + 2 * k + 3));
+  }
+  return static_cast<double>(sum);
+}
+
+// (1/x) sum over j = 0 .. n of c_j (n+j)! / (j! (n-j)! (2x)^j), where c_j runs through cos, -sin, -cos, sin
+// of the phase x - (n+1) pi / 2, so that the next factor is the derivative of the last.
+double BesselFiniteSum(Real x, unsigned n) {
+  const Real cosine = std::cos(x), sine = std::sin(x);
+  const Real quarterTurns[] = {cosine, -sine, -cosine, sine};  // cos(x + q pi / 2)
+  Real a = 1, sum = 0;
+  for (unsigned j = 0; j <= n && a != 0; ++j) {
+    sum += quarterTurns[(j - n - 1) % 4] * a;
+    a *= (static_cast<Real>(n) + j + 1) * static_cast<Real>(n - j) / (static_cast<Real>(j + 1) * 2 * x);
+    if (std::isinf(a)) return std::numeric_limits<double>::quiet_NaN();
+  }
+  return static_cast<double>(sum / x);
+}
+
+}  // namespace
+
+double SphericalBesselJ(double x, unsigned int n) {
+  if (std::isnan(x)) return x;
+  if (std::isinf(x)) return 0;
+  if (x < 0) return n % 2 == 0 ? SphericalBesselJ(-x, n) : -SphericalBesselJ(-x, n);
+  if ((n + 4.0) / 2 > x) return BesselSeries(x, static_cast<int>(std::min(n, 32u)));
+  return BesselFiniteSum(x, n);
+}
+
+// By the three-term recurrence in n, which is stable where the sum over powers cancels.
+double LaguerrePolynomial(int n, int l, double x) {
+  if (n < 0) return 0;
+  Real previous = 0, value = 1;
+  for (Real k = 0; k < n; ++k) {
+    const Real next = ((2 * k + 1 + l - x) * value - (k + l) * previous) / (k + 1);
+    previous = value;
+    value = next;
+  }
+  return static_cast<double>(value);
+}
+
+}  // namespace fermix

@@ -1,0 +1,15 @@
+// Radial special functions: spherical Bessel functions and associated Laguerre polynomials.
+#pragma once
+
+namespace fermix {
+
+// j_n(x). Below x = (n + 4) / 2 by the power series, whose terms from order n + k = 32 on are left out as
+// scripts rely on: it is good to an ulp up to n = 14, loses digits towards the border above, and is 0 for
+// n >= 32. From there on by the finite sum over sines, cosines and powers of 1/x: good to an ulp up to n =
+// 12, to 1e-15 up to n = 20 and to 1e-11 at n = 30; not-a-number where its terms overflow.
+double SphericalBesselJ(double x, unsigned int n);
+
+// L_n^l(x) = sum over k = 0 .. n of (-1)^k (n+l over n-k) x^k / k!, also for negative l; 0 for negative n.
+double LaguerrePolynomial(int n, int l, double x);
+
+}  // namespace fermix

@@ -1,0 +1,173 @@
+#include "atomic/basis_change.h"
+
+#include <gtest/gtest.h>
+#include <cfloat>
+#include <cmath>
+
+#include "atomic/angular_momentum.h"
+#include "atomic/harmonics.h"
+
+namespace fermix {
+namespace {
+
+constexpr double rounding = 4 * DBL_EPSILON;
+
+void ExpectUnitary(const CompactMatrixType& M) {
+  CompactMatrixType product;
+  ASSERT_EQ(CompactMatrixMultiply('N', 'C', M, M, product), 0);
+  for (std::uint32_t i = 0; i < M.Ni; ++i)
+    for (std::uint32_t j = 0; j < M.Ni; ++j)
+      EXPECT_NEAR(Abs(CompactMatrixElement(product, i, j) - (i == j ? 1.0 : 0.0)), 0, rounding);
+}
+
+Complex16 SphericalHarmonicY(int l, int m, double theta, double phi) {
+  return {ReSphericalHarmonicY(l, m, theta, phi), ImSphericalHarmonicY(l, m, theta, phi)};
+}
+
+// The matrices are what their functions say: row r of M applied to the old functions at a direction.
+TEST(BasisChange, RowsAreTheNewFunctions) {
+  const double theta = 0.9, phi = 2.2;
+  for (int l = 0; l <= 5; ++l) {
+    const int multiplicity = 4 * l + 2;
+    const auto applied = [&](const CompactMatrixType& M, int row, auto&& old) {
+      Complex16 sum;
+      for (int m = -l; m <= l; ++m) sum += CompactMatrixElement(M, row, m + l) * old(m);
+      return sum;
+    };
+    const auto Y = [&](int m) { return SphericalHarmonicY(l, m, theta, phi); };
+    const auto Z = [&](int m) { return Complex16(TesseralHarmonicZ(l, m, theta, phi)); };
+    const auto K = [&](int i) { return Complex16(CubicHarmonicK(l, i, theta, phi)); };
+    const auto YZ = YToZMatrix(multiplicity, false);
+    ExpectUnitary(YZ);
+    for (int m = -l; m <= l; ++m) EXPECT_NEAR(Abs(applied(YZ, m + l, Y) - Z(m)), 0, rounding);
+    if (l > 3) continue;
+    const auto YK = YToKMatrix(multiplicity, false), ZK = ZToKMatrix(multiplicity, false);
+    EXPECT_TRUE(IsComplexMatrix(YK) && !IsComplexMatrix(ZK));
+    ExpectUnitary(YK);
+    ExpectUnitary(ZK);
+    for (int i = -l; i <= l; ++i) {
+      EXPECT_NEAR(Abs(applied(YK, i + l, Y) - K(i)), 0, rounding);
+      EXPECT_NEAR(Abs(applied(ZK, i + l, Z) - K(i)), 0, rounding);
+    }
+    CompactMatrixType product;
+    ASSERT_EQ(CompactMatrixMultiply('N', 'N', ZK, YZ, product), 0);
+    for (int i = 0; i <= 2 * l; ++i)
+      for (int j = 0; j <= 2 * l; ++j)
+        EXPECT_NEAR(Abs(CompactMatrixElement(product, i, j) - CompactMatrixElement(YK, i, j)), 0, rounding);
+  }
+}
+
+// Digits that scripts may compare.
+TEST(BasisChange, StatedDigits) {
+  EXPECT_EQ(CompactMatrixElement(YToKMatrix(6, false), 0, 0).re, 0.7071067811865475);
+  EXPECT_EQ(CompactMatrixElement(YToKMatrix(6, false), 1, 2).im, 0.7071067811865475);
+  EXPECT_EQ(CompactMatrixElement(YToZMatrix(6, false), 2, 0).re, 0.7071067811865476);
+  EXPECT_EQ(CompactMatrixElement(YToKMatrix(14, false), 1, 0).re, 0.5590169943749475);
+  EXPECT_EQ(CompactMatrixElement(YToKMatrix(14, false), 2, 4).im, -0.4330127018922193);
+  EXPECT_EQ(CompactMatrixElement(ZToKMatrix(14, false), 1, 4).re, -0.6123724356957945);
+  EXPECT_EQ(CompactMatrixElement(ZToKMatrix(14, false), 2, 0).re, -0.7905694150420949);
+}
+
+TEST(BasisChange, SpinDoublesRowsAndColumns) {
+  const auto M = YToKMatrix(10, false), withSpin = YToKMatrix(10, true);
+  ASSERT_EQ(withSpin.Ni, 10u);
+  for (std::uint32_t i = 0; i < 10; ++i)
+    for (std::uint32_t j = 0; j < 10; ++j) {
+      const Complex16 expected = i % 2 == j % 2 ? CompactMatrixElement(M, i / 2, j / 2) : 0;
+      EXPECT_TRUE(CompactMatrixElement(withSpin, i, j) == expected);
+    }
+}
+
+// 2 mj of row r of the basis jjz, and 2 j.
+struct JState {
+  int twoJ, twoMj;
+};
+JState StateOfRow(int l, int row) {
+  return row < 2 * l ? JState{2 * l - 1, 2 * row - 2 * l + 1}
+                     : JState{2 * l + 1, 2 * (row - 2 * l) - 2 * l - 1};
+}
+
+// <l m 1/2 s | j mj> = (-1)^(l - 1/2 + mj) sqrt(2j + 1) (l 1/2 j; m s -mj)
+TEST(YToJJzMatrix, HoldsTheCouplingCoefficients) {
+  for (int l = 0; l <= 7; ++l) {
+    const auto M = YToJJzMatrix(4 * l + 2, true);
+    ExpectUnitary(M);
+    for (int row = 0; row < 4 * l + 2; ++row) {
+      const auto [twoJ, twoMj] = StateOfRow(l, row);
+      for (int column = 0; column < 4 * l + 2; ++column) {
+        const int m = column / 2 - l, twoS = column % 2 ? 1 : -1;
+        const double sign = (2 * l - 1 + twoMj) / 2 % 2 ? -1 : 1;
+        const double expected =
+            sign * std::sqrt(twoJ + 1) * ThreeJSymbolHalf(2 * l, 2 * m, 1, twoS, twoJ, -twoMj);
+        EXPECT_NEAR(CompactMatrixElement(M, row, column).re, expected, 2 * DBL_EPSILON)
+            << l << ' ' << row << ' ' << column;
+      }
+    }
+  }
+}
+
+// The integral between coupled states is the one between spin-orbitals, turned; and by the theorem of Wigner
+// and Eckart (-1)^(mj1 + 1/2) sqrt((2j1+1)(2j2+1)) (j1 k j2; 1/2 0 -1/2) (j1 k j2; -mj1 q mj2), up to the
+// phases of j: it vanishes for odd l1 + k + l2.
+TEST(SlaterCoefficientCjcoupling, IsTheTurnedIntegral) {
+  for (int l1 = 0; l1 <= 3; ++l1)
+    for (int l2 = 0; l2 <= 3; ++l2) {
+      const auto A = YToJJzMatrix(4 * l1 + 2, true), B = YToJJzMatrix(4 * l2 + 2, true);
+      for (int k = 0; k <= l1 + l2 + 1; ++k)
+        for (int a = 0; a < 4 * l1 + 2; ++a)
+          for (int b = 0; b < 4 * l2 + 2; ++b) {
+            const auto [twoJ1, twoM1] = StateOfRow(l1, a);
+            const auto [twoJ2, twoM2] = StateOfRow(l2, b);
+            double turned = 0;
+            for (int p = 0; p < 4 * l1 + 2; ++p)
+              for (int q = p % 2; q < 4 * l2 + 2; q += 2)
+                turned += CompactMatrixElement(A, a, p).re * CompactMatrixElement(B, b, q).re *
+                          SlaterCoefficientC(k, l1, p / 2 - l1, l2, q / 2 - l2);
+            const double value = SlaterCoefficientCjcoupling(k, l1, twoJ1, twoM1, l2, twoJ2, twoM2);
+            ASSERT_NEAR(value, turned, rounding) << k << ' ' << l1 << ' ' << a << ' ' << l2 << ' ' << b;
+            const double reduced = (l1 + l2 + k) % 2 ? 0
+                                                     : std::sqrt((twoJ1 + 1) * (twoJ2 + 1)) *
+                                                           ThreeJSymbolHalf(twoJ1, 1, 2 * k, 0, twoJ2, -1);
+            const double size = reduced * ThreeJSymbolHalf(twoJ1, -twoM1, 2 * k, twoM1 - twoM2, twoJ2, twoM2);
+            ASSERT_NEAR(std::fabs(value), std::fabs(size), rounding);
+          }
+    }
+  EXPECT_EQ(SlaterCoefficientCjcoupling(0, 1, 2, 1, 1, 2, 1), 0);
+  EXPECT_EQ(SlaterCoefficientCjcoupling(0, 1, 3, 5, 1, 3, 5), 0);
+  EXPECT_EQ(SlaterCoefficientCjcoupling(0, -1, -1, 1, 2147483647, 1, 1), 0);
+}
+
+TEST(BasisChange, RefusesWhatIsNoShell) {
+  const struct {
+    ShellMatrix matrix;
+    int multiplicity;
+    const char* line;
+  } cases[] = {
+      {YToKMatrix, 8,
+       "YToKMatrix only defined for multiplicity (2*l+1), with integer l, not for multiplicity 8!\n"},
+      {ZToKMatrix, -2,
+       "ZToKMatrix only defined for multiplicity (2*l+1), with integer l, not for multiplicity -2!\n"},
+      {YToZMatrix, 7,
+       "YToZMatrix only defined for multiplicity (2*l+1), with integer l, not for multiplicity 7!\n"},
+      {YToJJzMatrix, 0,
+       "YToJJzMatrix only defined for multiplicity 2*(2*l+1), with integer l, not for multiplicity 0!\n"},
+      {YToKMatrix, 18, "YToKMatrix not yet implemented for an atomic shell of multiplicity 18, sorry!\n"},
+      {ZToKMatrix, 22, "ZToKMatrix not yet implemented for an atomic shell of multiplicity 22, sorry!\n"}};
+  for (const auto& c : cases) {
+    testing::internal::CaptureStdout();
+    const auto M = c.matrix(c.multiplicity, true);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), c.line);
+    EXPECT_EQ(M.Ni, 0u);
+  }
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(YToJJzMatrix(6, false).Ni, 6u);
+  EXPECT_EQ(
+      testing::internal::GetCapturedStdout(),
+      "YToJJzMatrix called with addSpin = false. Since spin is obligatory this request will be ignored.\n");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(LargeRotationMatrix({6, 18}, YToKMatrix, true).Ni, 0u);
+  testing::internal::GetCapturedStdout();
+}
+
+}  // namespace
+}  // namespace fermix

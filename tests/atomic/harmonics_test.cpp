@@ -1,0 +1,241 @@
+#include "atomic/harmonics.h"
+
+#include <gtest/gtest.h>
+#include <cfloat>
+#include <cmath>
+#include <numbers>
+
+#include "host/base/complex16.h"
+
+namespace fermix {
+namespace {
+
+// sqrt((2l+1)/(4 pi) (l-m)!/(l+m)!) |P_l^m|(cos 1.1) for l = 0 .. 12, m = 0 .. l, by mpmath with 40 digits
+// from its Legendre functions (type 2, their sign (-1)^m taken off).
+const std::vector<std::vector<double>> polar = {
+    {0.28209479177387814},
+    {0.22162820431795896, 0.30790692886701987},
+    {-0.12071665015977051, 0.3123013032240306, 0.3067985007403769},
+    {-0.3336765959988783, 0.008279786581598218, 0.36818965784548674, 0.29532852222889705},
+    {-0.17886580993668727, -0.2982946838376605, 0.1169713148636826, 0.4018796166881253, 0.2791646463262636},
+    {0.17317629125082806, -0.28301191391555647, -0.23369802018644925, 0.20856975079375528, 0.4199775666486646,
+     0.26093691591168405},
+    {0.3356993618280477, 0.03738835041358886, -0.33797183400693587, -0.1540887044069342, 0.2843179575459588,
+     0.42675295159345245, 0.2420445691427154},
+    {0.13042910319031187, 0.3163891395156847, -0.08899514344656424, -0.35442435014574314,
+     -0.06830037674832888, 0.3454805775453764, 0.42521669199574014, 0.2232830309303868},
+    {-0.21780810121203129, 0.25140939433831916, 0.25148587046047594, -0.19589380037166282,
+     -0.3409907572737371, 0.017883464414700907, 0.393464353577449, 0.4175894440043536, 0.20511572321816227},
+    {-0.32777142214582017, -0.08685013801914804, 0.32205085774944764, 0.1604317167386452, -0.2787345742770143,
+     -0.30500209664090405, 0.10065849775168705, 0.42973907682286294, 0.4055506347601006, 0.1878098064178174},
+    {-0.07910761638736011, -0.33027287634900904, 0.04748618977343783, 0.3460441980972039,
+     0.057829893960339704, -0.33627599653344875, -0.25269358265879843, 0.17758316122676265,
+     0.4557606314526875, 0.39038870582371454, 0.1715108815040527},
+    {0.25615106068314775, -0.21376286764458557, -0.27719844894036993, 0.16685395569725076,
+     0.33055831576766165, -0.04553001520718228, -0.3693283648834335, -0.18930297258220447,
+     0.24718031855354314, 0.47291907828210683, 0.37309972542821673, 0.15628705986599045},
+    {0.31129714565664174, 0.13567597137669807, -0.3021828555597096, -0.1877044208803558, 0.2606463037541144,
+     0.28415071442863993, -0.14195096321936518, -0.3799322170805224, -0.11916057868101242,
+     0.30866257492611254, 0.4825080649070355, 0.35445602092110134, 0.1421563189285642}};
+
+constexpr double lastBits = 2 * DBL_EPSILON;
+
+TEST(SphericalHarmonicY, EveryOrderToTheLastBits) {
+  const double theta = 1.1, phi = 0.37;
+  for (int l = 0; l <= 12; ++l)
+    for (int m = -l; m <= l; ++m) {
+      SCOPED_TRACE(testing::Message() << l << ' ' << m);
+      const double sign = m > 0 && m % 2 ? -1 : 1, p = sign * polar[l][std::abs(m)];
+      const long double angle = m * static_cast<long double>(phi);
+      const double re = p * std::cos(angle), im = p * std::sin(angle);
+      EXPECT_NEAR(ReSphericalHarmonicY(l, m, theta, phi), re, lastBits * std::fabs(re));
+      EXPECT_NEAR(ImSphericalHarmonicY(l, m, theta, phi), im, lastBits * std::fabs(im));
+    }
+}
+
+TEST(TesseralHarmonicZ, IsTheCombinationOfSphericalOnes) {
+  const double theta = 2.3, phi = -1.9, root = std::numbers::sqrt2;
+  const auto Y = [&](int l, int m) {
+    return Complex16(ReSphericalHarmonicY(l, m, theta, phi), ImSphericalHarmonicY(l, m, theta, phi));
+  };
+  for (int l = 0; l <= 12; ++l) {
+    EXPECT_EQ(TesseralHarmonicZ(l, 0, theta, phi), ReSphericalHarmonicY(l, 0, theta, phi));
+    for (int k = 1; k <= l; ++k) {
+      SCOPED_TRACE(testing::Message() << l << ' ' << k);
+      const double sign = k % 2 ? -1 : 1;
+      const Complex16 cosine = (Y(l, -k) + sign * Y(l, k)) / root;
+      const Complex16 sine = Complex16(0, 1) * (Y(l, -k) - sign * Y(l, k)) / root;
+      EXPECT_NEAR(TesseralHarmonicZ(l, k, theta, phi), cosine.re, lastBits);
+      EXPECT_NEAR(TesseralHarmonicZ(l, -k, theta, phi), sine.re, lastBits);
+      EXPECT_NEAR(std::hypot(cosine.im, sine.im), 0, DBL_EPSILON);
+    }
+  }
+}
+
+// Nodes and weights of Gauss-Legendre quadrature, by Newton's method on the polynomial.
+struct Quadrature {
+  std::vector<double> x, w;
+};
+Quadrature GaussLegendre(int n) {
+  Quadrature q;
+  for (int i = 1; i <= n; ++i) {
+    long double x = std::cos(std::numbers::pi * (i - 0.25) / (n + 0.5)), slope = 0;
+    for (int step = 0; step < 10; ++step) {
+      const long double p = std::legendre(n, x), before = std::legendre(n - 1, x);
+      slope = n * (x * p - before) / (x * x - 1);
+      x -= p / slope;
+    }
+    q.x.push_back(static_cast<double>(x));
+    q.w.push_back(static_cast<double>(2 / ((1 - x * x) * slope * slope)));
+  }
+  return q;
+}
+
+using Harmonic = double (*)(int, int, double, double, HarmonicNorm);
+
+// The grid integrates products of two functions up to l = 12 exactly.
+void ExpectOrthonormal(Harmonic f, int maxL) {
+  constexpr int polarPoints = 13, azimuths = 25;
+  const Quadrature q = GaussLegendre(polarPoints);
+  std::vector<std::vector<double>> values;  // times the root of the weight
+  for (int l = 0; l <= maxL; ++l)
+    for (int m = -l; m <= l; ++m) {
+      auto& v = values.emplace_back();
+      for (int i = 0; i < polarPoints; ++i)
+        for (int k = 0; k < azimuths; ++k)
+          v.push_back(f(l, m, std::acos(q.x[i]), 2 * std::numbers::pi * k / azimuths, HarmonicNorm::unit) *
+                      std::sqrt(q.w[i] * 2 * std::numbers::pi / azimuths));
+    }
+  for (std::size_t a = 0; a < values.size(); ++a)
+    for (std::size_t b = 0; b <= a; ++b) {
+      double overlap = 0;
+      for (std::size_t p = 0; p < values[a].size(); ++p) overlap += values[a][p] * values[b][p];
+      ASSERT_NEAR(overlap, a == b ? 1 : 0, 1e-14) << a << ' ' << b;
+    }
+}
+
+TEST(Harmonics, AreOrthonormalOnTheSphere) {
+  ExpectOrthonormal(TesseralHarmonicZ, MaxHarmonicL);
+  ExpectOrthonormal(CubicHarmonicK, MaxCubicL);
+}
+
+struct Direction {
+  double x, y, z;
+  double theta() const { return std::atan2(std::hypot(x, y), z); }
+  double phi() const { return std::atan2(y, x); }
+};
+constexpr Direction someDirections[] = {{0.48, -0.6, 0.64}, {-2 / 3., 1 / 3., 2 / 3.}, {0.36, 0.8, -0.48}};
+
+// Norms of the polynomials: the integrals over the sphere of their squares, of which those of monomials are
+// 4 pi (a-1)!! (b-1)!! (c-1)!! / (a+b+c+1)!! for even powers.
+TEST(CubicHarmonicK, CartesianPolynomials) {
+  const auto root = [](double squareTimesPi) { return std::sqrt(squareTimesPi / std::numbers::pi); };
+  for (const Direction& r : someDirections) {
+    const double x = r.x, y = r.y, z = r.z;
+    const double s = x * x * x * x + y * y * y * y + z * z * z * z;
+    const struct {
+      int l, i;
+      double value;
+    } cases[] = {{0, 0, root(1 / 4.)},
+                 {1, -1, root(3 / 4.) * x},
+                 {1, 0, root(3 / 4.) * y},
+                 {1, 1, root(3 / 4.) * z},
+                 {2, -2, root(15 / 16.) * (x * x - y * y)},
+                 {2, -1, root(5 / 16.) * (3 * z * z - 1)},
+                 {2, 0, root(15 / 4.) * y * z},
+                 {2, 1, root(15 / 4.) * x * z},
+                 {2, 2, root(15 / 4.) * x * y},
+                 {3, -3, root(105 / 4.) * x * y * z},
+                 {3, -2, root(7 / 16.) * x * (5 * x * x - 3)},
+                 {3, -1, root(7 / 16.) * y * (5 * y * y - 3)},
+                 {3, 0, root(7 / 16.) * z * (5 * z * z - 3)},
+                 {3, 1, root(105 / 16.) * x * (y * y - z * z)},
+                 {3, 2, root(105 / 16.) * y * (z * z - x * x)},
+                 {3, 3, root(105 / 16.) * z * (x * x - y * y)},
+                 {4, -4, root(21 * 25 / 64.) * (s - 0.6)}};
+    for (const auto& c : cases) {
+      SCOPED_TRACE(testing::Message() << c.l << ' ' << c.i);
+      EXPECT_NEAR(CubicHarmonicK(c.l, c.i, r.theta(), r.phi()), c.value, 4 * DBL_EPSILON);
+    }
+  }
+}
+
+// Turning x to y to z to x permutes the members of each threefold representation of the cube, leaves the
+// onefold ones, and turns the twofold ones by 120 degrees. The members that are one tesseral function, or the
+// cases below, fix the rest.
+TEST(CubicHarmonicK, TurnsWithTheCube) {
+  constexpr int E = 100;  // member of a twofold representation, whose partner is the next
+  const struct {
+    int l;
+    std::vector<int> turned;
+    std::vector<int> sign;  // of sqrt(3)/2 for each E
+  } cases[] = {{1, {0, 1, -1}, {}},
+               {2, {E, E, 1, 2, 0}, {-1}},
+               {3, {-3, -1, 0, -2, 2, 3, 1}, {}},
+               {4, {-4, E, E, 0, 1, -1, 3, 4, 2}, {-1}},
+               {5, {E, E, -2, -1, -3, 1, 2, 0, 4, 5, 3}, {1}},
+               {6, {-6, -5, E, E, -1, 0, -2, 2, 3, 1, 5, 6, 4}, {-1}}};
+  for (const auto& c : cases)
+    for (const Direction& r : someDirections) {
+      const Direction t{r.y, r.z, r.x};
+      const auto K = [&](int i) { return CubicHarmonicK(c.l, i, r.theta(), r.phi()); };
+      const auto turned = [&](int i) { return CubicHarmonicK(c.l, i, t.theta(), t.phi()); };
+      for (int i = -c.l; i <= c.l; ++i) {
+        SCOPED_TRACE(testing::Message() << c.l << ' ' << i);
+        if (const int j = c.turned[i + c.l]; j != E) {
+          EXPECT_NEAR(turned(i), K(j), 1e-14);
+          continue;
+        }
+        const double half = c.sign[0] * std::sqrt(0.75);
+        EXPECT_NEAR(turned(i), -K(i) / 2 + half * K(i + 1), 1e-14);
+        EXPECT_NEAR(turned(i + 1), -half * K(i) - K(i + 1) / 2, 1e-14);
+        ++i;
+      }
+    }
+}
+
+TEST(CubicHarmonicK, SignsOfTheMembersThatRotationsLeaveOpen) {
+  const struct {
+    int l, i, m1;
+    double weight1;
+    int m2;
+    double weight2;
+  } cases[] = {{4, -3, 2, 1, 2, 0},
+               {4, 1, -4, 1, 2, 0},
+               {4, 4, -2, 1, 2, 0},
+               {5, -5, -2, 1, 2, 0},
+               {5, -4, -4, 1, 2, 0},
+               {5, -1, 0, 1, 2, 0},
+               {5, 2, 4, 1, 2, 0},
+               {5, 5, 2, 1, 2, 0},
+               {6, 0, -4, 1, 2, 0},
+               {6, 3, -2, 1, 2, 0},
+               {6, 6, -6, 1, 2, 0},
+               {4, -2, 0, -0.6454972243679028, 4, 0.7637626158259734},
+               {6, -6, 0, 0.35355339059327379, 4, -0.9354143466934853},
+               {6, -5, 2, -0.82915619758885, 6, 0.5590169943749475},
+               {6, -4, 2, 0.5590169943749475, 6, 0.82915619758885},
+               {6, -3, 0, 0.9354143466934853, 4, 0.35355339059327379}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.l << ' ' << c.i);
+    EXPECT_NEAR(CubicHarmonicK(c.l, c.i, 0.8, 2.6),
+                c.weight1 * TesseralHarmonicZ(c.l, c.m1, 0.8, 2.6) +
+                    c.weight2 * TesseralHarmonicZ(c.l, c.m2, 0.8, 2.6),
+                lastBits);
+  }
+}
+
+TEST(Harmonics, AreZeroBeyondTheirRange) {
+  EXPECT_EQ(ReSphericalHarmonicY(13, 0, 1, 1), 0);
+  EXPECT_EQ(ImSphericalHarmonicY(13, 1, 1, 1), 0);
+  EXPECT_EQ(TesseralHarmonicZ(-1, 0, 1, 1), 0);
+  EXPECT_EQ(TesseralHarmonicZ(2, -2147483647 - 1, 1, 1), 0);
+  EXPECT_EQ(CubicHarmonicK(7, 0, 1, 1), 0);
+  EXPECT_EQ(CubicHarmonicK(2, 3, 1, 1), 0);
+  EXPECT_EQ(ImSphericalHarmonicY(5, 0, 1, 1), 0);
+  EXPECT_TRUE(CubicHarmonicTerms(7, 0).empty());
+  EXPECT_TRUE(std::isnan(TesseralHarmonicZ(2, 1, INFINITY, 0)));
+}
+
+}  // namespace
+}  // namespace fermix
