@@ -57,6 +57,8 @@ struct BlockedArray {
   T& operator[](std::size_t i) { return blocks[i / BlockElements][i % BlockElements]; }
   const T& operator[](std::size_t i) const { return blocks[i / BlockElements][i % BlockElements]; }
 
+  // Blocks that hold elements; one more may wait for the next append.
+  std::size_t usedBlocks() const { return (size + BlockElements - 1) / BlockElements; }
   // How many elements stand in block b.
   std::size_t elementsIn(std::size_t b) const {
     return std::min<std::size_t>(BlockElements, size - b * BlockElements);
@@ -72,7 +74,7 @@ struct BlockedArray {
     growTo(elements);
     for (std::size_t i = size; i < elements; ++i) std::fill_n(at(i), width, T{});
     size = elements;
-    dropBlocks((elements + BlockElements - 1) / BlockElements);
+    dropBlocks(usedBlocks());
   }
   // Makes sure that the next append has its memory.
   void reserveOne() {
@@ -85,7 +87,7 @@ struct BlockedArray {
     return at(size++);
   }
   void fill(T value) {
-    for (std::size_t b = 0; b < blocks.size(); ++b) std::fill_n(blocks[b], elementsIn(b) * width, value);
+    for (std::size_t b = 0; b < usedBlocks(); ++b) std::fill_n(blocks[b], elementsIn(b) * width, value);
   }
 
  private:
@@ -158,7 +160,7 @@ struct BlockedArray {
 // Calls f(pointer, count) for each block of an array of width 1, in order.
 template <class Array, class F>
 void ForEachBlock(Array& array, F&& f) {
-  for (std::size_t b = 0; b < array.blocks.size(); ++b) f(array.blocks[b], array.elementsIn(b));
+  for (std::size_t b = 0; b < array.usedBlocks(); ++b) f(array.blocks[b], array.elementsIn(b));
 }
 
 }  // namespace fermix

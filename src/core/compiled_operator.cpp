@@ -154,8 +154,7 @@ CompiledOperator CompileOperator(const OperatorType& O, const DeterminantRestric
   C.words = KeyWords(O.layout);
   C.kind = QComplex(O);
   C.Restrictions = R ? *R : O.Restrictions;
-  if (!C.Restrictions.Masks.empty())
-    RequireSameSpace(C.Restrictions.layout, "Definition of restrictions", O.layout, "the operator");
+  RequireRestrictionsFit(C.Restrictions, O.layout, "the operator");
   C.QChange = !QCountsBosons(C.Restrictions);
   if (C.kind == 0) {
     C.values = std::vector<double>();

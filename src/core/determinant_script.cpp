@@ -25,18 +25,6 @@ void ClearPadding(Key& key, std::uint32_t NFermion, bool warn) {
   SetKeyByte(key.data(), last, byte & allowed);
 }
 
-Key CheckBytes(lua_State* L, int index, const KeyLayout& layout, int number, const DeterminantTexts& texts,
-               bool warn) {
-  if (!lua_istable(L, index) || lua_rawlen(L, index) != NWord(layout))
-    luaL_error(L, texts.words, number, static_cast<int>(NWord(layout)));
-  std::vector<std::uint8_t> bytes;
-  lua_check(L, index, bytes);
-  Key key(KeyWords(layout));
-  for (std::uint32_t b = 0; b < NWord(layout); ++b) SetKeyByte(key.data(), b, bytes[b]);
-  ClearPadding(key, layout.NFermion, warn);
-  return key;
-}
-
 // The first place in text that can't stand in a determinant, text.size() if there is none.
 std::size_t WrongCharacter(const std::string& text, std::uint32_t NFermion) {
   std::uint32_t digits = 0;
@@ -61,10 +49,22 @@ bool QDeterminantText(const std::string& text, const KeyLayout& layout) {
          WrongCharacter(text, layout.NFermion) == text.size();
 }
 
+Key CheckDeterminantBytes(lua_State* L, int index, const KeyLayout& layout, int number, const char* words,
+                          bool warn) {
+  if (!lua_istable(L, index) || lua_rawlen(L, index) != NWord(layout))
+    luaL_error(L, words, number, static_cast<int>(NWord(layout)));
+  std::vector<std::uint8_t> bytes;
+  lua_check(L, index, bytes);
+  Key key(KeyWords(layout));
+  for (std::uint32_t b = 0; b < NWord(layout); ++b) SetKeyByte(key.data(), b, bytes[b]);
+  ClearPadding(key, layout.NFermion, warn);
+  return key;
+}
+
 Key CheckDeterminant(lua_State* L, int index, const KeyLayout& layout, int number,
-                     const DeterminantTexts& texts, bool warn) {
+                     const DeterminantTexts& texts) {
   index = lua_absindex(L, index);
-  if (!lua_isstring(L, index)) return CheckBytes(L, index, layout, number, texts, warn);
+  if (!lua_isstring(L, index)) return CheckDeterminantBytes(L, index, layout, number, texts.words, true);
   std::string text;
   lua_check(L, index, text);
   if (DeterminantTextLength(text) != static_cast<std::int64_t>(layout.NFermion) + 2 * layout.NBoson)

@@ -12,10 +12,14 @@ struct DeterminantTexts {
   const char* words;   // "%d %d": number of the determinant, NWord
 };
 
-// Reads the determinant at index, the one of that number in its list. A table must have one entry for each
-// byte; bits beyond NFermion are cleared after a warning if warn is set.
+// Reads the determinant at index, the one of that number in its list.
 Key CheckDeterminant(lua_State* L, int index, const KeyLayout& layout, int number,
-                     const DeterminantTexts& texts, bool warn);
+                     const DeterminantTexts& texts);
+
+// The form as a table, which must have one entry for each byte, else an error with the text words. Bits
+// beyond NFermion are cleared, after a warning if warn is set.
+Key CheckDeterminantBytes(lua_State* L, int index, const KeyLayout& layout, int number, const char* words,
+                          bool warn);
 
 // Length of a determinant's text without blanks, and whether that is what the layout asks for.
 int DeterminantTextLength(const std::string& text);

@@ -240,11 +240,15 @@ OperatorType InitOperatorForMult(const OperatorType& A, const OperatorType& B) {
 // Tables take their slots with their first term.
 void InitOperatorFixedLength(OperatorType& O, std::uint32_t length, std::uint32_t NBitsKey) {
   if (length == 0) return;
-  OrSay("could not allocate memory for OperatorFixedLengthType in InitOperatorFixedLength\n", [&] {
+  try {
     if (length > MaxLength(O)) O.l.resize(std::size_t{length} + 1);
-    O.l[length] = OperatorFixedLengthType{};
-    O.l[length].NBitsKey = NBitsKey;
-  });
+  } catch (const std::bad_alloc&) {
+    Say("could not allocate memory for OperatorFixedLengthType of length %i in InitOperatorFixedLength\n",
+        static_cast<int>(length));
+    throw;
+  }
+  O.l[length] = OperatorFixedLengthType{};
+  O.l[length].NBitsKey = NBitsKey;
 }
 
 void OperatorCreateTablesOf(OperatorType& O, const OperatorType& Other) {

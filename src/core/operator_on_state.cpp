@@ -1,6 +1,7 @@
 #include "core/operator_on_state.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
@@ -35,6 +36,15 @@ void AddResultsInside(SurvivingTerms& results, const T* added, const Determinant
 
 constexpr const char Letters[] = "RCM";
 
+// Runs a step that a growing product needs before its first result.
+template <class Step>
+auto Prepared(std::uint32_t kind, const WaveFunctionType& psi, Step&& step) {
+  char line[64];
+  std::snprintf(line, sizeof line, "Could not initialize Opsi in OperatorPsi%c%c\n", Letters[kind],
+                Letters[QComplex(psi)]);
+  return OrSay(line, step);
+}
+
 // The lines that a growing product owes the user when memory runs out.
 void SayFlushFailed(const CompiledOperator& O, const WaveFunctionType& psi, bool last) {
   const char* kind = O.kind || QComplex(psi) ? "Complex" : "Real";
@@ -49,7 +59,8 @@ template <class C, class X>
 WaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vector<C>& coefficients,
                                 const WaveFunctionType& psi, const BlockedArray<X>& x) {
   using T = decltype(C{} * X{});
-  WaveFunctionType Opsi(Layout(psi), IsComplex<T>, psi.basis->NBitsKey);
+  WaveFunctionType Opsi =
+      Prepared(O.kind, psi, [&] { return WaveFunctionType(Layout(psi), IsComplex<T>, psi.basis->NBitsKey); });
   auto& values = std::get<BlockedArray<T>>(Opsi.values);
   std::uint32_t reached = 0;
   // A result has mostly at least as many determinants as the state. No room for the index now is no failure.
@@ -83,12 +94,14 @@ WaveFunctionType OperatorPsi(const CompiledOperator& O, const WaveFunctionType& 
 }
 
 WaveFunctionType OperatorPsi(const OperatorType& O, const WaveFunctionType& psi) {
-  return OperatorPsi(CompileOperator(O, nullptr, ElementCount(psi)), psi);
+  return OperatorPsi(
+      Prepared(QComplex(O), psi, [&] { return CompileOperator(O, nullptr, ElementCount(psi)); }), psi);
 }
 
 WaveFunctionType OperatorPsiRestricted(const OperatorType& O, const WaveFunctionType& psi,
                                        const DeterminantRestrictionType& R) {
-  return OperatorPsi(CompileOperator(O, &R, ElementCount(psi)), psi);
+  return OperatorPsi(Prepared(QComplex(O), psi, [&] { return CompileOperator(O, &R, ElementCount(psi)); }),
+                     psi);
 }
 
 void OperatorPsiConserveBasisPreAllocated(const CompiledOperator& O, const WaveFunctionType& psi,

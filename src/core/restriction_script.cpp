@@ -10,10 +10,6 @@ constexpr const char* RestrictionFormat =
     "Restrictions should be given in the format "
     "{NFermion,NBoson,{\"determinant1\",minocc,maxocc},{\"determinant2\",minocc,maxocc},...}";
 
-constexpr DeterminantTexts MaskTexts = {
-    "Error in Restrictions, length of string(%d) different from NFermion(%d)+2*NBoson(%d)\n",
-    "Error in Restrictions, determinant number %d should be a table of %d words\n"};
-
 // Orbitals and modes together, so that sizes of keys can't overflow.
 constexpr std::uint32_t MaxParticles = 65536;
 
@@ -24,6 +20,18 @@ std::uint32_t CheckCount(lua_State* L, int i) {
   lua_check(L, -1, value);
   lua_pop(L, 1);
   return value;
+}
+
+// Mask r, on the stack top. A text that does not fit is no error: StringToDet says so and gives a mask that
+// counts nothing.
+Key CheckMask(lua_State* L, const KeyLayout& layout, int r) {
+  if (!lua_isstring(L, -1))
+    return CheckDeterminantBytes(
+        L, lua_gettop(L), layout, r,
+        "Error in Restrictions, determinant number %d should be a table of %d words\n", false);
+  std::string text;
+  lua_check(L, -1, text);
+  return StringToDet(layout.NFermion, layout.NBoson, text);
 }
 
 }  // namespace
@@ -45,7 +53,7 @@ void luaL_setarray_DeterminatRestrictionType(lua_State* L, int index, Determinan
       luaL_checktype(L, -1, LUA_TTABLE);
       if (lua_rawlen(L, -1) != 3) luaL_error(L, "%s", RestrictionFormat);
       lua_rawgeti(L, -1, 1);
-      R.Masks.push_back(CheckDeterminant(L, -1, R.layout, r, MaskTexts, false));
+      R.Masks.push_back(CheckMask(L, R.layout, r));
       lua_pop(L, 1);
       R.MinOccupation.push_back(CheckCount(L, 2));
       R.MaxOccupation.push_back(CheckCount(L, 3));

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "core/determinant.h"
+#include "core/restriction.h"
 
 namespace fermix {
 
@@ -17,6 +17,12 @@ inline void RequireSameSpace(const KeyLayout& a, const char* what, const KeyLayo
   };
   if (a.NFermion != b.NFermion) throw std::invalid_argument(text("Fermions", a.NFermion, b.NFermion));
   if (a.NBoson != b.NBoson) throw std::invalid_argument(text("Bosons", a.NBoson, b.NBoson));
+}
+
+// The same for restrictions; a set without any fits everywhere.
+inline void RequireRestrictionsFit(const DeterminantRestrictionType& R, const KeyLayout& layout,
+                                   const char* other) {
+  if (NRestrictions(R)) RequireSameSpace(R.layout, "Definition of restrictions", layout, other);
 }
 
 }  // namespace fermix

@@ -65,12 +65,12 @@ void PrintAddresses(const WaveFunctionType& psi, std::FILE* stream) {
         line("**ValueIm     = %p\n", imaginary(values.blocks.data()));
         line("**Next        = %p\n", basis.buckets.data());
         line("**Determinant = %p\n", basis.keys.blocks.data());
-        for (std::size_t b = 0; b < values.blocks.size(); ++b) {
+        for (std::size_t b = 0; b < values.usedBlocks(); ++b) {
           std::fprintf(stream, "BlokNr.       = %i\n", static_cast<int>(b));
           line("*ValueRe      = %p\n", values.blocks[b]);
           line("*ValueIm      = %p\n", imaginary(values.blocks[b]));
           line("*Next         = %p\n", basis.buckets.data());
-          line("*Determinant  = %p\n", b < basis.keys.blocks.size() ? basis.keys.blocks[b] : nullptr);
+          line("*Determinant  = %p\n", basis.keys.blocks[b]);
         }
       },
       psi.values);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "core/space_check.h"
 #include "host/base/status.h"
 
 namespace fermix {
@@ -71,6 +72,12 @@ void KeepElements(std::vector<WaveFunctionType>& states, const std::vector<bool>
   }
 }
 
+BlockedArray<double> RealParts(const BlockedArray<Complex16>& values) {
+  BlockedArray<double> real(values.size);
+  for (std::size_t i = 1; i < values.size; ++i) real[i] = values[i].re;
+  return real;
+}
+
 // rand() on a range around zero.
 double RandomValue() { return static_cast<std::int32_t>(std::rand() - 0x3fffffff); }
 
@@ -88,12 +95,15 @@ Rotation RotationToReal(double A, double B, double C) {
 }  // namespace
 
 WaveFunctionType::WaveFunctionType(KeyLayout layout, bool complex, std::uint32_t NBitsKey)
-    : basis(std::make_shared<DeterminantBasis>(layout, NBitsKey)) {
-  if (complex) {
-    values = BlockedArray<Complex16>(1);
-  } else {
-    values = BlockedArray<double>(1);
-  }
+    : basis(OrSay("calloc failed in WaveFunctionInit 00\n",
+                  [&] { return std::make_shared<DeterminantBasis>(layout, NBitsKey); })) {
+  OrSay("malloc failed in WaveFunctionInit 05\n", [&] {
+    if (complex) {
+      values = BlockedArray<Complex16>(1);
+    } else {
+      values = BlockedArray<double>(1);
+    }
+  });
 }
 
 Complex16 ElementValue(const WaveFunctionType& psi, std::uint32_t i) {
@@ -106,9 +116,11 @@ DeterminantBasis& OwnBasis(WaveFunctionType& psi) {
 }
 
 WaveFunctionType WaveFunctionInitCopyBasis(const WaveFunctionType& Source) {
-  WaveFunctionType psi(Source);  // shares the basis
-  std::visit([](auto& values) { values.fill({}); }, psi.values);
-  return psi;
+  return OrSay("alloc failed WaveFunctionInitCopyBasis 01 Re\n", [&] {
+    WaveFunctionType psi(Source);  // shares the basis
+    std::visit([](auto& values) { values.fill({}); }, psi.values);
+    return psi;
+  });
 }
 
 WaveFunctionType WaveFunctionCopy(const WaveFunctionType& Source) {
@@ -133,7 +145,7 @@ void WaveFunctionRandomize(WaveFunctionType& psi) {
   std::visit(
       [](auto& values) {
         // The last block first, then the earlier ones, each from its first entry.
-        const std::size_t last = values.blocks.size() - 1;
+        const std::size_t last = values.usedBlocks() - 1;
         for (std::size_t k = 0; k <= last; ++k) {
           const std::size_t b = k == 0 ? last : k - 1;
           for (std::size_t i = 0; i < values.elementsIn(b); ++i) {
@@ -161,9 +173,8 @@ void WaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon) {
   const auto& values = std::get<BlockedArray<Complex16>>(psi.values);
   for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
     if (values[i].im * values[i].im > epsilon * epsilon) return;
-  BlockedArray<double> real(values.size);
-  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) real[i] = values[i].re;
-  psi.values = std::move(real);
+  // Truncation is what makes room when there is none: without memory the state keeps its imaginary parts.
+  static_cast<void>(FitsInMemory([&] { psi.values = RealParts(values); }));
 }
 
 void ComplexWaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon) {
@@ -172,7 +183,7 @@ void ComplexWaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon) {
 }
 
 void WaveFunctionResetKeylist(WaveFunctionType& psi, std::uint32_t NBitsKey) {
-  OwnBasis(psi).NBitsKey = NBitsKey;
+  OrSay("realloc failed in RealWaveFunctionResetKeylist\n", [&] { OwnBasis(psi).NBitsKey = NBitsKey; });
   std::visit(
       [&](auto& values) {
         KeepElements(psi, values, [&](std::uint32_t i) { return Abs(values[i]) > SqrtNumericalZero; });
@@ -181,6 +192,7 @@ void WaveFunctionResetKeylist(WaveFunctionType& psi, std::uint32_t NBitsKey) {
 }
 
 void WaveFunctionRestrict(WaveFunctionType& psi, const DeterminantRestrictionType& R) {
+  RequireRestrictionsFit(R, Layout(psi), "the wave-function");
   std::visit(
       [&](auto& values) {
         // The basis may be replaced on the way, never while it is read.
@@ -197,10 +209,14 @@ int WaveFunctionChangeNFandNB(WaveFunctionType& psi, std::uint32_t NFermionNew, 
   if (std::uint64_t{NFermionNew} + NBosonNew > 65536)
     return Fail("Error in WaveFunctionChangeNFandNB NFnew (%i) + NBnew (%i) larger than 65536 (%i)\n",
                 NFermionNew, NBosonNew, NFermionNew + NBosonNew);
-  WaveFunctionType changed(layout, QComplex(psi), psi.basis->NBitsKey);
-  changed.Name = psi.Name;
+  WaveFunctionType changed;
+  Key key;
+  OrSay("Error WaveFunctionInit failed in WaveFunctionChangeNFandNB\n", [&] {
+    changed = WaveFunctionType(layout, QComplex(psi), psi.basis->NBitsKey);
+    changed.Name = psi.Name;
+    key.resize(KeyWords(layout));
+  });
   const std::uint32_t common = std::min(old.NFermion, NFermionNew), bytes = NFermionBytes(NFermionNew);
-  Key key(KeyWords(layout));
   for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
     const KeyWord* from = ElementKey(psi, i);
     std::fill(key.begin(), key.end(), 0);
@@ -236,10 +252,7 @@ void MakeComplexFunctionRealWhenNormSmall(WaveFunctionType& psi, double epsilon)
   if (!values) return;
   double sum = 0;
   for (std::size_t i = 1; i < values->size; ++i) sum += (*values)[i].im * (*values)[i].im;
-  if (std::sqrt(sum) >= epsilon) return;
-  BlockedArray<double> real(values->size);
-  for (std::size_t i = 1; i < values->size; ++i) real[i] = (*values)[i].re;
-  psi.values = std::move(real);
+  if (std::sqrt(sum) < epsilon) psi.values = RealParts(*values);
 }
 
 void MakeRealWaveFunctionFromComplexAccordingToNorm(WaveFunctionType& psi) {
@@ -311,6 +324,7 @@ void BlockWaveFunctionResetKeylist(std::vector<WaveFunctionType>& states, std::u
 
 void BlockWaveFunctionRestrict(std::vector<WaveFunctionType>& states, const DeterminantRestrictionType& R) {
   if (states.empty()) return;
+  RequireRestrictionsFit(R, Layout(states[0]), "the wave-function");
   std::vector<bool> keep(std::size_t{states[0].basis->N} + 1);
   for (std::uint32_t i = 1; i < keep.size(); ++i)
     keep[i] = QFulfillsRestrictions(R, ElementKey(states[0], i));

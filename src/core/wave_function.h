@@ -82,7 +82,7 @@ void WaveFunctionNormalize(WaveFunctionType& psi);
 void WaveFunctionRandomize(WaveFunctionType& psi);
 
 // Drops elements of magnitude at or below epsilon; a complex state without imaginary parts above it becomes
-// real.
+// real, if memory allows. Needs memory only when the basis is shared.
 void WaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon);
 // The same, always staying complex.
 void ComplexWaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon);

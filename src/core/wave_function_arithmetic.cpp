@@ -1,5 +1,6 @@
 // Sums, scaling, inner products and norms of states.
 #include <algorithm>
+#include <cassert>
 #include <cfloat>
 #include <cmath>
 
@@ -52,6 +53,8 @@ void WalkInBasis(const DeterminantBasis& source, Basis& basis, bool backwards, U
   }
 }
 
+constexpr const char* AddElementFailed = "alloc failed RealWaveFunctionAddElement 04\n";
+
 template <class P, class O, class F>
 void AddUnion(WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunctionType& other,
               const BlockedArray<O>& added, F factor) {
@@ -59,11 +62,11 @@ void AddUnion(WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunction
     for (std::size_t i = 1; i < values.size; ++i) values[i] += added[i] * factor;
     return;
   }
-  DeterminantBasis& basis = OwnBasis(psi);
+  DeterminantBasis& basis = OrSay(AddElementFailed, [&]() -> DeterminantBasis& { return OwnBasis(psi); });
   const std::uint32_t before = basis.N;
   std::uint32_t done = 0;
   const bool fits = FitsInMemory([&] {
-    OrSay("alloc failed RealWaveFunctionAddElement 04\n", [&] {
+    OrSay(AddElementFailed, [&] {
       WalkInBasis<true>(*other.basis, basis, true,
                         [&](auto&& element, const std::uint32_t* numbers, auto part) {
                           values.resize(std::size_t{basis.N} + 1);
@@ -106,6 +109,7 @@ void AddConserve(const WaveFunctionType& psi, BlockedArray<P>& values, const Wav
 template <class Add>
 void WithFittingKinds(WaveFunctionType& psi, const WaveFunctionType& other, bool complexFactor,
                       const char* failed, Add&& add) {
+  RequireSameSpace(Layout(psi), "Wave-function", Layout(other), "the other wave-function");
   if (QComplex(other) || complexFactor) OrSay(failed, [&] { MakeComplexWaveFunctionFromReal(psi); });
   std::visit(
       [&](auto& values, const auto& added) {
@@ -120,8 +124,9 @@ void WithFittingKinds(WaveFunctionType& psi, const WaveFunctionType& other, bool
 template <class Values, class F>
 double SumByBlocks(const Values& values, F&& f) {
   CompensatedSum last, earlier;
-  for (std::size_t b = 0; b < values.blocks.size(); ++b) {
-    CompensatedSum& sum = b + 1 == values.blocks.size() ? last : earlier;
+  const std::size_t blocks = values.usedBlocks();
+  for (std::size_t b = 0; b < blocks; ++b) {
+    CompensatedSum& sum = b + 1 == blocks ? last : earlier;
     for (std::size_t i = 0; i < values.elementsIn(b); ++i) f(values.blocks[b][i], sum);
   }
   return last.sum + earlier.sum;
@@ -214,8 +219,9 @@ void WaveFunctionMultiply(WaveFunctionType& psi, double re, double im) {
 }
 
 Complex16 WaveFunctionDotProductSameBasis(const WaveFunctionType& a, const WaveFunctionType& b) {
+  assert(ElementCount(a) == ElementCount(b));
   return DispatchKinds(a, b, [](const auto& x, const auto& y) -> Complex16 {
-    const std::size_t last = x.blocks.size() - 1;
+    const std::size_t last = x.usedBlocks() - 1;
     auto sum = DotOfBlock(x.blocks[last], y.blocks[last], x.elementsIn(last));
     for (std::size_t k = 0; k < last; ++k) sum += DotOfBlock(x.blocks[k], y.blocks[k], x.elementsIn(k));
     return sum;

@@ -27,7 +27,7 @@ bool AddPair(lua_State* L, WaveFunctionType& psi, int i) {
                "{Determinant,prefactor}\n",
                i);
   lua_rawgeti(L, -1, 1);
-  const Key key = CheckDeterminant(L, -1, Layout(psi), i, texts, true);
+  const Key key = CheckDeterminant(L, -1, Layout(psi), i, texts);
   lua_rawgeti(L, -2, 2);
   Complex16 prefactor;
   lua_check(L, -1, prefactor);

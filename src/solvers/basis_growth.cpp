@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "core/operator_on_state.h"
+#include "core/space_check.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
 
@@ -128,6 +129,7 @@ void WarnAboutZeroStates() {
 }  // namespace
 
 int ExtendBasisUsingRestrictions(const DeterminantRestrictionType& R, WaveFunctionType& psi) {
+  RequireRestrictionsFit(R, Layout(psi), "the wave-function");
   if (FitsInMemory([&] { psi = OperatorPsiRestricted(HoppingOperator(R, Layout(psi)), psi, R); })) return 0;
   return Fail("Warning: OperatorPsiRestricted failed in ExtendBasisUsingRestrictions\n");
 }
@@ -136,6 +138,7 @@ int ExtendBasisCompletenessSmallSystems(const DeterminantRestrictionType& R, Wav
   const std::uint32_t NFermion = Layout(psi).NFermion;
   if (NFermion > 30)
     return Fail("Error in ExtendBasisCompletenessSmallSystems max number of Fermions is 30\n");
+  RequireRestrictionsFit(R, Layout(psi), "the wave-function");
   Key key(KeyWords(Layout(psi)));
   const auto addIfAllowed = [&](std::uint64_t occupation) {
     key[0] = NFermion ? occupation << (64 - NFermion) : 0;  // orbital 0 is the highest bit
@@ -158,6 +161,7 @@ int CreateStartingFunctions(const OperatorType& H, std::uint32_t N, const Determ
                             std::vector<WaveFunctionType>& psi, std::uint32_t NBitsKey) {
   psi.clear();
   if (N == 0) return 0;
+  RequireRestrictionsFit(R, H.layout, "the operator");
   psi.resize(1);
   int status = 0;
   if (!FitsInMemory([&] { status = CreateFirstFunction(H, N, R, psi[0], NBitsKey); }))

@@ -4,8 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <complex>
+#include <cstdlib>
+#include <functional>
 #include <map>
 #include <random>
+#include <stdexcept>
+
+#include "alloc_failure.h"
 
 namespace fermix {
 namespace {
@@ -205,6 +210,10 @@ TEST(WaveFunction, NormalisingZeroAndChangingTheSpace) {
   EXPECT_EQ(ElementValue(real, 1).re, 0);
   EXPECT_TRUE(std::isnan(ElementValue(complex, 1).re));
 
+  ComplexWaveFunctionAddElement(complex, key.data(), {0, std::nan("")});
+  MakeComplexFunctionRealWhenNormSmall(complex, 1e-10);
+  EXPECT_TRUE(QComplex(complex)) << "what is not a number is not small";
+
   RealWaveFunctionAddElement(real, key.data(), 2);
   ASSERT_EQ(WaveFunctionChangeNFandNB(real, 3, 0), 0);
   EXPECT_EQ(*ElementKey(real, 1), KeyWord{0b1000} << 60) << "orbital 3 is gone";
@@ -228,6 +237,98 @@ TEST(WaveFunction, ListsOnOneBasisAreTruncatedTogether) {
   EXPECT_EQ(ElementValue(states[0], 2).re, 0);
   EXPECT_EQ(ElementValue(states[1], 1).re, 0);
   EXPECT_EQ(ElementValue(states[1], 2).re, -1);
+}
+
+// Two states with the same elements, one of which has met its last key once more: full blocks, so that it has
+// made room that it did not need.
+TEST(WaveFunction, RoomForTheNextElementChangesNoResult) {
+  WaveFunctionType plain(TwentyOrbitals);
+  for (std::uint32_t k = 1; k < 2 * BlockElements; ++k) RealWaveFunctionAddElement(plain, KeyOf(k).data(), 1);
+  WaveFunctionType roomy = plain;
+  OwnBasis(roomy);
+  RealWaveFunctionAddElement(roomy, KeyOf(5).data(), 0);
+  EXPECT_EQ(WaveFunctionDotProductSameBasis(roomy, plain).re, 2.0 * BlockElements - 1);
+  EXPECT_EQ(WaveFunctionDotProductSameBasis(plain, roomy).re, 2.0 * BlockElements - 1);
+  for (WaveFunctionType* psi : {&plain, &roomy}) {
+    std::srand(5);
+    WaveFunctionRandomize(*psi);
+  }
+  for (const std::uint32_t i : {1u, BlockElements - 1, BlockElements, 2 * BlockElements - 1})
+    EXPECT_EQ(ElementValue(plain, i).re, ElementValue(roomy, i).re) << i;
+  EXPECT_EQ(WaveFunctionCalculateNorm(plain), WaveFunctionCalculateNorm(roomy));
+}
+
+TEST(WaveFunction, OneSpaceForAllThatMeet) {
+  WaveFunctionType small({4, 0}), wide({4, 70}), complex({5, 0}, true);
+  RealWaveFunctionAddElement(small, Key(1).data(), 1);
+  RealWaveFunctionAddElement(wide, Key(10).data(), 1);
+  ComplexWaveFunctionAddElement(complex, Key(1).data(), 1);
+  for (auto* a : {&small, &wide, &complex})
+    for (auto* b : {&small, &wide, &complex}) {
+      if (a == b) continue;
+      EXPECT_THROW(WaveFunctionAddUnionBasis(*a, *b), std::invalid_argument);
+      EXPECT_THROW(WaveFunctionAddConserveBasis(*a, *b), std::invalid_argument);
+      EXPECT_THROW(WaveFunctionDotProduct(*a, *b), std::invalid_argument);
+      std::vector<WaveFunctionType> list = {*a, *b};
+      EXPECT_THROW(WaveFunctionArrayToSameBasis(list), std::invalid_argument);
+    }
+  EXPECT_FALSE(QComplex(small));
+  EXPECT_THROW(WaveFunctionRestrict(wide, {{4, 0}, {0}, {1}, {Key(1)}}), std::invalid_argument);
+}
+
+// Whatever runs out of memory says so, and leaves the state with the elements that it had.
+TEST(WaveFunctionMemory, StepsAreAllOrNothingAndSayALine) {
+  std::mt19937 random(5);
+  for (const bool complex : {false, true}) {
+    const auto psi = RandomState(random, 40, complex), other = RandomState(random, 500, complex);
+    const Key key = KeyOf(0xfffff);
+    const std::pair<const char*, std::function<void(WaveFunctionType&)>> steps[] = {
+        {"add an element",
+         [&](auto& a) {
+           complex ? ComplexWaveFunctionAddElement(a, key.data(), 1)
+                   : RealWaveFunctionAddElement(a, key.data(), 1);
+         }},
+        {"sum", [&](auto& a) { WaveFunctionAddUnionBasis(a, other); }},
+        {"sum with a factor",
+         [&](auto& a) {
+           WaveFunctionAddComplexMultipliedUnionBasis(a, other, {2, 3});
+         }},
+        {"scale", [](auto& a) { WaveFunctionMultiply(a, 0, 1); }},
+        {"copy", [](auto& a) { a = WaveFunctionCopy(a); }},
+        {"share", [](auto& a) { a = WaveFunctionInitCopyBasis(a); }},
+        {"change the space", [](auto& a) { EXPECT_EQ(WaveFunctionChangeNFandNB(a, 70, 1), 0); }},
+        {"hash size", [](auto& a) { WaveFunctionResetKeylist(a, 20); }}};
+    for (const auto& [name, step] : steps) {
+      SCOPED_TRACE(name);
+      const Reference before = ToReference(psi);
+      testing::internal::CaptureStdout();
+      // The state shares its basis with psi: growth takes a copy first.
+      const std::size_t thrown = test::FailEachAllocation(psi, step, [&](WaveFunctionType& a) {
+        EXPECT_FALSE(testing::internal::GetCapturedStdout().empty());
+        ExpectNear(ToReference(a), before);
+        EXPECT_EQ(Keys(a), Keys(psi));
+        testing::internal::CaptureStdout();
+      });
+      EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+      EXPECT_EQ(thrown > 0, !(complex && std::string(name) == "scale"));
+    }
+  }
+}
+
+// A solver truncates because memory is out: on a basis of its own that needs none.
+TEST(WaveFunctionMemory, TruncatingNeverThrows) {
+  const auto truncate = [&](WaveFunctionType& psi) {
+    WaveFunctionTruncateBasis(psi, 0.5);
+    EXPECT_EQ(ElementCount(psi), 50u);
+  };
+  std::size_t n = 0;
+  do {
+    WaveFunctionType psi(TwentyOrbitals, true);
+    for (int k = 0; k < 100; ++k) ComplexWaveFunctionAddElement(psi, KeyOf(k).data(), {k % 2 * 1.0, 0.1});
+    test::FailingAllocation failure(n++);
+    EXPECT_NO_THROW(truncate(psi));
+  } while (test::QAllocationFailed());
+  EXPECT_GT(n, 1u);
 }
 
 }  // namespace
