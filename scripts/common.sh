@@ -4,7 +4,7 @@
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 program=$top/build/release/fermix
 
-packages_program=(g++ cmake ninja-build pkg-config liblua5.2-dev libopenblas-dev libcerf-dev)
+packages_program=(g++ cmake ninja-build pkg-config liblua5.2-dev libopenblas-dev libgmp-dev libcerf-dev)
 packages_tests=(libgtest-dev)
 packages_bench=(libbenchmark-dev)
 packages_format=(clang-format-14)

@@ -1,5 +1,7 @@
 #include "atomic/angular_momentum.h"
 
+#include <gmpxx.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -29,6 +31,46 @@ Real Binomial(Int n, Int k) {
 // One column of the symbol, doubled.
 bool QColumn(Int j, Int m) { return std::abs(m) <= j && !QOdd(j + m); }
 
+// The arguments of Racah's sum over k with its factorials collected into binomials, a, b, c being the
+// excesses of the triangle:
+//
+//     S = sum_k (-1)^k (a over k) (b over p-k) (c over q-k).
+struct RacahSum {
+  Int a, b, c, p, q;
+  Int first() const { return std::max({Int{0}, p - b, q - c}); }
+  Int last() const { return std::min({a, p, q}); }
+  // The magnitude of a term.
+  Real Term(Int k) const { return Binomial(a, k) * Binomial(b, p - k) * Binomial(c, q - k); }
+};
+
+// The sum of all magnitudes is at most 2^(a+b+c): up to here no digit is lost.
+constexpr Int MaxSumOfJForReal = 63;
+
+Real Sum(const RacahSum& racah) {
+  Real S = 0;
+  for (Int k = racah.first(); k <= racah.last(); ++k) S += QOdd(k) ? -racah.Term(k) : racah.Term(k);
+  return S;
+}
+
+// For larger momenta the terms cancel beyond any fixed precision.
+Real ExactSum(const RacahSum& racah) {
+  const auto [a, b, c, p, q] = racah;
+  const auto binomial = [](Int n, Int k) {
+    mpz_class value;
+    mpz_bin_uiui(value.get_mpz_t(), static_cast<unsigned long>(n), static_cast<unsigned long>(k));
+    return value;
+  };
+  mpz_class S;
+  for (Int k = racah.first(); k <= racah.last(); ++k) {
+    const mpz_class term = binomial(a, k) * binomial(b, p - k) * binomial(c, q - k);
+    S += QOdd(k) ? mpz_class(-term) : term;
+  }
+  // Its leading 64 bits, which the mantissa of Real holds.
+  const auto shift = static_cast<Int>(std::max<std::size_t>(mpz_sizeinbase(S.get_mpz_t(), 2), 64) - 64);
+  const mpz_class leading = abs(S) >> static_cast<unsigned long>(shift);
+  return std::ldexp(static_cast<Real>(leading.get_ui()), static_cast<int>(shift)) * sgn(S);
+}
+
 // A state of j = l +- 1/2, with j and mj doubled; l so small that doubling it is safe.
 bool QSpinOrbital(int l, int twoJ, int twoMj) {
   constexpr int MostL = 1 << 24;
@@ -37,11 +79,9 @@ bool QSpinOrbital(int l, int twoJ, int twoMj) {
 
 }  // namespace
 
-// Racah's sum with its factorials collected into binomials, a, b, c being the excesses of the triangle:
+// With p = j1 - m1, q = j2 + m2 and J = a + b + c,
 //
-//     S = sum_k (-1)^k (a over k) (b over j1-m1-k) (c over j2+m2-k),
-//     square of the symbol = S^2 (2 j1 over a) (2 j3 over c)
-//                            / ((J+1) (J over b) prod_i (2 ji over ji-mi)),       J = a + b + c.
+//     square of the symbol = S^2 (2 j1 over a) (2 j3 over c) / ((J+1) (J over b) prod_i (2 ji over ji-mi)).
 double ThreeJSymbolHalf(int twoJ1, int twoM1, int twoJ2, int twoM2, int twoJ3, int twoM3) {
   const Int j1 = twoJ1, m1 = twoM1, j2 = twoJ2, m2 = twoM2, j3 = twoJ3, m3 = twoM3;
   if (m1 + m2 + m3 != 0 || QOdd(j1 + j2 + j3)) return 0;
@@ -51,11 +91,8 @@ double ThreeJSymbolHalf(int twoJ1, int twoM1, int twoJ2, int twoM2, int twoJ3, i
   if (J > MaxSumOfJ) return std::numeric_limits<double>::quiet_NaN();
 
   const Int p = (j1 - m1) / 2, q = (j2 + m2) / 2;
-  Real S = 0;
-  for (Int k = std::max({Int{0}, p - b, q - c}); k <= std::min({a, p, q}); ++k) {
-    const Real term = Binomial(a, k) * Binomial(b, p - k) * Binomial(c, q - k);
-    S += QOdd(k) ? -term : term;
-  }
+  const RacahSum racah{a, b, c, p, q};
+  const Real S = J <= MaxSumOfJForReal ? Sum(racah) : ExactSum(racah);
   const Real numerator = Binomial(j1, a) * Binomial(j3, c);
   const Real denominator = static_cast<Real>(J + 1) * Binomial(J, b) * Binomial(j1, p) * Binomial(j2, q) *
                            Binomial(j3, (j3 - m3) / 2);

@@ -16,8 +16,8 @@ namespace fermix {
 
 // The 3j symbol ( j1 j2 j3 ; m1 m2 m3 ). 0 unless m1 + m2 + m3 = 0, |mi| <= ji and the triangle closes.
 //
-// Correct to an ulp for j1 + j2 + j3 <= 63, where the sum is exact; beyond, its alternating terms cancel and
-// digits are lost. Not-a-number for j1 + j2 + j3 > 5000.
+// The sum over its alternating terms is exact, so that the symbol is correct to an ulp or two. Not-a-number
+// for j1 + j2 + j3 > 5000.
 double ThreeJSymbol(int j1, int m1, int j2, int m2, int j3, int m3);
 
 // The same with all six arguments doubled: 2j and 2m. 0 where a pair j, m, or the three j, are not integer

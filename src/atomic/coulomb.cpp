@@ -38,7 +38,7 @@ void AddCoulomb(OperatorType& O, double factor, const ShellIndices& A, const She
     double sum = 0;
     for (std::size_t k = 0; k < R.size(); ++k) {
       const double angular = factor * first[k](m1, m3) * second[k](m4, m2);
-      if (std::fabs(angular) > DBL_EPSILON) sum += angular * R[k];
+      if (!(std::fabs(angular) <= DBL_EPSILON)) sum += angular * R[k];
     }
     return sum;
   };

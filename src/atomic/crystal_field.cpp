@@ -19,7 +19,7 @@ void AddHarmonic(OperatorType& O, const OrbitalPair& pair, const HarmonicsTerm& 
     if (std::abs(m2 + term.m) > l1) continue;  // m1 - m2 is the component
     const int m1 = m2 + term.m;
     const double c = SlaterCoefficientC(term.l, l1, m1, l2, m2);
-    if (std::fabs(c) > DBL_EPSILON) AddHop(O, pair.bra[m1 + l1], pair.ket[m2 + l2], c * term.value);
+    if (!(std::fabs(c) <= DBL_EPSILON)) AddHop(O, pair.bra[m1 + l1], pair.ket[m2 + l2], c * term.value);
   }
 }
 

@@ -2,14 +2,13 @@
 
 #include "atomic/harmonic_oscillator.h"
 #include "atomic/operator_families_script.h"
+#include "atomic/shell_arguments_script.h"
 #include "core/operator_script.h"
 #include "linalg/matrix_script.h"
 
 namespace fermix {
 
 namespace {
-
-constexpr double MostOrbitals = IndexMask + 1;
 
 // What distinguishes the two models. Without a basis matrix, the grid's message about a has a spelling of its
 // own.
@@ -24,11 +23,7 @@ struct OscillatorKind {
 int CheckNmax(lua_State* L, const OscillatorKind& kind) {
   const double given = luaL_checknumber(L, 2), nmax = std::round(given);
   if (!(nmax > 0)) ScriptError(L, "Error in %s, nmax should be positive not %f\n", kind.frontEnd, given);
-  const double NF = kind.grid ? 2 * (2 * nmax - 1) : 2 * nmax;
-  if (NF > MostOrbitals)
-    ScriptError(
-        L, "ERROR: LuaNewOperator called with to many particles in he one particle basis NF= %d, NB=%d\n",
-        static_cast<int>(std::fmin(NF, INT32_MAX)), 0);
+  CheckOrbitalCount(L, kind.grid ? 2 * (2 * nmax - 1) : 2 * nmax);
   return static_cast<int>(nmax);
 }
 

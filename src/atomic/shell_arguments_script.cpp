@@ -9,14 +9,18 @@
 
 namespace fermix {
 
-std::uint32_t CheckFermionCount(lua_State* L) {
-  constexpr std::uint32_t MostOrbitals = IndexMask + 1;
-  std::uint32_t NF;
-  lua_check(L, 1, NF);
+void CheckOrbitalCount(lua_State* L, double NF) {
+  constexpr double MostOrbitals = IndexMask + 1;
   if (NF > MostOrbitals)
     ScriptError(
         L, "ERROR: LuaNewOperator called with to many particles in he one particle basis NF= %d, NB=%d\n",
-        static_cast<int>(std::min<std::uint32_t>(NF, INT32_MAX)), 0);
+        static_cast<int>(std::fmin(NF, INT32_MAX)), 0);
+}
+
+std::uint32_t CheckFermionCount(lua_State* L) {
+  std::uint32_t NF;
+  lua_check(L, 1, NF);
+  CheckOrbitalCount(L, NF);
   return NF;
 }
 

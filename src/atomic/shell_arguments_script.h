@@ -16,8 +16,9 @@ enum ShellBasis : int {
 
 using IndexList = std::vector<std::uint16_t>;
 
-// The number of fermionic orbitals, argument 1. 0 raises zeroText, more than an operator can have (32768)
-// an error as well.
+// Raises when an operator can't have so many orbitals: more than 32768.
+void CheckOrbitalCount(lua_State* L, double NF);
+// The number of fermionic orbitals, argument 1. 0 raises zeroText.
 std::uint32_t CheckFermionCount(lua_State* L, const char* zeroText);
 // The same, with 0 allowed.
 std::uint32_t CheckFermionCount(lua_State* L);

@@ -13,19 +13,17 @@ constexpr double Sqrt3_2 = 1.224744871391589, Sqrt6 = 2.449489742783178;
 constexpr Spin up = Spin::up, dn = Spin::dn;
 
 // <l m+q | C(2, q) | l m>, 0 where it is rounding only or leads out of the shell.
-double Element(const SlaterCoefficients& c, int q, int m) {
-  if (std::abs(m + q) > c.l1) return 0;
-  const double value = c(m + q, m);
-  return std::fabs(value) > DBL_EPSILON ? value : 0;
+double Element(int l, int q, int m) {
+  const double value = SlaterCoefficientC(2, l, m + q, l, m);
+  return std::fabs(value) <= DBL_EPSILON ? 0 : value;
 }
 
 VectorTerms DipoleTerms(int l) {
-  const SlaterCoefficients c(2, l, l);
   VectorTerms T;
   for (int m = -l; m <= l; ++m) {
     const int i = m + l;
     const auto add = [&](OneParticleTerms& terms, int q, Spin to, Spin from, double factor) {
-      if (const double element = Element(c, q, m); element != 0)
+      if (const double element = Element(l, q, m); element != 0)
         terms.push_back({i + q, to, i, from, factor * element});
     };
     add(T.z, 0, up, up, -1);
@@ -67,16 +65,16 @@ OperatorType CreateOperatorT(VectorComponent component, std::uint32_t NFermion, 
 OperatorType CreateOperatorQ(QuadrupoleComponent component, std::uint32_t NFermion,
                              const ShellIndices& shell) {
   const QuadrupoleRow& row = quadrupole[static_cast<int>(component)];
-  const SlaterCoefficients c(2, shell.l(), shell.l());
+  const int l = shell.l();
   OperatorType O = InitShellOperator(row.name, NFermion);
   if (row.ofPlus.im != 0) MakeRealOperatorFixedLengthComplex(O, 2);
 
   const auto add = [&](int m, int q, Complex16 factor) {
-    const double element = Element(c, q, m);
+    const double element = Element(l, q, m);
     if (element == 0 || factor == 0) return;
-    for (const auto& list : shell.list) AddHop(O, list[m + q + c.l1], list[m + c.l1], factor * element);
+    for (const auto& list : shell.list) AddHop(O, list[m + q + l], list[m + l], factor * element);
   };
-  for (int m = -c.l1; m <= c.l1; ++m) {
+  for (int m = -l; m <= l; ++m) {
     add(m, 0, row.ofZero);
     add(m, row.q, row.ofPlus);
     add(m, -row.q, row.ofMin);

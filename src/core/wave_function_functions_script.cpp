@@ -7,6 +7,8 @@
 #include "core/wave_function_script.h"
 #include "core/wave_function_tools.h"
 #include "host/base/status.h"
+#include "linalg/matrix_orthogonalize.h"
+#include "linalg/matrix_script.h"
 
 namespace fermix {
 
@@ -91,6 +93,21 @@ OrthonormalizeOptions ReadOrthonormalizeOptions(lua_State* L, int index) {
                 "not\"%s\"\n",
                 options.Order.c_str());
   return options;
+}
+
+int OrthonormalizeMatrix(lua_State* L, const OrthonormalizeOptions& options) {
+  const bool row = options.Order == "Row", lowdin = options.Method == "Lowdin";
+  const auto orthogonalize =
+      row ? (lowdin ? CompactMatrixSVDOrthogonalizeRow : CompactMatrixGramSchmidtOrthogonalizeRow)
+          : (lowdin ? CompactMatrixSVDOrthogonalizeCol : CompactMatrixGramSchmidtOrthogonalizeCol);
+  CompactMatrixType m =
+      OrScriptError(L, "Not able to initialize matrix. Probably ran outoff memory on a bad moment\n",
+                    [&] { return luaL_checkCompactMatrix(L, 1); });
+  if (OrScriptError(L, "Failure in Orthogonalize Sorry\n", [&] {
+        return orthogonalize(m, options.settings.SingularValue, options.settings.ReduceDimension);
+      }))
+    return luaL_error(L, "Failure in Orthogonalize Sorry\n");
+  return lua_push(L, std::move(m));
 }
 
 }  // namespace
@@ -182,16 +199,19 @@ int LuaTensorProduct(lua_State* L) {
 }
 
 // Orthonormalize(list [, options]) -> the list of orthonormal states
+// Orthonormalize(m [, options])    -> the matrix with orthonormal rows or columns
 int LuaOrthonormalize(lua_State* L) {
   const int n = lua_gettop(L);
   if (n < 1 || n > 2)
     return luaL_error(L, "Orthogonalize called with %d arguments. One or Two expected\n", n);
-  if (!QStates(L, 1))
+  const bool matrix = luaL_isType<CompactMatrixType>(L, 1);
+  if (!matrix && !QStates(L, 1))
     return luaL_error(L,
                       "First argument of Orthogonalize should either be a table of wave-functions or a "
                       "rectangular matrix (table of tables of equal lenght).\n");
   OrthonormalizeOptions options;
   if (n == 2) options = ReadOrthonormalizeOptions(L, 2);
+  if (matrix) return OrthonormalizeMatrix(L, options);
   auto states = OrScriptError(
       L,
       "Failure in Orthogonalize, not able to initialize list of orthogonal functions.\nOut of memory on a "

@@ -3,6 +3,7 @@
 #include "core/operator_algebra.h"
 #include "core/operator_script.h"
 #include "core/wave_function_script.h"
+#include "linalg/matrix_script.h"
 #include "spectra/spectrum_script.h"
 
 namespace fermix {
@@ -27,6 +28,18 @@ void PushWithState(lua_State* L, ArithmeticOp op, Complex16 z, const WaveFunctio
   lua_push(L, std::move(result));
 }
 
+// z m, or z times the inverse of m, in the form of m.
+void PushWithMatrix(lua_State* L, ArithmeticOp op, Complex16 z, int index) {
+  if (op != Mul && op != Div) ScriptError(L, "Error: complex number %s unrecognized userdata\n", Word(op));
+  CompactMatrixType m = luaL_checkCompactMatrix(L, index);
+  if (op == Mul) {
+    CompactMatrixScaleComplex(m, z);
+  } else {
+    InvertOrError(L, m, z);
+  }
+  lua_push(L, std::move(m));
+}
+
 // The arithmetic of spectra knows numbers on its left.
 void PushWithSpectra(lua_State* L, ArithmeticOp op, Complex16 z, int index) {
   constexpr lua_CFunction function[] = {Entry<LuaSpectraAdd>, Entry<LuaSpectraSub>, Entry<LuaSpectraMul>,
@@ -47,6 +60,8 @@ void PushComplexOpRecord(lua_State* L, ArithmeticOp op, Complex16 z, int index) 
     PushWithState(L, op, z, *psi);
   } else if (TestRecord<SpectraTypeArray>(L, index)) {
     PushWithSpectra(L, op, z, index);
+  } else if (TestRecord<CompactMatrixType>(L, index) || QMatrixTable(L, index)) {
+    PushWithMatrix(L, op, z, index);
   } else {
     ScriptError(L, "Error: complex number %s unrecognized userdata\n", Word(op));
   }

@@ -1,4 +1,4 @@
-// What stands right of a complex number and is a record: operators, states and spectra.
+// What stands right of a complex number and is a record: operators, states, spectra and matrices.
 #pragma once
 
 #include "host/script.h"
@@ -12,8 +12,8 @@ inline constexpr const char* ArithmeticWord[] = {"plus", "minus", "multiplied wi
                                                  "to the power"};
 inline const char* Word(ArithmeticOp op) { return ArithmeticWord[static_cast<int>(op)]; }
 
-// Pushes z op record for the userdata at index. Raises "Error: complex number plus wavefunction\n" and the
-// like for what has no meaning.
+// Pushes z op record for the userdata, or the matrix in table form, at index. Raises "Error: complex number
+// plus wavefunction\n" and the like for what has no meaning.
 void PushComplexOpRecord(lua_State* L, ArithmeticOp op, Complex16 z, int index);
 
 }  // namespace fermix

@@ -101,24 +101,6 @@ bool CallOwnMetamethod(lua_State* L, ArithmeticOp op, int left, int right) {
   return true;
 }
 
-bool QMatrixTable(lua_State* L, int index) {
-  if (!lua_getmetatable(L, index)) return false;
-  lua_getglobal(L, "MatrixMeta");
-  const bool same = lua_istable(L, -1) && lua_rawequal(L, -1, -2);
-  lua_pop(L, 2);
-  return same;
-}
-
-void PushComplexDividedByMatrix(lua_State* L, Complex16 z, int index) {
-  CompactMatrixType m = luaL_checkCompactMatrix(L, index);
-  if (m.Ni != m.Nj)
-    ScriptError(L, "Matrix inversion only works for square matrices dimensions are (%d %d)\n",
-                static_cast<int>(m.Ni), static_cast<int>(m.Nj));
-  if (CompactMatrixInverse(m)) luaL_error(L, "Matrix inversion failed, probably the matrix is singular\n");
-  CompactMatrixScaleComplex(m, z);
-  LuaPushTable_CompactMatrixType(L, m);
-}
-
 void Combine(lua_State* L, ArithmeticOp op, int left, int right, int depth);
 
 void CombineTable(lua_State* L, ArithmeticOp op, int left, int right, bool tableLeft, int depth) {
@@ -135,7 +117,7 @@ void CombineComplexLeft(lua_State* L, ArithmeticOp op, Complex16 a, int left, in
       lua_pushcomplex(L, Apply(op, a, lua_tonumber(L, right)));
       return;
     case LUA_TTABLE:
-      if (op == Div && QMatrixTable(L, right)) return PushComplexDividedByMatrix(L, a, right);
+      if (op == Div && QMatrixTable(L, right)) return PushComplexOpRecord(L, op, a, right);
       return CombineTable(L, op, left, right, false, depth);
     case LUA_TUSERDATA:
       if (const Complex16* b = TestRecord<Complex16>(L, right)) {
@@ -278,7 +260,10 @@ void luaconstants(lua_State* L) {
                    {"pi", 3.141592653589793},
                    {"E", 2.718281828459045},
                    {"e", 2.718281828459045},
-                   {"inf", std::numeric_limits<double>::infinity()}};
+                   {"inf", std::numeric_limits<double>::infinity()},
+                   // As they stand in files of values
+                   {"INF", std::numeric_limits<double>::infinity()},
+                   {"NAN", std::numeric_limits<double>::quiet_NaN()}};
   for (const auto& constant : constants) {
     lua_pushnumber(L, constant.value);
     lua_setglobal(L, constant.name);

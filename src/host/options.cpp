@@ -89,6 +89,14 @@ LuaOptionsType Option(const char* name, std::vector<Complex16>* target) {
             MakeVectorReal(*target);
           }};
 }
+LuaOptionsType Option(const char* name, std::optional<std::array<std::uint32_t, 3>>* target) {
+  return {name, "array-uint32_t-3", [=](lua_State* L, int index) {
+            std::vector<std::uint32_t> values;
+            luaL_checkarray(L, index, values);
+            target->reset();
+            if (values.size() == 3) *target = {values[0], values[1], values[2]};
+          }};
+}
 
 bool LuaTestOptionsList(lua_State* L, int index) {
   if (!lua_istable(L, index) || !lua_checkstack(L, 3)) return false;

@@ -10,6 +10,7 @@
 // std::exception.
 #pragma once
 
+#include <array>
 #include <exception>
 #include <functional>
 #include <initializer_list>
@@ -163,6 +164,26 @@ void lua_check(lua_State* L, int index, std::vector<T>& value) {
   }
 }
 
+// A table with string keys.
+template <class T>
+void lua_check(lua_State* L, int index, std::map<std::string, T>& value) {
+  luaL_checktype(L, index, LUA_TTABLE);
+  luaL_checkstack(L, 4, "table too deep");
+  index = lua_absindex(L, index);
+  value.clear();
+  lua_pushnil(L);
+  while (lua_next(L, index)) {
+    if (lua_type(L, -2) != LUA_TSTRING) {
+      lua_pop(L, 1);  // the key is what the error is about
+      luaL_checktype(L, -1, LUA_TSTRING);
+    }
+    std::string key;
+    lua_check(L, -2, key);
+    lua_check(L, -1, value[key]);
+    lua_pop(L, 1);
+  }
+}
+
 // The luaL_checkarray_ family: as above, but the value must be a table ("table expected").
 template <class T>
 void luaL_checkarray(lua_State* L, int index, std::vector<T>& value) {
@@ -201,6 +222,19 @@ int lua_push(lua_State* L, std::vector<T> values) {
   return 1;
 }
 
+// A table with string keys.
+template <class T>
+int lua_push(lua_State* L, std::map<std::string, T> values) {
+  luaL_checkstack(L, 3, "table too deep");
+  lua_createtable(L, 0, static_cast<int>(values.size()));
+  for (auto& [key, value] : values) {
+    lua_push(L, key);
+    lua_push(L, std::move(value));
+    lua_rawset(L, -3);
+  }
+  return 1;
+}
+
 // --- Options
 // -------------------------------------------------------------------------------------------------------
 
@@ -219,7 +253,10 @@ LuaOptionsType Option(const char* name, std::uint8_t* target);            // "ui
 LuaOptionsType Option(const char* name, double* target);                  // "double"
 LuaOptionsType Option(const char* name, bool* target);                    // "bool"
 LuaOptionsType Option(const char* name, std::vector<Complex16>* target);  // "Vector"
-// Option(name, DeterminantRestrictionType*) stands in core/restriction_script.h.
+// "array-uint32_t-3": three numbers; a table of any other length counts as not given.
+LuaOptionsType Option(const char* name, std::optional<std::array<std::uint32_t, 3>>* target);
+// Option(name, DeterminantRestrictionType*) stands in core/restriction_script.h, those of plots in
+// host/plot_options_script.h.
 
 // True when the value at index has the form of an option list: a table of length 0, or one whose elements are
 // all tables of length 2 that begin with a string (a value of exactly that type).

@@ -8,9 +8,9 @@ namespace fermix {
 inline constexpr int MaxTableDepth = 200;
 
 // Reserves the stack of one level of recursion.
-inline void EnterTable(lua_State* L, int depth) {
-  if (depth >= MaxTableDepth)
-    ScriptError(L, "Error: table nested deeper than %d levels, or containing itself\n", MaxTableDepth);
+inline void EnterTable(lua_State* L, int depth, int most = MaxTableDepth) {
+  if (depth >= most)
+    ScriptError(L, "Error: table nested deeper than %d levels, or containing itself\n", most);
   luaL_checkstack(L, 10, "table too deep");
 }
 

@@ -30,6 +30,25 @@ void dsyevd_(const char*, const char*, const int*, double*, const int*, double*,
              const int*, int*, std::size_t, std::size_t);
 void zheevd_(const char*, const char*, const int*, Complex16*, const int*, double*, Complex16*, const int*,
              double*, const int*, int*, const int*, int*, std::size_t, std::size_t);
+void dgesv_(const int*, const int*, double*, const int*, int*, double*, const int*, int*);
+void zgesv_(const int*, const int*, Complex16*, const int*, int*, Complex16*, const int*, int*);
+void dgeev_(const char*, const char*, const int*, double*, const int*, double*, double*, double*, const int*,
+            double*, const int*, double*, const int*, int*, std::size_t, std::size_t);
+void zgeev_(const char*, const char*, const int*, Complex16*, const int*, Complex16*, Complex16*, const int*,
+            Complex16*, const int*, Complex16*, const int*, double*, int*, std::size_t, std::size_t);
+void dgesvd_(const char*, const char*, const int*, const int*, double*, const int*, double*, double*,
+             const int*, double*, const int*, double*, const int*, int*, std::size_t, std::size_t);
+void zgesvd_(const char*, const char*, const int*, const int*, Complex16*, const int*, double*, Complex16*,
+             const int*, Complex16*, const int*, Complex16*, const int*, double*, int*, std::size_t,
+             std::size_t);
+void dsytrd_(const char*, const int*, double*, const int*, double*, double*, double*, double*, const int*,
+             int*, std::size_t);
+void zhetrd_(const char*, const int*, Complex16*, const int*, double*, double*, Complex16*, Complex16*,
+             const int*, int*, std::size_t);
+void dorgtr_(const char*, const int*, double*, const int*, const double*, double*, const int*, int*,
+             std::size_t);
+void zungtr_(const char*, const int*, Complex16*, const int*, const Complex16*, Complex16*, const int*, int*,
+             std::size_t);
 void dstevd_(const char*, const int*, double*, double*, double*, const int*, double*, const int*, int*,
              const int*, int*, std::size_t);
 void dstev_(const char*, const int*, double*, double*, double*, const int*, double*, int*, std::size_t);
@@ -69,12 +88,15 @@ constexpr int Query = -1;
 // Complex matrix-times-vector kernels of OpenBLAS (0.3.21 on Haswell and Zen) read up to a row past the end
 // of a submatrix and of the work space behind it, which faults at the end of a page. The drivers that use
 // them get a row to spare on both.
-std::vector<Complex16> WithSpareRow(const Complex16* A, int n) {
-  const std::size_t rows = static_cast<std::size_t>(n);
-  std::vector<Complex16> padded((rows + 1) * rows);
-  std::copy_n(A, rows * rows, padded.begin());
+std::vector<Complex16> SpareRow(int rows, int columns) {
+  return std::vector<Complex16>(std::size_t(rows) * columns + std::max(rows, columns));
+}
+std::vector<Complex16> WithSpareRow(const Complex16* A, int rows, int columns) {
+  std::vector<Complex16> padded = SpareRow(rows, columns);
+  std::copy_n(A, std::size_t(rows) * columns, padded.begin());
   return padded;
 }
+std::vector<Complex16> WithSpareRow(const Complex16* A, int n) { return WithSpareRow(A, n, n); }
 std::vector<Complex16> WorkWithSpareRow(Complex16 query, int n, int& size) {
   std::vector<Complex16> work = Work(query);
   size = BlasSize(work.size());
@@ -184,6 +206,148 @@ int EigenDivide(int n, Complex16* A, double* values) {
   zheevd_("V", "U", &n, padded.data(), &n, values, work.data(), &nWork, rwork.data(), &nRwork, iwork.data(),
           &nIwork, &info, 1, 1);
   std::copy_n(padded.begin(), static_cast<std::size_t>(n) * n, A);
+  return info;
+}
+
+int Gesv(int n, int columns, double* A, double* B) {
+  HoldBlasMemory();
+  int info = 0;
+  std::vector<int> pivots(n);
+  dgesv_(&n, &columns, A, &n, pivots.data(), B, &n, &info);
+  return info;
+}
+
+int Gesv(int n, int columns, Complex16* A, Complex16* B) {
+  HoldBlasMemory();
+  int info = 0;
+  std::vector<int> pivots(n);
+  zgesv_(&n, &columns, A, &n, pivots.data(), B, &n, &info);
+  return info;
+}
+
+namespace {
+
+// The real driver packs a conjugate pair of vectors into two columns: real parts, imaginary parts.
+void UnpackPairs(int n, const std::vector<double>& im, const std::vector<double>& packed,
+                 Complex16* vectors) {
+  const std::size_t rows = static_cast<std::size_t>(n);
+  for (std::size_t k = 0; k < rows; ++k) {
+    const double* column = packed.data() + k * rows;
+    const bool pair = im[k] != 0 && k + 1 < rows;
+    for (std::size_t i = 0; i < rows; ++i) {
+      vectors[k * rows + i] = {column[i], pair ? column[rows + i] : 0};
+      if (pair) vectors[(k + 1) * rows + i] = Conj(vectors[k * rows + i]);
+    }
+    k += pair;
+  }
+}
+
+}  // namespace
+
+int Geev(int n, double* A, Complex16* values, Complex16* left, Complex16* right) {
+  HoldBlasMemory();
+  int info = 0;
+  double size = 0;
+  std::vector<double> re(n), im(n), VL(std::size_t(n) * n), VR(VL);
+  const auto call = [&](double* space, const int* length) {
+    dgeev_("V", "V", &n, A, &n, re.data(), im.data(), VL.data(), &n, VR.data(), &n, space, length, &info, 1,
+           1);
+  };
+  call(&size, &Query);
+  auto work = Work(size);
+  const int nWork = BlasSize(work.size());
+  call(work.data(), &nWork);
+  for (int k = 0; k < n; ++k) values[k] = {re[k], im[k]};
+  UnpackPairs(n, im, VL, left);
+  UnpackPairs(n, im, VR, right);
+  return info;
+}
+
+int Geev(int n, Complex16* A, Complex16* values, Complex16* left, Complex16* right) {
+  HoldBlasMemory();
+  int info = 0;
+  Complex16 size = 0;
+  std::vector<double> rwork(std::max(1, 2 * n));
+  auto padded = WithSpareRow(A, n), VL = SpareRow(n, n), VR = VL;
+  const auto call = [&](Complex16* space, const int* length) {
+    zgeev_("V", "V", &n, padded.data(), &n, values, VL.data(), &n, VR.data(), &n, space, length, rwork.data(),
+           &info, 1, 1);
+  };
+  call(&size, &Query);
+  int nWork;
+  auto work = WorkWithSpareRow(size, n, nWork);
+  call(work.data(), &nWork);
+  std::copy_n(VL.begin(), std::size_t(n) * n, left);
+  std::copy_n(VR.begin(), std::size_t(n) * n, right);
+  return info;
+}
+
+int Gesvd(int m, int n, double* A, double* values, double* U, double* VT) {
+  HoldBlasMemory();
+  int info = 0;
+  const int k = std::min(m, n);
+  double size = 0;
+  const auto call = [&](double* space, const int* length) {
+    dgesvd_("S", "S", &m, &n, A, &m, values, U, &m, VT, &k, space, length, &info, 1, 1);
+  };
+  call(&size, &Query);
+  auto work = Work(size);
+  const int nWork = BlasSize(work.size());
+  call(work.data(), &nWork);
+  return info;
+}
+
+int Gesvd(int m, int n, Complex16* A, double* values, Complex16* U, Complex16* VT) {
+  HoldBlasMemory();
+  int info = 0;
+  const int k = std::min(m, n);
+  Complex16 size = 0;
+  std::vector<double> rwork(std::max(1, 5 * k));
+  auto padded = WithSpareRow(A, m, n), paddedU = SpareRow(m, k), paddedVT = SpareRow(k, n);
+  const auto call = [&](Complex16* space, const int* length) {
+    zgesvd_("S", "S", &m, &n, padded.data(), &m, values, paddedU.data(), &m, paddedVT.data(), &k, space,
+            length, rwork.data(), &info, 1, 1);
+  };
+  call(&size, &Query);
+  int nWork;
+  auto work = WorkWithSpareRow(size, std::max(m, n), nWork);
+  call(work.data(), &nWork);
+  std::copy_n(paddedU.begin(), std::size_t(m) * k, U);
+  std::copy_n(paddedVT.begin(), std::size_t(k) * n, VT);
+  return info;
+}
+
+int Tridiagonalize(int n, double* A, double* diagonal, double* offdiagonal, bool wantQ) {
+  HoldBlasMemory();
+  int info = 0;
+  double size = 0;
+  std::vector<double> tau(std::max(1, n));
+  dsytrd_("L", &n, A, &n, diagonal, offdiagonal, tau.data(), &size, &Query, &info, 1);
+  auto work = Work(size);
+  int nWork = BlasSize(work.size());
+  dsytrd_("L", &n, A, &n, diagonal, offdiagonal, tau.data(), work.data(), &nWork, &info, 1);
+  if (info || !wantQ) return info;
+  dorgtr_("L", &n, A, &n, tau.data(), &size, &Query, &info, 1);
+  work = Work(size);
+  nWork = BlasSize(work.size());
+  dorgtr_("L", &n, A, &n, tau.data(), work.data(), &nWork, &info, 1);
+  return info;
+}
+
+int Tridiagonalize(int n, Complex16* A, double* diagonal, double* offdiagonal, bool wantQ) {
+  HoldBlasMemory();
+  int info = 0, nWork;
+  Complex16 size = 0;
+  auto padded = WithSpareRow(A, n);
+  std::vector<Complex16> tau = SpareRow(n, 1);
+  zhetrd_("L", &n, padded.data(), &n, diagonal, offdiagonal, tau.data(), &size, &Query, &info, 1);
+  auto work = WorkWithSpareRow(size, n, nWork);
+  zhetrd_("L", &n, padded.data(), &n, diagonal, offdiagonal, tau.data(), work.data(), &nWork, &info, 1);
+  if (info || !wantQ) return info;
+  zungtr_("L", &n, padded.data(), &n, tau.data(), &size, &Query, &info, 1);
+  work = WorkWithSpareRow(size, n, nWork);
+  zungtr_("L", &n, padded.data(), &n, tau.data(), work.data(), &nWork, &info, 1);
+  std::copy_n(padded.begin(), std::size_t(n) * n, A);
   return info;
 }
 

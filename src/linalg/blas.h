@@ -45,6 +45,27 @@ constexpr const char* EigenQrName(const Complex16*) { return "zheev"; }
 constexpr const char* EigenDivideName(const double*) { return "dsyevd"; }
 constexpr const char* EigenDivideName(const Complex16*) { return "zheevd"; }
 
+// Solves A X = B in place: A (n by n) is destroyed, B (n by columns) becomes X.
+int Gesv(int n, int columns, double* A, double* B);
+int Gesv(int n, int columns, Complex16* A, Complex16* B);
+
+// Eigensystem of a general matrix, which is destroyed. Columns of right and left (n by n each):
+// A right = value right, left^H A = value left^H, each of norm 1.
+int Geev(int n, double* A, Complex16* values, Complex16* left, Complex16* right);
+int Geev(int n, Complex16* A, Complex16* values, Complex16* left, Complex16* right);
+constexpr const char* GeevName(const double*) { return "dgeev"; }
+constexpr const char* GeevName(const Complex16*) { return "zgeev"; }
+
+// Thin singular value decomposition A = U diag(values) VT of an m by n matrix, which is destroyed. With k the
+// smaller of m and n: U is m by k, VT is k by n, values has k elements and descends.
+int Gesvd(int m, int n, double* A, double* values, double* U, double* VT);
+int Gesvd(int m, int n, Complex16* A, double* values, Complex16* U, Complex16* VT);
+
+// Householder reduction of the symmetric or Hermitian A to tridiagonal form, A = Q T Q^H, from its lower
+// triangle: diagonal has n elements, offdiagonal n - 1. A becomes Q if wantQ is set, else it is destroyed.
+int Tridiagonalize(int n, double* A, double* diagonal, double* offdiagonal, bool wantQ);
+int Tridiagonalize(int n, Complex16* A, double* diagonal, double* offdiagonal, bool wantQ);
+
 // Eigensystem of a real tridiagonal matrix. diagonal (n) becomes the ascending values, offdiagonal (n - 1) is
 // destroyed; vectors takes n by n columns, or is null when only values are wanted.
 int Stevd(int n, double* diagonal, double* offdiagonal, double* vectors);

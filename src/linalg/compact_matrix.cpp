@@ -4,7 +4,6 @@
 #include <cassert>
 
 #include "host/base/status.h"
-#include "linalg/blas.h"
 
 namespace fermix {
 
@@ -19,31 +18,23 @@ std::vector<T> ZeroElements(std::uint32_t Ni, std::uint32_t Nj) {
   return elements;
 }
 
-std::vector<Complex16> ToComplex(const std::vector<double>& real) { return {real.begin(), real.end()}; }
-
-// The elements of m as kind T: its own array, or a promoted copy in scratch.
-template <class T>
-const std::vector<T>& ElementsAs(const CompactMatrixType& m, std::vector<T>& scratch) {
-  if (const auto* own = std::get_if<std::vector<T>>(&m.Data)) return *own;
-  if constexpr (IsComplex<T>) scratch = ToComplex(std::get<0>(m.Data));
-  return scratch;
-}
-
-void ConjugateAll(std::vector<double>&) {}
-void ConjugateAll(std::vector<Complex16>& data) {
-  for (Complex16& z : data) z.im = -z.im;
+// m[k + row][l + column] += factor b[k][l], all inside; m is complex if b or factor is.
+template <class Factor>
+void AddBlock(CompactMatrixType& m, const CompactMatrixType& b, Factor factor, std::size_t row,
+              std::size_t column) {
+  std::visit(
+      [&](auto& to, const auto& from) {
+        using T = std::decay_t<decltype(to[0])>;
+        for (std::size_t k = 0; k < b.Ni; ++k) {
+          auto* target = to.data() + (k + row) * m.Nj + column;
+          const auto* source = from.data() + k * b.Nj;
+          for (std::size_t l = 0; l < b.Nj; ++l) target[l] += ToKind<T>(factor * source[l]);
+        }
+      },
+      m.Data, b.Data);
 }
 
 }  // namespace
-
-bool QFinite(const CompactMatrixType& m) {
-  return std::visit(
-      [](const auto& data) {
-        return std::all_of(data.begin(), data.end(),
-                           [](const auto& x) { return std::isfinite(Re(x)) && std::isfinite(Im(x)); });
-      },
-      m.Data);
-}
 
 CompactMatrixType InitCompactMatrix(std::uint32_t Ni, std::uint32_t Nj, bool complex) {
   CompactMatrixType m;
@@ -59,6 +50,48 @@ CompactMatrixType InitCompactMatrix(std::uint32_t Ni, std::uint32_t Nj, bool com
   return m;
 }
 
+CompactMatrixType InitCompactIdentityMatrix(std::uint32_t Ni, std::uint32_t Nj) {
+  CompactMatrixType m = InitCompactMatrix(Ni, Nj, false);
+  m.Name = "I_Matrix";
+  auto& data = std::get<0>(m.Data);
+  for (std::size_t i = 0; i < std::min(Ni, Nj); ++i) data[i * Nj + i] = 1;
+  return m;
+}
+
+std::size_t OwnedBytes(const CompactMatrixType& m) {
+  return std::visit([](const auto& data) { return data.capacity() * sizeof(data[0]); }, m.Data);
+}
+
+void ResizeCompactMatrix(CompactMatrixType& m, std::uint32_t Ni, std::uint32_t Nj) {
+  const std::uint64_t size = std::uint64_t{Ni} * Nj;
+  std::visit(
+      [&](auto& data) {
+        if (size > data.max_size()) throw std::bad_alloc();
+        data.resize(size);
+        if (data.capacity() / 2 > size) data.shrink_to_fit();
+      },
+      m.Data);
+  m.Ni = Ni;
+  m.Nj = Nj;
+}
+
+int CompactMatrixRemoveRow(CompactMatrixType& m, std::uint32_t i) {
+  if (i >= m.Ni)
+    return Fail(
+        "Error in CompactMatrixRemoveRow, tried to remove row %u, but there are only %u rows (counting "
+        "starts "
+        "at zero)\n",
+        i, m.Ni);
+  std::visit(
+      [&](auto& data) {
+        const auto row = data.begin() + static_cast<std::ptrdiff_t>(std::size_t{i} * m.Nj);
+        data.erase(row, row + m.Nj);
+      },
+      m.Data);
+  --m.Ni;
+  return 0;
+}
+
 Complex16 CompactMatrixElement(const CompactMatrixType& m, std::uint32_t i, std::uint32_t j) {
   assert(i < m.Ni && j < m.Nj);
   return std::visit([&](const auto& data) -> Complex16 { return data[std::size_t{i} * m.Nj + j]; }, m.Data);
@@ -66,28 +99,38 @@ Complex16 CompactMatrixElement(const CompactMatrixType& m, std::uint32_t i, std:
 
 void MakeCompactRealMatrixComplex(CompactMatrixType& m) {
   if (IsComplexMatrix(m)) return;
-  m.Data = OrSay("calloc failed in MakeCompactRealMatrixComplex\n",
-                 [&] { return ToComplex(std::get<0>(m.Data)); });
+  m.Data = OrSay("calloc failed in MakeCompactRealMatrixComplex\n", [&] {
+    return std::vector<Complex16>(std::get<0>(m.Data).begin(), std::get<0>(m.Data).end());
+  });
 }
 
 void CompactMatrixChop(CompactMatrixType& m, double threshold) {
-  const auto chop = [threshold](double x) { return std::fabs(x) < threshold ? 0 : x; };
-  if (auto* real = std::get_if<std::vector<double>>(&m.Data)) {
-    std::transform(real->begin(), real->end(), real->begin(), chop);
-    return;
-  }
-  auto& complex = std::get<1>(m.Data);
-  bool imaginary = false;
-  for (Complex16& z : complex) {
-    z = {chop(z.re), chop(z.im)};
-    imaginary |= z.im != 0;
-  }
-  if (imaginary) return;
-  OrSay("calloc failed in MakeCompactComplexMatrixReal\n", [&] {
-    std::vector<double> reals(complex.size());
-    std::transform(complex.begin(), complex.end(), reals.begin(), [](Complex16 z) { return z.re; });
-    m.Data = std::move(reals);
-  });
+  OrSay("calloc failed in MakeCompactComplexMatrixReal\n", [&] { ChopElements(m.Data, threshold); });
+}
+
+void CompactMatrixConjugate(CompactMatrixType& m) {
+  if (auto* data = std::get_if<std::vector<Complex16>>(&m.Data))
+    for (Complex16& z : *data) z.im = -z.im;
+}
+
+void CompactMatrixTranspose(CompactMatrixType& m) {
+  const std::size_t Ni = m.Ni, Nj = m.Nj;
+  std::visit(
+      [&](auto& data) {
+        if (Ni == Nj) {
+          for (std::size_t i = 0; i < Ni; ++i)
+            for (std::size_t j = 0; j < i; ++j) std::swap(data[i * Nj + j], data[j * Nj + i]);
+          return;
+        }
+        OrSay("malloc failed in CompactMatrixTranspose\n", [&] {
+          std::decay_t<decltype(data)> transposed(data.size());
+          for (std::size_t i = 0; i < Ni; ++i)
+            for (std::size_t j = 0; j < Nj; ++j) transposed[j * Ni + i] = data[i * Nj + j];
+          data = std::move(transposed);
+        });
+      },
+      m.Data);
+  std::swap(m.Ni, m.Nj);
 }
 
 void CompactMatrixScale(CompactMatrixType& m, double x) {
@@ -104,10 +147,44 @@ void CompactMatrixScaleComplex(CompactMatrixType& m, Complex16 z) {
   for (Complex16& element : std::get<1>(m.Data)) element *= z;
 }
 
+int CompactMatrixAddShifted(CompactMatrixType& M, const CompactMatrixType& B, Complex16 z, std::uint32_t i,
+                            std::uint32_t j) {
+  if (std::uint64_t{i} + B.Ni > M.Ni || std::uint64_t{j} + B.Nj > M.Nj)
+    return Fail("Matrix B shifted does not fit in matrix M\n");
+  if (IsComplexMatrix(B) || z.im != 0) MakeCompactRealMatrixComplex(M);
+  if (z.im == 0) {
+    AddBlock(M, B, z.re, i, j);
+  } else {
+    AddBlock(M, B, z, i, j);
+  }
+  return 0;
+}
+
+int CompactMatrixAdd(CompactMatrixType& a, const CompactMatrixType& b, double factor) {
+  if (a.Ni != b.Ni || a.Nj != b.Nj) return Fail("Error in dimensions\n");
+  if (IsComplexMatrix(b)) MakeCompactRealMatrixComplex(a);
+  AddBlock(a, b, factor, 0, 0);
+  return 0;
+}
+
+bool QCompactMatrixEqual(const CompactMatrixType& a, const CompactMatrixType& b) {
+  return a.Ni == b.Ni && a.Nj == b.Nj && a.Data.base() == b.Data.base();
+}
+
+bool QFinite(const CompactMatrixType& m) {
+  return std::visit(
+      [](const auto& data) {
+        return std::all_of(data.begin(), data.end(),
+                           [](const auto& x) { return std::isfinite(Re(x)) && std::isfinite(Im(x)); });
+      },
+      m.Data);
+}
+
 bool QCompactMatrixHermitian(const CompactMatrixType& m, double tolerance) {
   if (m.Ni != m.Nj) return false;
+  constexpr double floor = 10 * NumericalZero;
   const auto small = [&](double difference, double scale) {
-    return std::fabs(difference) <= std::fabs(scale) * tolerance + NumericalZero;  // false for not-a-number
+    return std::fabs(difference) <= std::fabs(scale) * tolerance + floor;  // false for not-a-number
   };
   return std::visit(
       [&](const auto& data) {
@@ -126,156 +203,22 @@ bool QCompactMatrixHermitian(const CompactMatrixType& m, double tolerance) {
       m.Data);
 }
 
-namespace {
-
-// Imaginary parts of the factors up to here leave a product real.
-constexpr double RealFactorFloor = 2.2250738585072014e-306;
-
-bool QTransposing(char op) { return op == 'T' || op == 'C'; }
-std::uint32_t Rows(char op, const CompactMatrixType& m) { return QTransposing(op) ? m.Nj : m.Ni; }
-std::uint32_t Columns(char op, const CompactMatrixType& m) { return QTransposing(op) ? m.Ni : m.Nj; }
-
-// The product of row-major arrays: the library sees all three transposed, so the operands swap.
-template <class T>
-void RowMajorGemm(char opA, char opB, const CompactMatrixType& A, const CompactMatrixType& B,
-                  CompactMatrixType& C, T alpha, T beta) {
-  std::vector<T> scratchA, scratchB;
-  const std::vector<T>*a = &ElementsAs(A, scratchA), *b = &ElementsAs(B, scratchB);
-  const auto conjugated = [](char& op, const std::vector<T>*& from, std::vector<T>& scratch) {
-    if (op != '*') return;
-    op = 'N';
-    if (from != &scratch) scratch = *from;
-    ConjugateAll(scratch);
-    from = &scratch;
-  };
-  const int m = BlasSize(C.Ni), n = BlasSize(C.Nj), k = BlasSize(Columns(opA, A));
-  conjugated(opA, a, scratchA);
-  conjugated(opB, b, scratchB);
-  Gemm(opB, opA, n, m, k, alpha, b->data(), BlasSize(B.Nj), a->data(), BlasSize(A.Nj), beta,
-       std::get<std::vector<T>>(C.Data).data(), n);
-}
-
-}  // namespace
-
-int CompactMatrixAddMultiply(char opA, char opB, const CompactMatrixType& A, const CompactMatrixType& B,
-                             CompactMatrixType& C, Complex16 alpha, Complex16 beta) {
-  assert(&C != &A && &C != &B);
-  if (A.Ni == 0 || A.Nj == 0 || C.Nj == 0) return 0;
-  const bool realOperands = !IsComplexMatrix(A) && !IsComplexMatrix(B);
-  if (IsComplexMatrix(C) && realOperands && std::fabs(beta.re) < RealFactorFloor &&
-      std::fabs(beta.im) < RealFactorFloor) {
-    C.Data = ZeroElements<double>(C.Ni, C.Nj);  // what it held is not read
-    beta = 0;
-  }
-  if (Columns(opA, A) != Rows(opB, B) || Rows(opA, A) != C.Ni || Columns(opB, B) != C.Nj) {
-    Say("Trying to multiply matrix (%s)^%c with dimension %i %i with matrix (%s)^%c with dimension %i %i and "
-        "add it to matrix (%s) with dimension %i %i\n",
-        A.Name.c_str(), opA, static_cast<int>(A.Ni), static_cast<int>(A.Nj), B.Name.c_str(), opB,
-        static_cast<int>(B.Ni), static_cast<int>(B.Nj), C.Name.c_str(), static_cast<int>(C.Ni),
-        static_cast<int>(C.Nj));
-    return Fail("Error in dimensions\n");
-  }
-  if (!realOperands || IsComplexMatrix(C) || std::fabs(alpha.im) > RealFactorFloor ||
-      std::fabs(beta.im) > RealFactorFloor) {
-    MakeCompactRealMatrixComplex(C);
-    RowMajorGemm<Complex16>(opA, opB, A, B, C, alpha, beta);
-  } else {
-    RowMajorGemm<double>(opA, opB, A, B, C, alpha.re, beta.re);
-  }
-  return 0;
-}
-
-int CompactMatrixMultiply(char opA, char opB, const CompactMatrixType& A, const CompactMatrixType& B,
-                          CompactMatrixType& C) {
-  CompactMatrixType product =
-      InitCompactMatrix(Rows(opA, A), Columns(opB, B), IsComplexMatrix(A) || IsComplexMatrix(B));
-  if (const int status = CompactMatrixAddMultiply(opA, opB, A, B, product, 1, 0)) return status;
-  C = std::move(product);
-  return 0;
-}
-
-int CompactMatrixInverse(CompactMatrixType& m) {
-  if (m.Ni != m.Nj) return -1;
-  if (m.Ni == 0) return 0;
-  // The inverse of the transposed matrix is the transposed inverse: nothing to turn around.
-  return std::visit(
-      [&](auto& data) {
-        const int n = BlasSize(m.Ni);
-        std::vector<int> pivots(n);
-        if (Getrf(n, data.data(), pivots.data())) return 1;
-        return Getri(n, data.data(), pivots.data()) ? 1 : 0;
+std::string CompactMatrixToString(const CompactMatrixType& m) {
+  std::string text;
+  if (m.Ni == 0 || m.Nj == 0) return text;
+  std::visit(
+      [&](const auto& data) {
+        for (std::size_t i = 0; i < m.Ni; ++i) {
+          text += i == 0 ? "{ { " : "  { ";
+          for (std::size_t j = 0; j < m.Nj; ++j) {
+            if (j > 0) text += ", ";
+            text += ElementText(data[i * m.Nj + j]);
+          }
+          text += i + 1 < m.Ni ? "} ,\n" : "} }\n";
+        }
       },
       m.Data);
-}
-
-namespace {
-
-// Above this many rows divide and conquer is the faster driver, five to seven times on large matrices.
-constexpr std::uint32_t DivideBorder = 64;
-
-// One driver, and the other if it fails. data holds the matrix and becomes its eigenvectors.
-template <class T>
-int EigensystemOfElements(const CompactMatrixType& A, std::vector<T>& data, std::vector<double>& values) {
-  using Driver = int (*)(int, T*, double*);
-  struct {
-    Driver solve;
-    const char *name, *nameInHandover;
-  } first{EigenQr, EigenQrName(data.data()), EigenQrName(data.data())},
-      second{EigenDivide, EigenDivideName(data.data()), IsComplex<T> ? "zheevd" : "dsyvd"};
-  if (A.Ni > DivideBorder) std::swap(first, second);
-
-  const int n = BlasSize(A.Ni);
-  int info = first.solve(n, data.data(), values.data());
-  if (info == 0) return 0;
-  Say("%s failed in CompactMatrixEigensystem with info value %i\n", first.name, info);
-  Say("While working on matrix %s\n", A.Name.c_str());
-  Say("continue diagonalization with %s\n", second.nameInHandover);
-  data = std::get<std::vector<T>>(A.Data);
-  info = second.solve(n, data.data(), values.data());
-  if (info == 0) return 0;
-  Say("also %s failed in CompactMatrixEigensystem with info value %i\n", second.name, info);
-  return Fail("ERORR!!!!!!!!!!\n");
-}
-
-}  // namespace
-
-int CompactMatrixEigensystem(const CompactMatrixType& A, CompactMatrixType& V, std::vector<double>& values) {
-  if (A.Ni != A.Nj) return Fail("CompactMatrixEigensystem called with non-square matrix\n");
-  if (!QFinite(A))  // the drivers promise nothing then
-    return Fail("CompactMatrixEigensystem called with a matrix that is not finite\n");
-  CompactMatrixType vectors = A;
-  vectors.IsUserdata = false;
-  std::vector<double> eigenvalues(A.Ni);
-  if (A.Ni > 0) {
-    vectors.Name = "Eigenvectors of " + A.Name.substr(0, 240);
-    const int status = std::visit(
-        [&](auto& data) {
-          const int failed = EigensystemOfElements(A, data, eigenvalues);
-          ConjugateAll(data);  // the driver saw the transposed matrix, that is the conjugate one
-          return failed;
-        },
-        vectors.Data);
-    if (status) return status;
-  }
-  V = std::move(vectors);
-  values = std::move(eigenvalues);
-  return 0;
-}
-
-CompactMatrixType TransformDiagonalMatrixByCompactMatrixTtranATcon(const std::vector<double>& D,
-                                                                   const CompactMatrixType& T) {
-  assert(D.size() == T.Ni);
-  CompactMatrixType DT = T, R;
-  std::visit(
-      [&](auto& data) {
-        for (std::size_t k = 0; k < D.size(); ++k)
-          for (std::size_t j = 0; j < T.Nj; ++j) data[k * T.Nj + j] *= D[k];
-      },
-      DT.Data);
-  const int status = CompactMatrixMultiply('T', '*', T, DT, R);
-  assert(status == 0);
-  static_cast<void>(status);
-  return R;
+  return text;
 }
 
 void StreamPrintCompactMatrixMinimal(const CompactMatrixType& m, std::FILE* stream) {

@@ -10,18 +10,18 @@
 #include <vector>
 
 #include "host/base/complex16.h"
-#include "host/base/copy_safe_variant.h"
+#include "linalg/element_list.h"
 
 namespace fermix {
 
 struct CompactMatrixType {
   std::string Name = "Matrix";
   std::uint32_t Ni = 0, Nj = 0;  // rows, columns
-  CopySafeVariant<std::vector<double>, std::vector<Complex16>> Data;
+  ElementList Data;
   // Carried numbers without effect on arithmetic: constant, weight and chemical potential of the response
   // function that the matrix may stand for. Copies hand them on.
   double A0 = 0, B0 = 1, Mu = 0;
-  // Which form a script gets: a userdata, or a table with metatable MatrixMeta.
+  // The form that a script gets it in: a userdata, or a table with metatable MatrixMeta. Copies hand it on.
   bool IsUserdata = false;
 };
 
@@ -29,6 +29,18 @@ inline bool IsComplexMatrix(const CompactMatrixType& m) { return m.Data.index() 
 
 // A zero matrix. Throws bad_alloc after a line that names the allocation.
 CompactMatrixType InitCompactMatrix(std::uint32_t Ni, std::uint32_t Nj, bool complex);
+
+// Ones on the diagonal, also of a rectangular matrix; real, named "I_Matrix".
+CompactMatrixType InitCompactIdentityMatrix(std::uint32_t Ni, std::uint32_t Nj);
+
+// Bytes that the elements take.
+std::size_t OwnedBytes(const CompactMatrixType& m);
+
+// Another shape for the same sequence of elements, cut or continued by zeros.
+void ResizeCompactMatrix(CompactMatrixType& m, std::uint32_t Ni, std::uint32_t Nj);
+
+// Status 1 after a line when there is no row i.
+[[nodiscard]] int CompactMatrixRemoveRow(CompactMatrixType& m, std::uint32_t i);
 
 // Element (i, j) as a complex number; for edges and tests, not for inner loops.
 Complex16 CompactMatrixElement(const CompactMatrixType& m, std::uint32_t i, std::uint32_t j);
@@ -40,9 +52,24 @@ void MakeCompactRealMatrixComplex(CompactMatrixType& m);
 // real.
 void CompactMatrixChop(CompactMatrixType& m, double threshold);
 
+void CompactMatrixConjugate(CompactMatrixType& m);
+void CompactMatrixTranspose(CompactMatrixType& m);
+
 void CompactMatrixScale(CompactMatrixType& m, double x);
 // A real matrix is promoted first unless the imaginary part of z is 0.
 void CompactMatrixScaleComplex(CompactMatrixType& m, Complex16 z);
+
+// a += factor b; a real a is promoted when b is complex. Status 1 after a line when the shapes differ.
+[[nodiscard]] int CompactMatrixAdd(CompactMatrixType& a, const CompactMatrixType& b, double factor = 1);
+[[nodiscard]] inline int CompactMatrixSub(CompactMatrixType& a, const CompactMatrixType& b) {
+  return CompactMatrixAdd(a, b, -1);
+}
+// M += z B with the upper left corner of B at (i, j). Status 1 after a line when it does not fit.
+[[nodiscard]] int CompactMatrixAddShifted(CompactMatrixType& M, const CompactMatrixType& B, Complex16 z,
+                                          std::uint32_t i, std::uint32_t j);
+
+// Shapes, kinds and all elements are equal: a real matrix differs from a complex one.
+bool QCompactMatrixEqual(const CompactMatrixType& a, const CompactMatrixType& b);
 
 // 1 if m is square and equals its conjugate transpose: real parts of mirrored elements a, b differ by no more
 // than |a + b| tolerance, imaginary parts sum to no more than |a - b| tolerance, plus a floor; the diagonal
@@ -59,6 +86,29 @@ bool QCompactMatrixHermitian(const CompactMatrixType& m, double tolerance);
 [[nodiscard]] int CompactMatrixMultiply(char opA, char opB, const CompactMatrixType& A,
                                         const CompactMatrixType& B, CompactMatrixType& C);
 
+// A new R = op(A) op(B) op(C).
+[[nodiscard]] int CompactMatrixMultiply3(char opA, char opB, char opC, const CompactMatrixType& A,
+                                         const CompactMatrixType& B, const CompactMatrixType& C,
+                                         CompactMatrixType& R);
+// M becomes U M U^dagger, or U^dagger M U.
+[[nodiscard]] int TransformCompactMatrixInlineNC(CompactMatrixType& M, const CompactMatrixType& U);
+[[nodiscard]] int TransformCompactMatrixInlinecT(CompactMatrixType& M, const CompactMatrixType& U);
+
+// Diagonal matrices D in the basis of the rows of T:
+//   TdagAT               sum_k conj(T[k][i]) D[k] T[k][j]
+//   TtranATcon           sum_k T[k][i] D[k] conj(T[k][j]), the way back from an eigensystem
+//   TRtranATLcon         sum_k TR[k][i] D[k] conj(TL[k][j]), the same for a general one; status 1 after a
+//   line
+//                        when the shapes differ
+CompactMatrixType TransformDiagonalMatrixByCompactMatrixTdagAT(const std::vector<double>& D,
+                                                               const CompactMatrixType& T);
+CompactMatrixType TransformDiagonalMatrixByCompactMatrixTtranATcon(const std::vector<double>& D,
+                                                                   const CompactMatrixType& T);
+[[nodiscard]] int TransformComplexDiagonalMatrixByCompactMatrixTRtranATLcon(const std::vector<Complex16>& D,
+                                                                            const CompactMatrixType& TL,
+                                                                            const CompactMatrixType& TR,
+                                                                            CompactMatrixType& R);
+
 // In place through an LU factorisation. Status 0, 1 for a failed factorisation, -1 for a rectangular matrix.
 [[nodiscard]] int CompactMatrixInverse(CompactMatrixType& m);
 
@@ -71,9 +121,8 @@ bool QFinite(const CompactMatrixType& m);
 [[nodiscard]] int CompactMatrixEigensystem(const CompactMatrixType& A, CompactMatrixType& V,
                                            std::vector<double>& values);
 
-// R[i][j] = sum_k T[k][i] D[k] conj(T[k][j]): the way back from an eigensystem.
-CompactMatrixType TransformDiagonalMatrixByCompactMatrixTtranATcon(const std::vector<double>& D,
-                                                                   const CompactMatrixType& T);
+// A listing in the shape of script input, empty for an empty matrix; tostring of a script matrix.
+std::string CompactMatrixToString(const CompactMatrixType& m);
 
 // Minimal print, a row a line.
 void StreamPrintCompactMatrixMinimal(const CompactMatrixType& m, std::FILE* stream);

@@ -1,63 +1,170 @@
 #include "linalg/matrix_script.h"
 
+#include <algorithm>
 #include <cfloat>
+#include <climits>
+
+#include "linalg/matrix_arithmetic_script.h"
+#include "linalg/matrix_functions_script.h"
+#include "linalg/matrix_index_script.h"
 
 namespace fermix {
 
 namespace {
 
+constexpr const char* tableMeta = "MatrixMeta";
+
 // Noise in the imaginary part that a real matrix may carry, relative to the real part.
-bool QNumericallyReal(Complex16 z) { return std::fabs(z.im) <= DBL_EPSILON * std::fabs(z.re); }
+bool QNumericallyReal(Complex16 z) { return z.im == 0 || std::fabs(z.im) <= DBL_EPSILON * std::fabs(z.re); }
 
-}  // namespace
-
-CompactMatrixType luaL_checkCompactMatrix(lua_State* L, int index) {
+// Nothing on the way runs code of the script: what other arguments refer to stays as it is.
+CompactMatrixType ReadTable(lua_State* L, int index) {
   luaL_checktype(L, index, LUA_TTABLE);
-  luaL_checkstack(L, 3, "table too deep");
+  luaL_checkstack(L, 4, "table too deep");
   const auto Ni = static_cast<std::uint32_t>(lua_rawlen(L, index));
-  std::vector<Complex16> elements, row;
+  std::vector<Complex16> elements;
   std::size_t Nj = 0;
   bool real = true;
   for (std::uint32_t i = 0; i < Ni; ++i) {
     lua_rawgeti(L, index, static_cast<int>(i) + 1);
-    luaL_checkarray_complex16(L, lua_gettop(L), row);
+    luaL_checktype(L, -1, LUA_TTABLE);
+    const std::size_t length = lua_rawlen(L, -1);
+    if (i == 0) {
+      Nj = length;
+      elements.reserve(std::min<std::size_t>(Ni * Nj, 1 << 20));
+    }
+    for (std::size_t j = 1; j <= length; ++j) {
+      lua_rawgeti(L, -1, static_cast<int>(j));
+      if (!luaL_isType<Complex16>(L, -1))
+        luaL_error(L, "Error in reading complex table in luaL_checkarray_complex16\n");
+      lua_check(L, -1, elements.emplace_back());
+      real &= QNumericallyReal(elements.back());
+      lua_pop(L, 1);
+    }
     lua_pop(L, 1);
-    if (i == 0) Nj = row.size();
-    if (row.size() != Nj)
+    if (length != Nj)
       ScriptError(L,
                   "Error while reading matrix. Dimensions of rows not constant. %d at first row %d at row %d",
-                  static_cast<int>(Nj), static_cast<int>(row.size()), static_cast<int>(i) + 1);
-    for (const Complex16 z : row) real &= QNumericallyReal(z);
-    elements.insert(elements.end(), row.begin(), row.end());
+                  static_cast<int>(Nj), static_cast<int>(length), static_cast<int>(i) + 1);
   }
-  CompactMatrixType m = InitCompactMatrix(Ni, static_cast<std::uint32_t>(Nj), !real);
-  std::visit(
-      [&](auto& data) {
-        for (std::size_t k = 0; k < elements.size(); ++k)
-          data[k] = ToKind<std::decay_t<decltype(data[0])>>(elements[k]);
-      },
-      m.Data);
+  CompactMatrixType m;
+  m.Ni = Ni;
+  m.Nj = static_cast<std::uint32_t>(Nj);
+  if (real) {
+    std::vector<double> reals;
+    reals.reserve(elements.size());
+    for (const Complex16 z : elements) reals.push_back(z.re);
+    m.Data = std::move(reals);
+  } else {
+    m.Data = std::move(elements);
+  }
   return m;
 }
 
+int LuaMatrixToString(lua_State* L) {
+  return lua_push(L, CompactMatrixToString(*CheckRecord<CompactMatrixType>(L, 1)));
+}
+
+constexpr luaL_Reg arithmetic[] = {{"__unm", Entry<LuaMatrixUnm>}, {"__add", Entry<LuaMatrixAdd>},
+                                   {"__sub", Entry<LuaMatrixSub>}, {"__mul", Entry<LuaMatrixMul>},
+                                   {"__div", Entry<LuaMatrixDiv>}, {"__pow", Entry<LuaMatrixPow>},
+                                   {"__eq", Entry<LuaMatrixEq>},   {nullptr, nullptr}};
+
+constexpr luaL_Reg userdataOnly[] = {{"__len", Entry<LuaMatrixLen>},
+                                     {"__tostring", Entry<LuaMatrixToString>},
+                                     {"__index", Entry<LuaMatrixIndex>},
+                                     {"__newindex", Entry<LuaMatrixNewIndex>},
+                                     {"__gc", Entry<CollectRecord<CompactMatrixType>>},
+                                     {nullptr, nullptr}};
+
+constexpr luaL_Reg rowView[] = {
+    {"__index", Entry<LuaMatrixRowIndex>}, {"__newindex", Entry<LuaMatrixRowNewIndex>}, {nullptr, nullptr}};
+
+// A metatable for tables of the script, which the script sees as a global.
+void RegisterGlobalMetatable(lua_State* L, const char* name, const luaL_Reg* metamethods) {
+  RegisterMetatable(L, name, metamethods);
+  luaL_getmetatable(L, name);
+  lua_setglobal(L, name);
+}
+
+}  // namespace
+
+// --- Reading
+
+MatrixArgument::MatrixArgument(lua_State* L, int index) : userdata_(TestRecord<CompactMatrixType>(L, index)) {
+  if (!userdata_) table_ = ReadTable(L, lua_absindex(L, index));
+}
+
+bool detail::ScriptTest<CompactMatrixType>::Holds(lua_State* L, int index) {
+  if (TestRecord<CompactMatrixType>(L, index)) return true;
+  if (!lua_istable(L, index) || !lua_checkstack(L, 3)) return false;
+  const int Ni = static_cast<int>(lua_rawlen(L, index));
+  std::size_t Nj = 0;
+  for (int i = 1; i <= Ni; ++i) {
+    lua_rawgeti(L, index, i);
+    if (i == 1) Nj = lua_rawlen(L, -1);
+    const bool row =
+        lua_istable(L, -1) && lua_rawlen(L, -1) == Nj && luaL_isType<std::vector<Complex16>>(L, -1);
+    lua_pop(L, 1);
+    if (!row) return false;
+  }
+  return Ni > 0;
+}
+
+bool QMatrixTable(lua_State* L, int index) {
+  if (!lua_istable(L, index) || !lua_getmetatable(L, index)) return false;
+  luaL_getmetatable(L, tableMeta);
+  const bool same = lua_rawequal(L, -1, -2);
+  lua_pop(L, 2);
+  return same;
+}
+
+// --- Pushing
+
 int LuaPushTable_CompactMatrixType(lua_State* L, const CompactMatrixType& m) {
   luaL_checkstack(L, 4, "table too deep");
-  lua_createtable(L, static_cast<int>(m.Ni), 0);
-  for (std::uint32_t i = 0; i < m.Ni; ++i) {
-    lua_createtable(L, static_cast<int>(m.Nj), 0);
-    for (std::uint32_t j = 0; j < m.Nj; ++j) {
-      lua_push(L, CompactMatrixElement(m, i, j));
-      lua_rawseti(L, -2, static_cast<int>(j) + 1);
-    }
-    lua_rawseti(L, -2, static_cast<int>(i) + 1);
-  }
-  lua_getglobal(L, "MatrixMeta");
-  if (lua_istable(L, -1)) {
-    lua_setmetatable(L, -2);
-  } else {
-    lua_pop(L, 1);
-  }
+  if (m.Ni > INT_MAX || m.Nj > INT_MAX) throw std::bad_alloc();
+  const int Ni = static_cast<int>(m.Ni), Nj = static_cast<int>(m.Nj);
+  lua_createtable(L, Ni, 0);
+  std::visit(
+      [&](const auto& data) {
+        const auto* element = data.data();
+        for (int i = 1; i <= Ni; ++i) {
+          lua_createtable(L, Nj, 0);
+          for (int j = 1; j <= Nj; ++j) {
+            lua_push(L, *element++);
+            lua_rawseti(L, -2, j);
+          }
+          lua_rawseti(L, -2, i);
+        }
+      },
+      m.Data);
+  luaL_setmetatable(L, tableMeta);
   return 1;
+}
+
+int lua_push(lua_State* L, CompactMatrixType m) {
+  return m.IsUserdata ? lua_push<CompactMatrixType>(L, std::move(m)) : LuaPushTable_CompactMatrixType(L, m);
+}
+
+void InvertOrError(lua_State* L, CompactMatrixType& m, Complex16 z) {
+  if (m.Ni != m.Nj)
+    ScriptError(L, "Matrix inversion only works for square matrices dimensions are (%d %d)\n",
+                static_cast<int>(m.Ni), static_cast<int>(m.Nj));
+  if (CompactMatrixInverse(m)) luaL_error(L, "Matrix inversion failed, probably the matrix is singular\n");
+  CompactMatrixScaleComplex(m, z);
+}
+
+// --- Registration
+
+void RegisterMatrixType(lua_State* L) {
+  RegisterMetatable(L, ScriptType<CompactMatrixType>::name, arithmetic);
+  luaL_getmetatable(L, ScriptType<CompactMatrixType>::name);
+  luaL_setfuncs(L, userdataOnly, 0);
+  lua_pop(L, 1);
+  RegisterTable(L, "Matrix", MatrixFunctions);
+  RegisterGlobalMetatable(L, tableMeta, arithmetic);
+  RegisterGlobalMetatable(L, MatrixRowMeta, rowView);
 }
 
 }  // namespace fermix

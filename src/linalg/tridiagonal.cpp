@@ -18,6 +18,29 @@ TriDiagonalMatrixType InitTriDiagonalMatrix(std::uint32_t N) {
   return M;
 }
 
+int CompactMatrixTriDiagonalize(const CompactMatrixType& A, CompactMatrixType* Q, TriDiagonalMatrixType& T) {
+  if (A.Ni != A.Nj) return Fail("CompactMatrixTriDiagonalize called with non-square matrix\n");
+  if (!QFinite(A)) return Fail("CompactMatrixTriDiagonalize called with a matrix that is not finite\n");
+  CompactMatrixType basis = A;
+  CompactMatrixConjugate(basis);  // the library sees the transposed matrix
+  TriDiagonalMatrixType chain = InitTriDiagonalMatrix(A.Nj);
+  chain.mu = A.Mu;
+  chain.a[0] = A.A0;
+  if (A.Nj > 0) {
+    chain.b[0] = A.B0;
+    const int info = std::visit(
+        [&](auto& data) {
+          return Tridiagonalize(BlasSize(A.Nj), data.data(), chain.a.data() + 1, chain.b.data() + 1,
+                                Q != nullptr);
+        },
+        basis.Data);
+    if (info) return Fail("Reduction failed in CompactMatrixTriDiagonalize with info value %i\n", info);
+  }
+  T = std::move(chain);
+  if (Q) *Q = std::move(basis);
+  return 0;
+}
+
 namespace {
 
 bool QFinite(const TriDiagonalMatrixType& T) {

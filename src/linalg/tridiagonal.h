@@ -37,6 +37,12 @@ struct ListOfPoles {
   double mu = 0;
 };
 
+// Householder reduction of the Hermitian A to a chain of Nj levels, A[i][j] = sum_kl Q[k][i] T_kl
+// conj(Q[l][j]): the rows of Q are the basis in which A is the chain T. a[0], b[0] and mu become A0, B0 and
+// Mu. Q may be null. Status 1 after a line when A is not square, not finite, or LAPACK fails.
+[[nodiscard]] int CompactMatrixTriDiagonalize(const CompactMatrixType& A, CompactMatrixType* Q,
+                                              TriDiagonalMatrixType& T);
+
 // Eigenvalues of H, ascending. Status 1 after printed lines when LAPACK fails.
 [[nodiscard]] int TriDiagonalMatrixToEigenvalues(const TriDiagonalMatrixType& T, std::vector<double>& e);
 

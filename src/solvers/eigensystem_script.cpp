@@ -9,6 +9,8 @@
 #include "core/wave_function_script.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
+#include "linalg/matrix_functions_script.h"
+#include "linalg/matrix_script.h"
 #include "solvers/conserve_basis.h"
 #include "solvers/ground_state.h"
 
@@ -258,19 +260,33 @@ int GiveBack(lua_State* L, Call& call) {
   return 0;
 }
 
-}  // namespace
-
-// Eigensystem(H, psi | {psi, ...} [, options])         improves the states in place
-// Eigensystem(H, restrictions, n [, options])  -> psi  for n = 1, else {psi, ...}
-int LuaEigensystem(lua_State* L) {
-  VerbosityPrintf(0x10000000, "Start of LuaEigensystem\n");
-  CollectGarbage(L);
-  const int arguments = lua_gettop(L);
-  if (arguments == 1)
+// A matrix in either form. A table with the key type would be a response function.
+int EigensystemOfMatrix(lua_State* L) {
+  bool matrix = TestRecord<CompactMatrixType>(L, 1) != nullptr;
+  if (lua_istable(L, 1)) {
+    lua_pushliteral(L, "type");
+    lua_rawget(L, 1);
+    matrix = !lua_isstring(L, -1);
+    lua_pop(L, 1);
+  }
+  if (!matrix)
     return luaL_error(
         L,
         "Error Eigensystem called with a single argument, which should be either a matrix (square "
         "table or one of the (block) response function types)");
+  return LuaMatrixEigensystem(L);
+}
+
+}  // namespace
+
+// Eigensystem(m)                               -> see Matrix.Eigensystem
+// Eigensystem(H, psi | {psi, ...} [, options])         improves the states in place
+// Eigensystem(H, restrictions, n [, options])  -> psi  for n = 1, else {psi, ...}
+int LuaEigensystem(lua_State* L) {
+  VerbosityPrintf(0x10000000, "Start of LuaEigensystem\n");
+  const int arguments = lua_gettop(L);
+  if (arguments == 1) return EigensystemOfMatrix(L);
+  CollectGarbage(L);
   if (arguments < 2 || arguments > 4)
     return luaL_error(L, "Error Eigensystem called with %d arguments, 1, 2, 3 or 4 expected\n", arguments);
   OperatorType* H;

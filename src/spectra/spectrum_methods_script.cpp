@@ -37,15 +37,15 @@ struct WidthTable {
 };
 
 WidthTable ReadWidthTable(lua_State* L, int index, const BroadeningShape& shape) {
-  const CompactMatrixType m = luaL_checkCompactMatrix(L, index);
-  if (IsComplexMatrix(m) || m.Nj != 2)
+  const MatrixArgument m(L, index);
+  if (IsComplexMatrix(*m) || m->Nj != 2)
     luaL_error(L,
                "List of variable %s broadening at position %d should be of the form "
                "{{Energy_1, FWHM_1},...} with Energy and FWHM of type real\n",
                shape.name, index);
   WidthTable table;
-  const auto& data = std::get<0>(m.Data);
-  for (std::size_t row = 0; row < m.Ni; ++row) {
+  const auto& data = std::get<0>(m->Data);
+  for (std::size_t row = 0; row < m->Ni; ++row) {
     table.energy.push_back(data[2 * row]);
     table.FWHM.push_back(data[2 * row + 1]);
     if (row > 0 && !(table.energy[row] >= table.energy[row - 1]))

@@ -17,7 +17,8 @@ void RegisterSpectraType(lua_State* L);
 
 // A table for each spectrum: pairs {energy, value} and the fields of the record.
 int LuaPushTable_SpectraTypeArray(lua_State* L, const SpectraTypeArray& S);
-// The inverse, for the table at index; energies must be equally spaced.
+// The inverse, for the table at index; energies must be equally spaced. A field Name of the table names the
+// bundle.
 SpectraTypeArray luaL_checkSpectraTypeArrayTable(lua_State* L, int index);
 
 // Metamethods.

@@ -160,6 +160,10 @@ SpectraTypeArray luaL_checkSpectraTypeArrayTable(lua_State* L, int index) {
     S.spectra.push_back(ReadSpectrum(L, k));
     lua_pop(L, 1);
   }
+  lua_pushvalue(L, index);
+  RawField(L, "Name");
+  if (lua_type(L, -1) == LUA_TSTRING) S.Name = lua_tostring(L, -1);
+  lua_pop(L, 2);
   return S;
 }
 

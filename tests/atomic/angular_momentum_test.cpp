@@ -79,6 +79,27 @@ TEST(ThreeJSymbol, IsInvariantUnderRotations) {
       }
 }
 
+// The symbols of one (j1, j2) are an orthogonal matrix, also where the terms of their sums are larger than
+// the sums by a hundred orders of magnitude.
+TEST(ThreeJSymbol, IsOrthogonalForLargeMomenta) {
+  const struct {
+    int j1, j2, M;  // doubled
+  } cases[] = {{60, 70, 4}, {161, 150, 11}, {300, 299, 21}, {700, 40, -6}};
+  for (const auto& c : cases) {
+    const auto rows = [&](int m, int other) {
+      double sum = 0;
+      for (int j3 = std::max(std::abs(c.j1 - c.j2), std::abs(c.M)); j3 <= c.j1 + c.j2; j3 += 2)
+        sum += (j3 + 1) * ThreeJSymbolHalf(c.j1, m, c.j2, c.M - m, j3, -c.M) *
+               ThreeJSymbolHalf(c.j1, other, c.j2, c.M - other, j3, -c.M);
+      return sum;
+    };
+    const int m = c.j1 % 2 + 4;
+    EXPECT_NEAR(rows(m, m), 1, 1e-13) << c.j1;
+    EXPECT_NEAR(rows(m, m + 2), 0, 1e-13) << c.j1;
+    EXPECT_NEAR(rows(m, -m), 0, 1e-13) << c.j1;
+  }
+}
+
 TEST(ThreeJSymbol, IsZeroOutsideOfItsRange) {
   EXPECT_EQ(ThreeJSymbol(1, 0, 1, 0, 3, 0), 0);   // no triangle
   EXPECT_EQ(ThreeJSymbol(1, 1, 1, 1, 2, 0), 0);   // sum of m

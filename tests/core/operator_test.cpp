@@ -407,8 +407,9 @@ TEST(OperatorMemory, FailedStepsLeaveTheRecordAsItWas) {
       {"scale", [&](OperatorType& o) {
          OperatorScale(o, {1, 1});
        }}};
-  for (const auto& [name, step] : steps) {
-    SCOPED_TRACE(name);
+  for (const auto& row : steps) {
+    const auto& step = row.second;  // a name of its own: not every compiler captures bindings
+    SCOPED_TRACE(row.first);
     OperatorType done = O;
     step(done);
     const std::string after = Text(done);

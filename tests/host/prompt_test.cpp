@@ -19,6 +19,8 @@ TEST(Prompt, ReadsStatementsAndPrintsResults) {
       {"x = 3\n=x", "F F 3\nF \n", ""},  // a last line without a line end
       {"\n", "F F \n", ""},
       {"for i = 1, 2 do\nprint(i)\nend\n", "F >> >> 1\n2\nF \n", ""},
+      {"function f(x)\n  return x + I\nend\n= f(1)\n", "F >> >> F (1 + 1 I)\nF \n", ""},
+      {"s = [[a\n=b]]\n=s\n", "F >> F a\n=b\nF \n", ""},
       // Only at the first prompt is "=" short for return.
       {"x =\n7\n=x\n", "F >> F 7\nF \n", ""},
       {"x\n=8\n=x\n", "F >> F 8\nF \n", ""},
@@ -40,6 +42,7 @@ TEST(Prompt, SurvivesErrors) {
     const char *input, *err;
   } cases[] = {
       {"x = = 1\n", "stdin:1: unexpected symbol near '='\n"},
+      {"x = {\n= 1}\n", "stdin:2: unexpected symbol near '='\n"},
       {"error('a', 0)\n",
        "a\nstack traceback:\n\t[C]: in function 'error'\n\tstdin:1: in main chunk\n\t[C]: in ?\n"},
       {"error()\n", ""},
@@ -114,7 +117,23 @@ TEST(Prompt, AnInterruptStopsTheStatementOnly) {
   const ProgramResult result = program.Finish();
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("5\nF \n"), std::string::npos) << result.out;
-  EXPECT_EQ(result.err.rfind("interrupted!", 0), 0u) << result.err;
+  EXPECT_NE(result.err.find("interrupted!\nstack traceback:"), std::string::npos) << result.err;
+}
+
+TEST(Prompt, InterruptsCanBeCaughtAndRepeated) {
+  Program program({});
+  program.Write("print(select(2, pcall(function() print('one') while true do end end)))\n");
+  ASSERT_TRUE(program.WaitFor("one"));
+  program.Interrupt();
+  ASSERT_TRUE(program.WaitFor("interrupted!\n"));
+  program.Write("print('two') while true do end\n");
+  ASSERT_TRUE(program.WaitFor("two"));
+  program.Interrupt();
+  program.Write("=1+1\n");
+  const ProgramResult result = program.Finish();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("F 2\nF \n"), std::string::npos) << result.out;
+  EXPECT_NE(result.err.find("interrupted!\nstack traceback:"), std::string::npos) << result.err;
 }
 
 TEST(Prompt, AnInterruptBetweenStatementsEndsTheProgram) {

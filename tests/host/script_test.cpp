@@ -8,7 +8,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "host/complex_script.h"
+#include "host/script_fixture.h"
 
 namespace fermix {
 
@@ -23,39 +23,6 @@ struct ScriptType<LargeRecord> {
 };
 
 namespace {
-
-class Script : public testing::Test {
- protected:
-  Script() : L(luaL_newstate()) {
-    luaL_openlibs(L);
-    luaopen_Complex(L);
-    luaconstants(L);
-  }
-  ~Script() override { lua_close(L); }
-
-  void Function(const char* name, lua_CFunction f) {
-    lua_pushcfunction(L, f);
-    lua_setglobal(L, name);
-  }
-  // Runs source; gives the text of its first result, or of the error it raised.
-  std::string Run(const std::string& source) {
-    lua_settop(L, 0);
-    if (luaL_loadstring(L, source.c_str()) == LUA_OK) lua_pcall(L, 0, 1, 0);
-    if (lua_gettop(L) == 0) return "";
-    std::size_t length = 0;
-    const char* text = luaL_tolstring(L, -1, &length);
-    return WithoutFunctionName({text, length});
-  }
-
-  // Lua names a function that pcall calls by a search through the globals, in no fixed order.
-  static std::string WithoutFunctionName(const std::string& text) {
-    const std::size_t name = text.find(" to '"), end = text.find("' (");
-    if (name == std::string::npos || end == std::string::npos) return text;
-    return text.substr(0, name + 5) + "?" + text.substr(end);
-  }
-
-  lua_State* L;
-};
 
 template <class T>
 int Check(lua_State* L) {
@@ -207,6 +174,45 @@ TEST_F(Script, BadOptionsAreNamed) {
   };
   for (const auto& c : cases)
     EXPECT_EQ(Run("return select(2, pcall(options, " + std::string(c.list) + "))"), c.message) << c.list;
+}
+
+int ReadThree(lua_State* L) {
+  std::optional<std::array<std::uint32_t, 3>> three{{7, 7, 7}};
+  LuaCheckOptions(L, 1, {Option("Three", &three)});
+  if (!three) return lua_push(L, std::string("none"));
+  return lua_push(
+      L, std::to_string((*three)[0]) + " " + std::to_string((*three)[1]) + " " + std::to_string((*three)[2]));
+}
+
+TEST_F(Script, ThreeNumbersOrNone) {
+  Function("three", Entry<ReadThree>);
+  EXPECT_EQ(Run("return three{}"), "7 7 7");
+  EXPECT_EQ(Run("return three{{'three', {1, '2', 3.6}}}"), "1 2 4");
+  for (const char* other : {"{}", "{1, 2}", "{1, 2, 3, 4}"})
+    EXPECT_EQ(Run("return three{{'Three', " + std::string(other) + "}}"), "none") << other;
+  EXPECT_EQ(Run("return select(2, pcall(three, {{'Three', 1}}))"),
+            "bad argument #-1 to '?' (table expected, got number)");
+  EXPECT_EQ(Run("return select(2, pcall(three, {{'Thre', 1}}))"),
+            "Error in option 1, Unrecognized option \"Thre\"\n Possible values for options are:\nThree "
+            "[array-uint32_t-3]\n");
+}
+
+int Map(lua_State* L) {
+  std::map<std::string, std::vector<std::string>> map;
+  lua_check(L, 1, map);
+  return lua_push(L, std::move(map));
+}
+
+TEST_F(Script, MapsHaveStringsAsKeys) {
+  Function("map", Entry<Map>);
+  EXPECT_EQ(Run("local t = map{a = {'x', 'y'}, ['b\\0'] = 'z'} return #t.a .. t.a[2] .. t['b\\0'][1]"),
+            "2yz");
+  EXPECT_EQ(Run("return next(map{})"), "nil");
+  EXPECT_EQ(Run("return select(2, pcall(map, {'x'}))"),
+            "bad argument #-1 to '?' (string expected, got number)");
+  EXPECT_EQ(Run("return select(2, pcall(map, {a = {{}}}))"),
+            "bad argument #-1 to '?' (string expected, got table)");
+  EXPECT_EQ(Run("return select(2, pcall(map, 'x'))"), "bad argument #1 to '?' (table expected, got string)");
 }
 
 int TestOptions(lua_State* L) { return lua_pushboolean(L, LuaTestOptionsList(L, 1)), 1; }

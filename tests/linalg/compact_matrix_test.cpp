@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "alloc_failure.h"
+#include "linalg/matrix_orthogonalize.h"
 #include "linalg/random_matrix.h"
 
 namespace fermix {
@@ -173,6 +175,126 @@ TEST(CompactMatrixScaleComplex, StaysRealForRealFactors) {
   EXPECT_FALSE(IsComplexMatrix(m));
   CompactMatrixScaleComplex(m, {0, 1});
   EXPECT_EQ(CompactMatrixElement(m, 0, 0), Complex16(0, 6));
+}
+
+TYPED_TEST(CompactMatrix, TransposesConjugatesAndAddsElementByElement) {
+  std::mt19937 random(4);
+  for (const std::uint32_t Nj : {3u, 5u}) {  // in place, and through a new array
+    const CompactMatrixType A = RandomMatrix<TypeParam>(random, 3, Nj),
+                            B = RandomMatrix<double>(random, 3, Nj);
+    CompactMatrixType H = A, sum = B;
+    CompactMatrixTranspose(H);
+    CompactMatrixConjugate(H);
+    ASSERT_EQ(CompactMatrixSub(sum, A), 0);
+    ASSERT_EQ(H.Ni, Nj);
+    ASSERT_EQ(H.Nj, 3u);
+    for (std::uint32_t i = 0; i < 3; ++i)
+      for (std::uint32_t j = 0; j < Nj; ++j) {
+        EXPECT_EQ(CompactMatrixElement(H, j, i), Conj(CompactMatrixElement(A, i, j)));
+        EXPECT_EQ(CompactMatrixElement(sum, i, j),
+                  CompactMatrixElement(B, i, j) - CompactMatrixElement(A, i, j));
+      }
+  }
+}
+
+TYPED_TEST(CompactMatrix, TransformsKeepTraceAndUndoEachOther) {
+  std::mt19937 random(5);
+  const CompactMatrixType M = RandomMatrix<TypeParam>(random, 6, 6);
+  CompactMatrixType U, turned = M;
+  std::vector<double> e;
+  ASSERT_EQ(CompactMatrixEigensystem(RandomHermitian<TypeParam>(random, 6), U, e), 0);
+  ASSERT_EQ(TransformCompactMatrixInlineNC(turned, U), 0);
+  Complex16 trace = 0;
+  for (std::uint32_t i = 0; i < 6; ++i)
+    trace += CompactMatrixElement(turned, i, i) - CompactMatrixElement(M, i, i);
+  EXPECT_NEAR(Abs(trace), 0, 1e-13);
+  EXPECT_GT(Abs(CompactMatrixElement(turned, 0, 1) - CompactMatrixElement(M, 0, 1)), 1e-3);
+  ASSERT_EQ(TransformCompactMatrixInlinecT(turned, U), 0);
+  ASSERT_EQ(CompactMatrixSub(turned, M), 0);
+  for (std::uint32_t k = 0; k < 36; ++k)
+    EXPECT_NEAR(Abs(CompactMatrixElement(turned, k / 6, k % 6)), 0, 1e-13);
+
+  // The two transforms of a diagonal by rows T are conjugates of each other.
+  const CompactMatrixType a = TransformDiagonalMatrixByCompactMatrixTdagAT(e, U),
+                          b = TransformDiagonalMatrixByCompactMatrixTtranATcon(e, U);
+  for (std::uint32_t k = 0; k < 36; ++k)
+    EXPECT_NEAR(Abs(CompactMatrixElement(a, k / 6, k % 6) - Conj(CompactMatrixElement(b, k / 6, k % 6))), 0,
+                1e-14);
+}
+
+TEST(CompactMatrixShape, BlocksAreAddedAndRowsRemoved) {
+  CompactMatrixType m = InitCompactIdentityMatrix(3, 4), i2 = InitCompactIdentityMatrix(2, 2);
+  EXPECT_EQ(m.Name, "I_Matrix");
+  ASSERT_EQ(CompactMatrixAddShifted(m, i2, {0, 2}, 1, 2), 0);
+  ASSERT_TRUE(IsComplexMatrix(m));
+  EXPECT_EQ(CompactMatrixElement(m, 1, 2), Complex16(0, 2));
+  EXPECT_EQ(CompactMatrixElement(m, 2, 2), Complex16(1));
+  ASSERT_EQ(CompactMatrixRemoveRow(m, 1), 0);
+  EXPECT_EQ(m.Ni, 2u);
+  EXPECT_EQ(CompactMatrixElement(m, 1, 3), Complex16(0, 2));
+  ResizeCompactMatrix(m, 3, 3);  // the sequence of elements stays
+  EXPECT_EQ(CompactMatrixElement(m, 2, 0), Complex16(1));
+  EXPECT_EQ(CompactMatrixElement(m, 2, 2), Complex16(0));
+
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(CompactMatrixAddShifted(m, i2, 1, 2, 0), 1);
+  EXPECT_EQ(CompactMatrixAddShifted(m, i2, 1, 0, 4294967295u), 1);
+  EXPECT_EQ(CompactMatrixAdd(m, i2), 1);
+  EXPECT_EQ(CompactMatrixRemoveRow(m, 3), 1);
+  EXPECT_EQ(
+      testing::internal::GetCapturedStdout(),
+      "Matrix B shifted does not fit in matrix M\nMatrix B shifted does not fit in matrix M\n"
+      "Error in dimensions\nError in CompactMatrixRemoveRow, tried to remove row 3, but there are only 3 "
+      "rows (counting starts at zero)\n");
+}
+
+TEST(CompactMatrixEqual, ComparesShapesKindsAndElements) {
+  const CompactMatrixType m = InitCompactIdentityMatrix(2, 3);
+  CompactMatrixType other = m, nan = m;
+  other.Name = "other";
+  EXPECT_TRUE(QCompactMatrixEqual(m, other));
+  MakeCompactRealMatrixComplex(other);
+  EXPECT_FALSE(QCompactMatrixEqual(m, other));
+  EXPECT_FALSE(QCompactMatrixEqual(m, InitCompactIdentityMatrix(3, 2)));
+  std::get<0>(nan.Data)[1] = std::nan("");
+  EXPECT_FALSE(QCompactMatrixEqual(nan, nan));
+}
+
+TEST(CompactMatrixText, IsAListingInColumns) {
+  CompactMatrixType m = InitCompactMatrix(2, 2, false);
+  std::get<0>(m.Data) = {1, -2.5, 1e-20, 123456789};
+  EXPECT_EQ(CompactMatrixToString(m), "{ {  1      , -2.5    } ,\n  {  1e-20  ,  1.23e8 } }\n");
+  m.Ni = 1;
+  m.Data = std::vector<Complex16>{{1, -2}, {-0.5, 1.0 / 3}};
+  EXPECT_EQ(CompactMatrixToString(m), "{ {  1 - 2 I        , -0.5 + 0.333333 I} }\n");
+  EXPECT_EQ(CompactMatrixToString(InitCompactMatrix(3, 0, true)), "");
+}
+
+TEST(CompactMatrixMemory, FailuresLeaveTheMatrixAsItWas) {
+  std::mt19937 random(6);
+  const CompactMatrixType real = RandomMatrix<double>(random, 2, 3),
+                          complex = RandomMatrix<Complex16>(random, 2, 3);
+  testing::internal::CaptureStdout();
+  const auto unchanged = [&](const CompactMatrixType& m) { EXPECT_TRUE(QCompactMatrixEqual(m, real)); };
+  EXPECT_GT(test::FailEachAllocation(
+                real, [&](CompactMatrixType& m) { ASSERT_EQ(CompactMatrixAdd(m, complex), 0); }, unchanged),
+            0u);
+  EXPECT_GT(test::FailEachAllocation(
+                real, [](CompactMatrixType& m) { CompactMatrixTranspose(m); }, unchanged),
+            0u);
+  EXPECT_GT(test::FailEachAllocation(
+                real,
+                [](CompactMatrixType& m) {
+                  CompactMatrixScaleComplex(m, {0, 1});
+                },
+                unchanged),
+            0u);
+  EXPECT_GT(
+      test::FailEachAllocation(
+          real, [](CompactMatrixType& m) { ASSERT_EQ(CompactMatrixSVDOrthogonalizeCol(m, 1e-8, true), 0); },
+          unchanged),
+      0u);
+  testing::internal::GetCapturedStdout();
 }
 
 }  // namespace

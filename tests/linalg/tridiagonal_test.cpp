@@ -153,5 +153,47 @@ TEST(ListOfPoles, OrderKeepsPairsTogether) {
   EXPECT_EQ(P.b, (std::vector<double>{0.1, 0.15, 0.2, 0.3}));
 }
 
+// A[i][j] = sum_kl Q[k][i] T_kl conj(Q[l][j]).
+template <class T>
+void CheckReduction() {
+  std::mt19937 random(9);
+  for (const std::uint32_t n : {1u, 2u, 3u, 50u}) {
+    SCOPED_TRACE(n);
+    CompactMatrixType A = RandomHermitian<T>(random, n), Q, overlap, back;
+    A.A0 = 1, A.B0 = 2, A.Mu = 3;
+    TriDiagonalMatrixType chain, alone;
+    ASSERT_EQ(CompactMatrixTriDiagonalize(A, &Q, chain), 0);
+    ASSERT_EQ(CompactMatrixTriDiagonalize(A, nullptr, alone), 0);
+    EXPECT_EQ(alone.a, chain.a);
+    EXPECT_EQ(alone.b, chain.b);
+    EXPECT_EQ(chain.a[0] + chain.b[0] + chain.mu, 6);
+    ASSERT_EQ(CompactMatrixMultiply('*', 'T', Q, Q, overlap), 0);
+    ASSERT_EQ(CompactMatrixMultiply3('T', 'N', '*', Q, DenseChain(chain), Q, back), 0);
+    for (std::uint32_t i = 0; i < n; ++i)
+      for (std::uint32_t j = 0; j < n; ++j) {
+        EXPECT_NEAR(Abs(CompactMatrixElement(overlap, i, j) - Complex16(i == j)), 0, 1e-14);
+        EXPECT_NEAR(Abs(CompactMatrixElement(back, i, j) - CompactMatrixElement(A, i, j)), 0, 1e-13);
+      }
+  }
+}
+
+TEST(TriDiagonalMatrix, HouseholderReductionTurnsBack) {
+  CheckReduction<double>();
+  CheckReduction<Complex16>();
+  CompactMatrixType empty, bad = InitCompactMatrix(1, 1, false);
+  std::get<0>(bad.Data)[0] = std::nan("");
+  empty.A0 = 4;
+  TriDiagonalMatrixType chain;
+  ASSERT_EQ(CompactMatrixTriDiagonalize(empty, nullptr, chain), 0);
+  EXPECT_EQ(ChainLength(chain), 0u);
+  EXPECT_EQ(chain.a[0], 4);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(CompactMatrixTriDiagonalize(bad, nullptr, chain), 1);
+  EXPECT_EQ(CompactMatrixTriDiagonalize(InitCompactMatrix(1, 2, false), nullptr, chain), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "CompactMatrixTriDiagonalize called with a matrix that is not finite\n"
+            "CompactMatrixTriDiagonalize called with non-square matrix\n");
+}
+
 }  // namespace
 }  // namespace fermix

@@ -1,6 +1,13 @@
 #include "host/base/complex16.h"
 
+#include <complex>
+
 namespace fermix {
+
+Complex16 Exp(Complex16 z) {
+  const std::complex<double> w = std::exp(std::complex<double>(z.re, z.im));
+  return {w.real(), w.imag()};
+}
 
 Complex16 Cpow(Complex16 a, Complex16 b) {
   const double t = std::atan2(a.im, a.re), s = a.re * a.re + a.im * a.im;

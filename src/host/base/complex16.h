@@ -58,10 +58,7 @@ constexpr double NormSqr(Complex16 z) { return z.re * z.re + z.im * z.im; }
 inline double Abs(double x) { return std::fabs(x); }
 inline double Abs(Complex16 z) { return std::hypot(z.re, z.im); }
 
-inline Complex16 Exp(Complex16 z) {
-  const double magnitude = std::exp(z.re);
-  return {magnitude * std::cos(z.im), magnitude * std::sin(z.im)};
-}
+Complex16 Exp(Complex16 z);
 
 // a to the power b, and a to the power x. Neither treats a = 0 apart.
 Complex16 Cpow(Complex16 a, Complex16 b);

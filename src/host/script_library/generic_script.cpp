@@ -11,6 +11,7 @@
 #include "core/operator_script.h"
 #include "core/wave_function_script.h"
 #include "host/table_walk.h"
+#include "linalg/matrix_functions_script.h"
 #include "linalg/matrix_script.h"
 #include "spectra/spectrum_script.h"
 
@@ -46,7 +47,8 @@ void Walk(lua_State* L, int index, const Policy& policy, int depth) {
       return policy.Table(L, index, depth);
     case LUA_TUSERDATA:
       if (!(PushRecord<Complex16>(L, index, policy) || PushRecord<SpectraTypeArray>(L, index, policy) ||
-            PushRecord<WaveFunctionType>(L, index, policy) || PushRecord<OperatorType>(L, index, policy)))
+            PushRecord<WaveFunctionType>(L, index, policy) || PushRecord<OperatorType>(L, index, policy) ||
+            PushRecord<CompactMatrixType>(L, index, policy)))
         luaL_error(L, "%s", Policy::unknownUserdata);
       return;
     default:
@@ -71,6 +73,7 @@ struct CopyPolicy {
   void Record(lua_State* L, const SpectraTypeArray& S) const { lua_push(L, SpectraTypeArray(S)); }
   void Record(lua_State* L, const WaveFunctionType& psi) const { lua_push(L, WaveFunctionCopy(psi)); }
   void Record(lua_State* L, const OperatorType& O) const { lua_push(L, OperatorType(O)); }
+  void Record(lua_State* L, const CompactMatrixType& m) const { lua_push(L, CompactMatrixType(m)); }
 };
 
 struct ChopPolicy {
@@ -107,6 +110,10 @@ struct ChopPolicy {
     OperatorSetMaxLength(result);
     lua_push(L, std::move(result));
   }
+  void Record(lua_State* L, CompactMatrixType m) const {
+    CompactMatrixChop(m, threshold);
+    lua_push(L, std::move(m));
+  }
 };
 
 WaveFunctionType ConjugateState(const WaveFunctionType& psi) {
@@ -127,6 +134,10 @@ struct ConjugatePolicy {
     OperatorType result = O;
     OperatorComplexConjugate(result);
     lua_push(L, std::move(result));
+  }
+  void Record(lua_State* L, CompactMatrixType m) const {
+    CompactMatrixConjugate(m);
+    lua_push(L, std::move(m));
   }
 };
 
@@ -193,6 +204,10 @@ struct TransposePolicy {
   void Record(lua_State* L, const OperatorType& O) const {
     lua_push(L, OperatorTransposeNormalOrder(O, QDetNotOrderedFcFaBcBa));
   }
+  void Record(lua_State* L, CompactMatrixType m) const {
+    CompactMatrixTranspose(m);
+    lua_push(L, std::move(m));
+  }
 };
 
 struct ConjugateTransposePolicy {
@@ -205,6 +220,11 @@ struct ConjugateTransposePolicy {
   void Record(lua_State* L, const WaveFunctionType& psi) const { lua_push(L, ConjugateState(psi)); }
   void Record(lua_State* L, const OperatorType& O) const {
     lua_push(L, OperatorConjugateTransposeNormalOrder(O, QDetNotOrderedFcFaBcBa));
+  }
+  void Record(lua_State* L, CompactMatrixType m) const {
+    CompactMatrixTranspose(m);
+    CompactMatrixConjugate(m);
+    lua_push(L, std::move(m));
   }
 };
 
@@ -237,15 +257,15 @@ int RotateState(lua_State* L, const WaveFunctionType& psi) {
                       "Rotate for a wavefunction called with %d arguments, 2 expected, wavefunction and "
                       "rotation matrix\n",
                       lua_gettop(L));
-  const CompactMatrixType M = luaL_checkCompactMatrix(L, 2);
-  if (M.Ni != M.Nj)
+  const MatrixArgument M(L, 2);
+  if (M->Ni != M->Nj)
     ScriptError(L, "Error while rotating wavefunction. Rotation matrix should be square (Ni=%d Nj=%d)",
-                static_cast<int>(M.Ni), static_cast<int>(M.Nj));
-  CheckDimension(L, M, Layout(psi), "wavefunction");
+                static_cast<int>(M->Ni), static_cast<int>(M->Nj));
+  CheckDimension(L, *M, Layout(psi), "wavefunction");
 
   WaveFunctionType result(Layout(psi), QComplex(psi), psi.basis->NBitsKey);
   result.Name = psi.Name;
-  MappedWaveFunctionAdd(result, psi, M);
+  MappedWaveFunctionAdd(result, psi, *M);
   if (QComplex(result)) {
     ComplexWaveFunctionTruncateBasis(result, rotationNoise);
   } else {
@@ -259,11 +279,11 @@ int RotateOperator(lua_State* L, const OperatorType& O) {
     return luaL_error(
         L, "Rotate for an operator called with %d arguments, 2 expected, operator and rotation matrix\n",
         lua_gettop(L));
-  const CompactMatrixType M = luaL_checkCompactMatrix(L, 2);
-  CheckDimension(L, M, O.layout, "operator");
+  const MatrixArgument M(L, 2);
+  CheckDimension(L, *M, O.layout, "operator");
 
   OperatorType result = InitOperatorCopySettings(O);
-  MappedOperatorAddNormalOrder(result, O, M, QDetNotOrderedFcFaBcBa);
+  MappedOperatorAddNormalOrder(result, O, *M, QDetNotOrderedFcFaBcBa);
   OperatorRemoveSmallValues(result, rotationNoise);
   return lua_push(L, std::move(result));
 }
@@ -297,6 +317,7 @@ int LuaRotate(lua_State* L) {
   if (n < 2) return luaL_error(L, "Rotate called with %d arguments, at least 2 expected\n", n);
   if (const auto* psi = TestRecord<WaveFunctionType>(L, 1)) return RotateState(L, *psi);
   if (const auto* O = TestRecord<OperatorType>(L, 1)) return RotateOperator(L, *O);
+  if (QMatrixOrTable(L, 1)) return LuaMatrixRotate(L);
   return luaL_error(
       L,
       "Rotate called unrecognized type. Can only rotate wavefunctions operators and tight binding objects\n");

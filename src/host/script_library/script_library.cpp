@@ -4,6 +4,7 @@
 #include "atomic/orbitals_script.h"
 #include "atomic/special_functions_script.h"
 #include "core/expectation_script.h"
+#include "core/matrix_operator_script.h"
 #include "core/operator_script.h"
 #include "core/statistics_script.h"
 #include "core/wave_function_script.h"
@@ -11,6 +12,10 @@
 #include "host/math_script.h"
 #include "host/script_library/generic_script.h"
 #include "host/timing_script.h"
+#include "host/value_file_script.h"
+#include "linalg/matrix_arithmetic_script.h"
+#include "linalg/matrix_functions_script.h"
+#include "linalg/matrix_script.h"
 #include "solvers/eigensystem_script.h"
 #include "spectra/create_spectra_script.h"
 #include "spectra/spectrum_script.h"
@@ -37,13 +42,17 @@ void RegisterKestor(lua_State* L) {
 }
 
 void RegisterVelko(lua_State* L) {
-  constexpr luaL_Reg functions[] = {{"SortByKappa", Entry<LuaSortByKappa>}, {nullptr, nullptr}};
+  constexpr luaL_Reg functions[] = {{"MatrixToOperator", Entry<LuaMatrixToOperator>},
+                                    {"RemoveSpin", Entry<LuaRemoveSpin>},
+                                    {"SortByKappa", Entry<LuaSortByKappa>},
+                                    {nullptr, nullptr}};
   RegisterTable(L, "Velko", functions);
 }
 
 // Types and tables of functions.
-constexpr void (*types[])(lua_State*) = {RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType,
-                                         RegisterOb,           RegisterKestor,           RegisterVelko};
+constexpr void (*types[])(lua_State*) = {
+    RegisterOperatorType, RegisterWaveFunctionType, RegisterSpectraType, RegisterMatrixType,
+    RegisterOb,           RegisterKestor,           RegisterVelko,       RegisterValueFiles};
 
 // Global functions, grouped by what they work on.
 constexpr luaL_Reg functions[] = {
@@ -83,6 +92,9 @@ constexpr luaL_Reg functions[] = {
     // solvers and spectra
     {"Eigensystem", Entry<LuaEigensystem>},
     {"CreateSpectra", Entry<LuaCreateSpectra>},
+    // matrices
+    {"NewMatrix", Entry<LuaNewMatrix>},
+    {"Inverse", Entry<LuaMatrixInverse>},
     // orbitals and bases of shells
     {"NonRelToRelOrbitals", Entry<LuaNonRelToRelOrbitals>},
     {"RelToNonRelOrbitals", Entry<LuaRelToNonRelOrbitals>},
@@ -101,6 +113,10 @@ constexpr luaL_Reg functions[] = {
 constexpr luaL_Reg mathFunctions[] = {{"ThreeJ", Entry<LuaThreeJSymbol>},
                                       {"ThreeJSymbol", Entry<LuaThreeJSymbol>},
                                       {"SlaterCoefficientC", Entry<LuaSlaterCoefficientC>},
+                                      {"Dot", Entry<LuaDot>},
+                                      {"MatrixTranspose", Entry<LuaMatrixTranspose>},
+                                      {"MatrixConjugateTranspose", Entry<LuaMatrixConjugateTranspose>},
+                                      {"MatrixConjugate", Entry<LuaMatrixConjugate>},
                                       {"SphericalHarmonicY", Entry<LuaSphericalHarmonicY>},
                                       {"SphericalHarmonicC", Entry<LuaSphericalHarmonicC>},
                                       {"TesseralHarmonicZ", Entry<LuaTesseralHarmonicZ>},

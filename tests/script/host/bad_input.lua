@@ -39,6 +39,8 @@ end
 -- By name, so that a fault shows in the same call each time; finalisers last, because they empty the records.
 local function rank(entry) return (entry[1]:find("__gc") and "2" or "1") .. entry[1] end
 table.sort(functions, function(a, b) return rank(a) < rank(b) end)
+functions[#functions + 1] = {"io.get", io.get}
+functions[#functions + 1] = {"io.put", io.put}
 check.ok("functions", #functions > 40)
 
 -- Only Lua's own values and ours come back, or an error with a text.

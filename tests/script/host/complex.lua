@@ -99,7 +99,6 @@ cycle[1] = cycle
 check.error("cycle", "Error: table nested deeper than 200 levels, or containing itself\n", event[3], I, cycle)
 
 -- A matrix in table form is inverted by a division.
-MatrixMeta = {}
 local m = setmetatable({{2, 0}, {0, I}}, MatrixMeta)
 local inverse = I / m
 check.equal("inverse has the metatable", getmetatable(inverse), MatrixMeta)
@@ -110,7 +109,6 @@ check.error("rectangular", "Matrix inversion only works for square matrices dime
   setmetatable({{1, 2}}, MatrixMeta))
 check.error("singular", "Matrix inversion failed, probably the matrix is singular\n", event[4], I,
   setmetatable({{1, 2}, {2, 4}}, MatrixMeta))
-MatrixMeta = nil
 
 -- The constant I is one object.
 I.re = 2

@@ -93,7 +93,7 @@ local errors = {
   {"Error: TensorProduct has 80000 Fermions, at most 65535 are allowed\n", TensorProduct, big, big},
   {"Orthogonalize called with 0 arguments. One or Two expected\n", Orthonormalize},
   {"Orthogonalize called with 3 arguments. One or Two expected\n", Orthonormalize, {}, {}, {}},
-  {first, Orthonormalize, psi}, {first, Orthonormalize, {psi, 1}}, {first, Orthonormalize, {{1, 0}, {0, 1}}},
+  {first, Orthonormalize, psi}, {first, Orthonormalize, {psi, 1}}, {first, Orthonormalize, {{1, 0}, {0}}},
   {"Second argument of Orthogonalize is optional but iff given should be a list of options.\n", Orthonormalize, {psi}, 1},
   {'Error Orthogonalize Option "Method" should either be "Lowdin" (standard) or "GramSchmidt" and not"lowdin"\n', Orthonormalize, {psi}, {{"Method", "lowdin"}}},
   {'Error Orthogonalize Option "Order" should either be "Row" (standard) or "Column" and not"row"\n', Orthonormalize, {psi}, {{"Order", "row"}}},

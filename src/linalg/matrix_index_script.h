@@ -1,0 +1,18 @@
+// Elements of script matrices: m[i], m[i][j], m[{i, ...}][{j, ...}], m.Ni, m.Dim, m.Elem(i, j), and writing.
+//
+// m[i] is a row view: a table {__Matrix = m, __Row = i} with the metatable MatrixRowMeta, which holds no
+// data.
+#pragma once
+
+#include "host/script.h"
+
+namespace fermix {
+
+inline constexpr const char* MatrixRowMeta = "MatrixRowMeta";
+
+int LuaMatrixIndex(lua_State* L);
+int LuaMatrixNewIndex(lua_State* L);
+int LuaMatrixRowIndex(lua_State* L);
+int LuaMatrixRowNewIndex(lua_State* L);
+
+}  // namespace fermix

@@ -1,0 +1,180 @@
+-- The table math: accuracy of the complex functions, names, integers, random numbers and all messages.
+local check = require("check")
+local C = Complex.New
+
+-- {re, im, re of the result, im of the result}, computed with 50 digits by the arbitrary-precision functions
+-- of Python's mpmath and rounded once. Each part has to be right by itself, close to zeros and poles, too.
+local values = {
+  cos = {{0.7, -1.3, 1.5074383508731426, 1.0941280057977618},
+    {3.0, 1e-09, -0.9899924966004454, -1.4112000805986723e-10}, {1e-08, 1e-09, 1.0, -1e-17},
+    {1.5707963267948966, 1e-05, 6.123233996042928e-17, -1.0000000000166668e-05},
+    {0.6, 0.8, 1.1038326938102014, -0.5014623584193467}, {-25.0, 20.0, 240448552.95423788, -32106231.349506892},
+    {0.001, -300.0, 9.712127120140697e+129, 9.712130357517698e+126}},
+  sin = {{0.7, -1.3, 1.2696978072048746, -1.298994538184445},
+    {3.0, 1e-09, 0.1411200080598672, -9.899924966004454e-10}, {1e-08, 1e-09, 1e-08, 1e-09},
+    {1.5707963267948966, 1e-05, 1.00000000005, 6.123233995838821e-22},
+    {0.6, 0.8, 0.7551725760865238, 0.7329854969137857}, {-25.0, 20.0, 32106231.349506892, 240448552.95423788},
+    {0.001, -300.0, 9.712130357517698e+126, -9.712127120140697e+129}},
+  tan = {{0.7, -1.3, 0.14201665536948033, -0.9648016035093661},
+    {3.0, 1e-09, -0.1425465430742778, 1.020319516942427e-09}, {1e-08, 1e-09, 1e-08, 1e-09},
+    {1.5707963267948966, 1e-05, 6.123233995532657e-07, 100000.00000333332},
+    {0.6, 0.8, 0.31703926782658287, 0.808065172259716}, {-25.0, 20.0, 2.229322652429188e-18, 1.0},
+    {0.001, -300.0, 1.0601579144294516e-263, -1.0}},
+  cosh = {{0.7, -1.3, 0.33575623873216537, -0.7309395352315579},
+    {3.0, 1e-09, 10.067661995777765, 1.0017874927409902e-08}, {1e-08, 1e-09, 1.0, 1e-17},
+    {1.5707963267948966, 1e-05, 2.509178478532598, 2.30129890226894e-05},
+    {0.6, 0.8, 0.8259215712470895, 0.4567073249470405}, {-25.0, 20.0, 14691953891.133085, -32868265439.593666},
+    {0.001, -300.0, -0.022096630326994503, 0.0009997560065271311}},
+  sinh = {{0.7, -1.3, 0.20292025165577843, -1.209428369457654},
+    {3.0, 1e-09, 10.017874927409903, 1.0067661995777767e-08}, {1e-08, 1e-09, 1e-08, 1e-09},
+    {1.5707963267948966, 1e-05, 2.30129890219223, 2.5091784786162373e-05},
+    {0.6, 0.8, 0.4435608222125864, 0.8504006948556228}, {-25.0, 20.0, -14691953891.133085, 32868265439.593666},
+    {0.001, -300.0, -2.2096622961454008e-05, 0.9997563397791112}},
+  tanh = {{0.7, -1.3, 1.47162844587362, -0.3983751953569775},
+    {3.0, 1e-09, 0.9950547536867305, 9.866037165440191e-12}, {1e-08, 1e-09, 1e-08, 1e-09},
+    {1.5707963267948966, 1e-05, 0.9171523356818416, 1.5883159317199733e-06},
+    {0.6, 0.8, 0.8473188881809383, 0.561099223207919}, {-25.0, 20.0, -1.0, 2.8742737899809167e-22},
+    {0.001, -300.0, 2.0439019606598197, -45.15226628461652}},
+  exp = {{0.7, -1.3, 0.5386764903879437, -1.9403679046892117},
+    {3.0, 1e-09, 20.085536923187668, 2.0085536923187667e-08}, {1e-08, 1e-09, 1.00000001, 1.0000000100000001e-09},
+    {1.5707963267948966, 1e-05, 4.810477380724827, 4.810477380885177e-05},
+    {0.6, 0.8, 1.269482393459676, 1.3071080198026634}, {-25.0, 20.0, 5.6674207667631654e-12, 1.2678932393890796e-11},
+    {0.001, -300.0, -0.022118726949955956, 1.0007560957856383}},
+  log = {{0.7, -1.3, 0.38966243840049886, -1.0768549578753155},
+    {3.0, 1e-09, 1.0986122886681098, 3.3333333333333337e-10},
+    {1e-08, 1e-09, -18.41570557852578, 0.09966865249116204},
+    {1.5707963267948966, 1e-05, 0.45158270530971906, 6.36619772358981e-06},
+    {0.6, 0.8, 2.2204460492503132e-17, 0.9272952180016123}, {-25.0, 20.0, 3.4662239457862545, 2.4668517113662407},
+    {0.001, -300.0, 5.7037824746617565, -1.5707929934615632},
+    {1e+200, -1e+190, 460.51701859880916, -1.0000000000000002e-10}},
+  log10 = {{0.7, -1.3, 0.16922824680230242, -0.4676721660154082},
+    {3.0, 1e-09, 0.47712125471966244, 1.4476482730108395e-10},
+    {1e-08, 1e-09, -7.9978393131086785, 0.04328554579564446},
+    {1.5707963267948966, 1e-05, 0.19611987703895328, 2.7648045420600978e-06},
+    {0.6, 0.8, 9.643274665532871e-18, 0.40271919627337316}, {-25.0, 20.0, 1.5053619326958865, 1.0713400859199516},
+    {0.001, -300.0, 2.4771212547220753, -0.6821867292726477}, {1e+200, -1e+190, 200.0, -4.342944819032519e-11}},
+  sqrt = {{0.7, -1.3, 1.0431879758757143, -0.6230900039413809},
+    {3.0, 1e-09, 1.7320508075688772, 2.886751345948129e-10},
+    {1e-08, 1e-09, 0.00010012461141278125, 4.993777183700244e-06},
+    {1.5707963267948966, 1e-05, 1.2533141373218495, 3.989422803994117e-06},
+    {0.6, 0.8, 0.8944271909999159, 0.447213595499958}, {-25.0, 20.0, 1.8729149990274843, 5.339270605015456},
+    {0.001, -300.0, 12.247469126347424, -12.247428301518378}, {1e+200, -1e+190, 1e+100, -5.0000000000000004e+89}},
+}
+local function relative(a, b) return a == b and 0 or math.abs(a - b) / math.abs(b) end
+for name, rows in pairs(values) do
+  for _, row in ipairs(rows) do
+    local z = math[name](C(row[1], row[2]))
+    local error = math.max(relative(z.re, row[3]), relative(z.im, row[4]))
+    check.ok(name, error < 4.5e-16, name .. "(" .. row[1] .. ", " .. row[2] .. ") is off by " .. error)
+  end
+end
+
+-- Around the cuts: the sign of a zero chooses the side.
+check.near("sqrt(-4)", sqrt(-4), 2 * I, 0)
+check.near("sqrt(-4 + 0 i)", sqrt(C(-4, 0)), 2 * I, 0)
+check.near("sqrt(-4 - 0 i)", sqrt(C(-4, -0)), -2 * I, 0)
+check.near("log(-1 + 0 i)", log(C(-1, 0)), Pi * I, 0)
+check.near("log(-1 - 0 i)", log(C(-1, -0)), -Pi * I, 0)
+check.equal("sqrt(4)", sqrt(4), 2)
+check.equal("far out of the range of exp", tostring(exp(C(1000, 0))), "inf")
+check.near("far out of the range of cosh", tanh(C(1000, 1)), 1, 0)
+
+-- Bases
+check.near("log of a number", log(8, 2), 3, 1e-15)
+check.equal("log to base 10", log(1000, 10), 3)
+check.near("complex log with a base", log(C(0, 8), 2), C(3, Pi / 2 / log(2)), 1e-15)
+check.near("log10", log10(100 * I), C(2, Pi / 2 / log(10)), 1e-15)
+check.equal("log10 of a number", log10("1000"), 3)
+check.ok("log of a negative number is none", log(-1) ~= log(-1))
+
+-- Sign
+for x, sign in pairs {[3] = 1, [-2] = -1, [0] = 0, ["-7"] = -1} do check.equal("sign", Sign(x), sign) end
+check.near("sign of a complex number", sign(C(3, -4)), C(0.6, -0.8), 1e-16)
+check.near("sign of a huge one", sign(C(1e308, 1e308)), C(0.5 ^ 0.5, 0.5 ^ 0.5), 2e-16)
+check.near("sign of a tiny one", sign(C(0, 1e-320)), I, 0)
+check.equal("sign of 0", sign(C(0, 0)), 0)
+
+-- Factorials and binomials are the exact integers, rounded once; the large ones from Python's integers.
+local product = 1
+for n = 0, 18 do
+  product = n > 0 and product * n or 1
+  check.equal("factorial", fact(n), product)
+end
+check.equal("170!", Factorial(170), 7.257415615307999e306)
+check.equal("171!", Fact(171), inf)
+check.equal("huge", factorial(1e300), inf)
+check.equal("negative", Fact(-1), 0)
+for n = 0, 30 do
+  for k = 0, n do
+    local above = n > 0 and Binomial(n - 1, k - 1) + Binomial(n - 1, k) or 1
+    check.equal("Pascal's triangle", BinomialCoefficient(n, k), above)
+  end
+end
+check.equal("beyond 2^53", Binomial(60, 30), 118264581564861424)
+check.equal("1000 over 400", Binomial(1000, 400), 4.965272386254229e290)
+check.equal("few of many", Binomial(1e9, 20), 4.1103168423518856e161)
+check.equal("too large", Binomial(1e15, 5e14), inf)
+check.equal("k above n", Binomial(3, 4), 0)
+check.equal("negative k", Binomial(3, -1), 0)
+
+-- Integers by their value
+for _, row in ipairs {
+  {3, true, false, true}, {-4, true, true, false}, {0, true, true, false}, {2.5, false, false, false},
+  {2 ^ 53 - 1, true, false, true}, {1e300, true, true, false}, {inf, false, false, false}, {0 / 0, false, false, false},
+  {"-7", true, false, true}
+} do
+  check.equal("IntegerQ", IntegerQ(row[1]), row[2])
+  check.equal("EvenQ", EvenQ(row[1]), row[3])
+  check.equal("OddQ", OddQ(row[1]), row[4])
+end
+
+-- Random numbers stay in their intervals and reach all of them.
+local seen = {}
+for _ = 1, 1000 do
+  seen[mt_random_int(-2, 3)] = true
+  local closed, half, open = MT_Random_Real1(), MT_Random_Real2(), MT_Random_Real3()
+  check.ok("[0, 1]", closed >= 0 and closed <= 1)
+  check.ok("[0, 1)", half >= 0 and half < 1)
+  check.ok("(0, 1)", open > 0 and open < 1)
+end
+local count = 0
+for k in pairs(seen) do
+  count = count + 1
+  check.ok("integer of the interval", k >= -2 and k <= 3 and IntegerQ(k))
+end
+check.equal("all integers of the interval", count, 6)
+local large = MT_Random_Int(2 ^ 40, 2 ^ 50)
+check.ok("a wide interval", large >= 2 ^ 40 and large <= 2 ^ 50)
+RandomSeed(7)
+local first = Random()
+randomseed(7)
+check.equal("repeatable", random(), first)
+check.equal("Lua's own interval may hold one number", random(5, 5), 5)
+
+-- Messages
+for _, row in ipairs {
+  {"bad argument #2 to '?' (interval is empty)", MT_Random_Int, 5, 5},
+  {"bad argument #2 to '?' (interval is empty)", mt_random_int, 5, 0 / 0},
+  {"wrong number of arguments", MT_Random_Int, 5},
+  {"math.fact expects 1 parameter n", Fact},
+  {"math.fact expects 1 parameter n", fact, 1, 2},
+  {"math.Binomial expects 2 parameters n and k", Binomial, 1},
+  {"bad argument #1 to '?' (number expected, got table)", Cos, {}},
+  {"bad argument #1 to '?' (number expected, got userdata)", acos, I},
+  {"bad argument #2 to '?' (number expected, got userdata)", log, 1, I},
+  {"bad argument #1 to '?' (number expected, got string)", OddQ, "three"}
+} do
+  check.error(row[1], row[1], table.unpack(row, 2))
+end
+
+-- Every second name is the same function, and every entry is a global.
+for name in ("abs acos asin atan atan2 ceil deg floor fmod frexp ldexp max min modf pow rad cos sin tan cosh sinh tanh " ..
+  "exp log log10 sqrt sign random fact factorial"):gmatch("%S+") do
+  local capital = name:gsub("^%l", string.upper)
+  check.ok(name, type(math[name]) == "function")
+  check.equal(capital, math[capital], math[name])
+  check.equal(capital, _G[capital], math[name])
+end
+check.equal("kept", math.pi == Pi and math.huge, inf)
+check.equal("loadstring", loadstring, load)
+check.done()
