@@ -1,9 +1,11 @@
 #include "atomic/basis_change.h"
 
+#include <cassert>
 #include <cmath>
 
 #include "atomic/harmonics.h"
 #include "host/base/status.h"
+#include "linalg/matrix_shape.h"
 
 namespace fermix {
 
@@ -14,22 +16,6 @@ void SetElement(CompactMatrixType& m, std::uint32_t i, std::uint32_t j, Complex1
   std::visit(
       [&](auto& data) { data[std::size_t{i} * m.Nj + j] = ToKind<std::decay_t<decltype(data[0])>>(z + 0); },
       m.Data);
-}
-
-// Sets target(i0 + step i, j0 + step j) = block(i, j).
-void PutBlock(CompactMatrixType& target, const CompactMatrixType& block, std::uint32_t i0, std::uint32_t j0,
-              std::uint32_t step) {
-  for (std::uint32_t i = 0; i < block.Ni; ++i)
-    for (std::uint32_t j = 0; j < block.Nj; ++j)
-      SetElement(target, i0 + step * i, j0 + step * j, CompactMatrixElement(block, i, j));
-}
-
-// A shell's matrix on both spins.
-CompactMatrixType WithSpin(const CompactMatrixType& m) {
-  CompactMatrixType result = InitCompactMatrix(2 * m.Ni, 2 * m.Nj, IsComplexMatrix(m));
-  PutBlock(result, m, 0, 0, 2);
-  PutBlock(result, m, 1, 1, 2);
-  return result;
 }
 
 bool QShell(int multiplicity) { return multiplicity > 0 && multiplicity % 4 == 2; }
@@ -58,7 +44,7 @@ CompactMatrixType Spinless(int multiplicity, bool complex) {
   return InitCompactMatrix(size, size, complex);
 }
 
-CompactMatrixType Finish(CompactMatrixType m, bool addSpin) { return addSpin ? WithSpin(m) : m; }
+CompactMatrixType Finish(CompactMatrixType m, bool addSpin) { return addSpin ? MatrixEnlarge(m, 2) : m; }
 
 // Z(m) = sum over +-m of phase Y / sqrt(2), for m > 0 the cosine, for m < 0 the sine; the phase of the
 // spherical harmonic with -|m|, and that of +|m|.
@@ -169,7 +155,9 @@ CompactMatrixType BlockDiagonalMatrix(const std::vector<CompactMatrixType>& bloc
       InitCompactMatrix(static_cast<std::uint32_t>(rows), static_cast<std::uint32_t>(columns), complex);
   std::uint32_t i = 0, j = 0;
   for (const auto& block : blocks) {
-    PutBlock(result, block, i, j, 1);
+    const int status = CompactMatrixAddShifted(result, block, 1, i, j);
+    assert(status == 0);
+    static_cast<void>(status);
     i += block.Ni;
     j += block.Nj;
   }

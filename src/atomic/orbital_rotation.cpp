@@ -17,11 +17,7 @@ double& Element(CompactMatrixType& m, std::uint32_t i, std::uint32_t j) {
   return std::get<0>(m.Data)[std::size_t{i} * m.Nj + j];
 }
 
-CompactMatrixType Identity(std::uint32_t n) {
-  CompactMatrixType m = InitCompactMatrix(n, n, false);
-  for (std::uint32_t i = 0; i < n; ++i) Element(m, i, i) = 1;
-  return m;
-}
+CompactMatrixType Identity(std::uint32_t n) { return InitCompactIdentityMatrix(n, n); }
 
 // Ni rows of m, beginning at firstRow and going around, of Nj columns.
 CompactMatrixType CutRows(CompactMatrixType& m, std::uint32_t firstRow, std::uint32_t Ni, std::uint32_t Nj) {

@@ -68,16 +68,6 @@ TEST(BasisChange, StatedDigits) {
   EXPECT_EQ(CompactMatrixElement(ZToKMatrix(14, false), 2, 0).re, -0.7905694150420949);
 }
 
-TEST(BasisChange, SpinDoublesRowsAndColumns) {
-  const auto M = YToKMatrix(10, false), withSpin = YToKMatrix(10, true);
-  ASSERT_EQ(withSpin.Ni, 10u);
-  for (std::uint32_t i = 0; i < 10; ++i)
-    for (std::uint32_t j = 0; j < 10; ++j) {
-      const Complex16 expected = i % 2 == j % 2 ? CompactMatrixElement(M, i / 2, j / 2) : 0;
-      EXPECT_TRUE(CompactMatrixElement(withSpin, i, j) == expected);
-    }
-}
-
 // 2 mj of row r of the basis jjz, and 2 j.
 struct JState {
   int twoJ, twoMj;
