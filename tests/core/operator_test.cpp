@@ -294,9 +294,10 @@ TEST(QOperatorEqual, ComparesInNormalOrder) {
   const OperatorType ordered = O({{n, 1}});
   EXPECT_TRUE(QOperatorEqual(ordered, O({{{}, 1}, {reversed, -1}}), 1e-15));  // a+ a = 1 - a a+
   EXPECT_FALSE(QOperatorEqual(O({{reversed, 1}}), ordered, 1e-15));
-  EXPECT_FALSE(
-      QOperatorEqual(O({{reversed, 1}}), O({{{}, 1}, {n, -1}}), 1e-15));  // the first stays as stored
+  EXPECT_FALSE(QOperatorEqual(MakeOperator({NF, 0}, {{reversed, 1}}),
+                              MakeOperator({NF, 0}, {{{}, 1}, {n, -1}}), 1e-15));  // the first as stored
   EXPECT_TRUE(QOperatorEqual(O({{bAntinormal, 1}}), O({{{}, 1}, {bNormal, 1}}), 1e-15));  // b b+ = 1 + b+ b
+  for (const Lader& b : {bAntinormal, bNormal}) EXPECT_TRUE(QOperatorEqual(O({{b, 1}}), O({{b, 1}}), 0));
   EXPECT_TRUE(QOperatorEqual(ordered, O({{n, 1.5}}), 0.5));
   EXPECT_FALSE(QOperatorEqual(ordered, O({{n, 1.5}}), 0.4));
   EXPECT_TRUE(QOperatorEqual(O({}), O({{n, 0}}), 0));
