@@ -297,7 +297,7 @@ TEST(QOperatorEqual, ComparesInNormalOrder) {
   EXPECT_FALSE(QOperatorEqual(MakeOperator({NF, 0}, {{reversed, 1}}),
                               MakeOperator({NF, 0}, {{{}, 1}, {n, -1}}), 1e-15));  // the first as stored
   EXPECT_TRUE(QOperatorEqual(O({{bAntinormal, 1}}), O({{{}, 1}, {bNormal, 1}}), 1e-15));  // b b+ = 1 + b+ b
-  for (const Lader& b : {bAntinormal, bNormal}) EXPECT_TRUE(QOperatorEqual(O({{b, 1}}), O({{b, 1}}), 0));
+  for (const Lader& b : {bAntinormal, bNormal}) EXPECT_TRUE(QOperatorEqual(O({{b, 1}}), O({{b, 1}}), 1e-15));
   EXPECT_TRUE(QOperatorEqual(ordered, O({{n, 1.5}}), 0.5));
   EXPECT_FALSE(QOperatorEqual(ordered, O({{n, 1.5}}), 0.4));
   EXPECT_TRUE(QOperatorEqual(O({}), O({{n, 0}}), 0));
