@@ -32,8 +32,10 @@ OrbitalDictionary createAtomicIndicesDict(const std::vector<NumberedOrbital>& or
   for (const auto& [name, indices] : orbitals) {
     dictionary[name] = indices;
     if (QRelativistic(name) || indices.size() % 2 != 0) continue;
-    OrbitalIndices &down = dictionary[name + "_Dn"], &up = dictionary[name + "_Up"];
+    OrbitalIndices down, up;
     for (std::size_t i = 0; i < indices.size(); ++i) (i % 2 == 0 ? down : up).push_back(indices[i]);
+    dictionary[name + "_Dn"] = std::move(down);
+    dictionary[name + "_Up"] = std::move(up);
   }
   return dictionary;
 }

@@ -27,6 +27,9 @@ Real PolarFactor(int l, int m, double theta, HarmonicNorm norm) {
   return norm == HarmonicNorm::unit ? p * std::sqrt((2 * l + 1) / (4 * std::numbers::pi_v<Real>)) : p;
 }
 
+// Adding 0 makes a negative zero positive, which a text would show.
+double Rounded(Real x) { return static_cast<double>(x) + 0; }
+
 Real CondonShortley(int m) { return m > 0 && m % 2 != 0 ? -1 : 1; }
 
 Real Tesseral(int l, int m, double theta, double phi, HarmonicNorm norm) {
@@ -112,18 +115,18 @@ const CubicRow* FindCubic(int l, int i) {
 
 double ReSphericalHarmonicY(int l, int m, double theta, double phi, HarmonicNorm norm) {
   if (!QHarmonic(l, m)) return 0;
-  return static_cast<double>(CondonShortley(m) * PolarFactor(l, std::abs(m), theta, norm) *
-                             std::cos(m * static_cast<Real>(phi)));
+  return Rounded(CondonShortley(m) * PolarFactor(l, std::abs(m), theta, norm) *
+                 std::cos(m * static_cast<Real>(phi)));
 }
 
 double ImSphericalHarmonicY(int l, int m, double theta, double phi, HarmonicNorm norm) {
   if (!QHarmonic(l, m) || m == 0) return 0;
-  return static_cast<double>(CondonShortley(m) * PolarFactor(l, std::abs(m), theta, norm) *
-                             std::sin(m * static_cast<Real>(phi)));
+  return Rounded(CondonShortley(m) * PolarFactor(l, std::abs(m), theta, norm) *
+                 std::sin(m * static_cast<Real>(phi)));
 }
 
 double TesseralHarmonicZ(int l, int m, double theta, double phi, HarmonicNorm norm) {
-  return QHarmonic(l, m) ? static_cast<double>(Tesseral(l, m, theta, phi, norm)) : 0;
+  return QHarmonic(l, m) ? Rounded(Tesseral(l, m, theta, phi, norm)) : 0;
 }
 
 double CubicHarmonicK(int l, int i, double theta, double phi, HarmonicNorm norm) {
@@ -135,7 +138,7 @@ double CubicHarmonicK(int l, int i, double theta, double phi, HarmonicNorm norm)
     const Real weight = std::sqrt(static_cast<Real>(std::abs(t.numerator)) / row->denominator);
     sum += std::copysign(weight, t.numerator) * Tesseral(l, t.m, theta, phi, norm);
   }
-  return static_cast<double>(sum);
+  return Rounded(sum);
 }
 
 std::vector<CubicTerm> CubicHarmonicTerms(int l, int i) {

@@ -80,7 +80,12 @@ CompactMatrixType ShellBlock(const std::string& nonRel, const OrbitalNames& rel,
 }  // namespace
 
 bool QChangeFromRelToNonRel(const OrbitalNames& a, const OrbitalNames& b) {
-  return std::set<std::string>(a.begin(), a.end()) != std::set<std::string>(b.begin(), b.end());
+  const auto relativistic = [](const OrbitalNames& names) {
+    return std::count_if(names.begin(), names.end(), QRelativistic);
+  };
+  const auto inA = relativistic(a), inB = relativistic(b);
+  const bool alike = (inA == 0 && inB == 0) || (inA == std::ssize(a) && inB == std::ssize(b));
+  return !alike && std::set<std::string>(a.begin(), a.end()) != std::set<std::string>(b.begin(), b.end());
 }
 
 int orbitalPermutationMatrix(CompactMatrixType& P, const OrbitalNames& from, const OrbitalNames& to,

@@ -23,7 +23,8 @@ CompactMatrixType NonRelToRelRotationMatrix(const OrbitalNames& nonRel, const Or
 [[nodiscard]] int orbitalPermutationMatrix(CompactMatrixType& P, const OrbitalNames& from,
                                            const OrbitalNames& to, bool withSpin);
 
-// Whether one list has orbitals that the other has not, as it does when shells change their form.
+// Whether shells change their form: one list has orbitals that the other has not, and they are not all of one
+// kind.
 bool QChangeFromRelToNonRel(const OrbitalNames& a, const OrbitalNames& b);
 
 }  // namespace fermix

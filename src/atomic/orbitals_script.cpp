@@ -83,19 +83,6 @@ void PushIndices(lua_State* L, const OrbitalIndices& indices) {
   lua_push(L, std::vector<double>(indices.begin(), indices.end()));
 }
 
-// A table from group name to a list of orbital names.
-std::map<std::string, OrbitalNames> CheckGroups(lua_State* L, int index) {
-  luaL_checktype(L, index, LUA_TTABLE);
-  std::map<std::string, OrbitalNames> groups;
-  lua_pushnil(L);
-  while (lua_next(L, index)) {
-    luaL_checktype(L, -2, LUA_TSTRING);  // a number would be changed by reading it as text
-    lua_check(L, lua_gettop(L), groups[lua_tostring(L, -2)]);
-    lua_pop(L, 1);
-  }
-  return groups;
-}
-
 }  // namespace
 
 int LuaYtoKMatrix(lua_State* L) { return PushShellMatrix(L, YToKMatrix, "YtoKMatrix"); }
@@ -141,7 +128,11 @@ int LuaCreateAtomicIndicesDict(lua_State* L) {
   OrbitalIndices all;
   for (const auto& orbital : orbitals) all.insert(all.end(), orbital.indices.begin(), orbital.indices.end());
   dictionary["all"] = dictionary["All"] = all;
-  if (lua_gettop(L) == 2) groupOrbitals(dictionary, CheckGroups(L, 2));
+  if (lua_gettop(L) == 2) {
+    std::map<std::string, OrbitalNames> groups;
+    lua_check(L, 2, groups);
+    groupOrbitals(dictionary, groups);
+  }
 
   lua_createtable(L, 0, static_cast<int>(dictionary.size()));
   for (const auto& [key, indices] : dictionary) {

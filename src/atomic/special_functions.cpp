@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "host/base/status.h"
+
 namespace fermix {
 
 namespace {
@@ -39,6 +41,27 @@ double BesselFiniteSum(Real x, unsigned n) {
   return static_cast<double>(sum / x);
 }
 
+double Factorial(int n) {
+  if (n < 0) {
+    Say("Error Factorial called with a negative number\n");
+    return 0;
+  }
+  double product = 1;
+  for (; n > 1 && !std::isinf(product); --n) product *= n;
+  return product;
+}
+
+// The sum as it is defined, for a negative l: the factorials of negative numbers make it infinite or
+// not-a-number, where it ends.
+double LaguerreSum(int n, int l, double x) {
+  double sum = 0, power = 1;
+  for (int k = 0; k <= n && !std::isnan(sum); ++k) {
+    sum += Factorial(n + l) * power / (Factorial(n - k) * Factorial(l + k) * Factorial(k));
+    power *= -x;
+  }
+  return sum;
+}
+
 }  // namespace
 
 double SphericalBesselJ(double x, unsigned int n) {
@@ -52,6 +75,7 @@ double SphericalBesselJ(double x, unsigned int n) {
 // By the three-term recurrence in n, which is stable where the sum over powers cancels.
 double LaguerrePolynomial(int n, int l, double x) {
   if (n < 0) return 0;
+  if (l < 0) return LaguerreSum(n, l, x);
   Real previous = 0, value = 1;
   for (Real k = 0; k < n; ++k) {
     const Real next = ((2 * k + 1 + l - x) * value - (k + l) * previous) / (k + 1);

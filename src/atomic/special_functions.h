@@ -9,7 +9,8 @@ namespace fermix {
 // 12, to 1e-15 up to n = 20 and to 1e-11 at n = 30; not-a-number where its terms overflow.
 double SphericalBesselJ(double x, unsigned int n);
 
-// L_n^l(x) = sum over k = 0 .. n of (-1)^k (n+l over n-k) x^k / k!, also for negative l; 0 for negative n.
+// L_n^l(x) = sum over k = 0 .. n of (-1)^k (n+l)! x^k / ((n-k)! (l+k)! k!); 0 for negative n. A negative l
+// prints a line for each factorial of a negative number, which counts as 0, so that the value is not finite.
 double LaguerrePolynomial(int n, int l, double x);
 
 }  // namespace fermix

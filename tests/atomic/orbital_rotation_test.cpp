@@ -86,6 +86,7 @@ TEST(OrbitalRotationMatrix, RefusesListsThatDoNotMatch) {
        "Error: RotationMatrix called with identical entries in the list of new orbitals.\n"},
       {{"3d"}, {"4f"}, "Error: RotationMatrix failed to make a connection between old and new orbitals.\n"},
       {{"3d"}, {"4d"}, start + "Permutation of orbitals failed.\n"},
+      {{"2p1/2"}, {"3p1/2"}, start + "Permutation of orbitals failed.\n"},
       {{"q"}, {"q"}, start + "Grouping of orbitals failed.\n"},
       {{"x_0a"}, {"x_0a"}, start + "Grouping of orbitals failed.\n"},
       {{"3d", "3d5/2", "3d3/2"},

@@ -139,11 +139,21 @@ TEST(LaguerrePolynomial, Values) {
                {30, 5, 20.5, -2043.6041126469481},
                {60, 0, 7.25, -4.655949747715652},
                {4, 170, 12, 27569337},
-               {8, 1, -3, 1697.8680803571428},
-               {5, -3, 2, -4 / 15.}};
+               {8, 1, -3, 1697.8680803571428}};
   for (const auto& c : cases)
     EXPECT_NEAR(LaguerrePolynomial(c.n, c.l, c.x), c.value, 8 * DBL_EPSILON * std::fabs(c.value))
         << c.n << ' ' << c.l << ' ' << c.x;
+}
+
+TEST(LaguerrePolynomial, NegativeOrderOfTheFactorials) {
+  const std::string line = "Error Factorial called with a negative number\n";
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(LaguerrePolynomial(2, -1, 0.5), INFINITY);  // only (l + 0)!
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(
+      std::isnan(LaguerrePolynomial(2147483647, -2147483647 - 1, 2)));  // ends at once: (n + l)! as well
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), line + line);
 }
 
 }  // namespace

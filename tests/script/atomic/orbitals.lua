@@ -70,6 +70,7 @@ local list = CreateAtomicIndicesList({"2p1/2", "2p3/2", "q", "1s1/2"}, {{"kappas
 same("list", list, {{0, 1}, {2, 3, 4, 5}, {6, 7}})
 check.equal("kappas", joined(list.kappas), "1 -2 -1")
 check.equal("kappas are not asked for", CreateAtomicIndicesList({"1s"}).kappas, nil)
+same("a key of two orbitals", CreateAtomicIndicesDict({"3d_Up", "3d"})["3d_Up"], {7, 9, 11, 13, 15})
 check.equal("no orbitals", select(2, CreateAtomicIndicesDict({})), 0)
 
 -- Messages.
@@ -104,7 +105,7 @@ end
 check.error("options", "Second argument of CreateAtomicIndicesList is optional but iff given should be a list of options.\n",
             CreateAtomicIndicesList, {"3d"}, {"kappas", true})
 check.error("groups", "bad argument #2 to '?' (table expected, got string)", CreateAtomicIndicesDict, {"3d"}, "3d")
-check.error("group by number", "bad argument #-2 to '?' (string expected, got number)", CreateAtomicIndicesDict, {"3d"}, {{"3d"}})
+check.error("group by number", "bad argument #-1 to '?' (string expected, got number)", CreateAtomicIndicesDict, {"3d"}, {{"3d"}})
 check.error("rotation", "Could not create rotation matrix.\n", OrbitalRotationMatrix, {"3d"}, {"4d"})
 check.error("no list", "bad argument #1 to '?' (table expected, got string)", SortByKappa, "3d")
 check.error("no names", "bad argument #-1 to '?' (string expected, got table)", SortByKappa, {{}})

@@ -22,6 +22,7 @@ check.near("C2-1", SphericalHarmonicC(2, -1, theta, phi),
 check.near("Z1-1", TesseralHarmonicZ(1, -1, theta, phi),
            0.24430125595145996 * (math.cos(phi - theta) - math.cos(phi + theta)), 1e-16)
 check.near("D22", TesseralHarmonicD(2, 2, theta, phi), math.sqrt(3) / 2 * math.sin(theta) ^ 2 * math.cos(2 * phi), 3e-16)
+check.equal("no negative zero", 1 / TesseralHarmonicZ(1, 1, 0, 4), huge)
 check.equal("D20 at the pole", TesseralHarmonicD(2, 0, 0, 0), 1)
 check.near("K1-1 is x", KubicHarmonicK(1, -1, theta, phi), TesseralHarmonicZ(1, 1, theta, phi), 0)
 check.near("E2-1 is (3z^2-1)/2", KubicHarmonicE(2, -1, theta, phi), (3 * math.cos(theta) ^ 2 - 1) / 2, 2e-16)
