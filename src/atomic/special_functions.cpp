@@ -36,9 +36,48 @@ double BesselFiniteSum(Real x, unsigned n) {
   for (unsigned j = 0; j <= n && a != 0; ++j) {
     sum += quarterTurns[(j - n - 1) % 4] * a;
     a *= (static_cast<Real>(n) + j + 1) * static_cast<Real>(n - j) / (static_cast<Real>(j + 1) * 2 * x);
-    if (std::isinf(a)) return std::numeric_limits<double>::quiet_NaN();
   }
   return static_cast<double>(sum / x);
+}
+
+// Two neighbouring orders, from which j(k+1) + j(k-1) = (2k+1)/x j(k) goes on.
+struct BesselPair {
+  Real lower, upper;
+};
+BesselPair LowestBessel(Real x) { return {std::sin(x) / x, (std::sin(x) / x - std::cos(x)) / x}; }
+
+// Upwards for n <= x, where the recurrence is stable in this direction, n > 0.
+double BesselUpward(Real x, unsigned n) {
+  BesselPair j = LowestBessel(x);
+  for (unsigned k = 1; k < n; ++k) j = {j.upper, static_cast<Real>(2 * k + 1) / x * j.upper - j.lower};
+  return static_cast<double>(j.upper);
+}
+
+// Downwards for n > x, by Miller's algorithm: any start far enough above n falls into the solution that
+// decays upwards; its scale follows at the lowest orders.
+double BesselDownward(Real x, unsigned n) {
+  constexpr Real Large = 1e1000L;
+  const unsigned top = n + 60 + 20 * static_cast<unsigned>(std::cbrt(n));
+  BesselPair p{1, 0};
+  Real ofN = 0;
+  for (unsigned k = top; k > 0; --k) {
+    p = {static_cast<Real>(2 * k + 1) / x * p.lower - p.upper, p.lower};
+    if (k - 1 == n) ofN = p.lower;
+    if (std::fabs(p.lower) < Large) continue;
+    p = {p.lower / Large, p.upper / Large};
+    ofN /= Large;
+  }
+  const BesselPair j = LowestBessel(x);
+  const bool byLower = std::fabs(j.lower) > std::fabs(j.upper);
+  return static_cast<double>(ofN * (byLower ? j.lower / p.lower : j.upper / p.upper));
+}
+
+// From x = (n + 4) / 2 on. The finite sum cancels for large n unless x is larger still.
+double BesselAboveSeries(Real x, unsigned n) {
+  constexpr unsigned LargestSum = 12, LargestRecurrence = 1000000;
+  if (n <= LargestSum || x >= static_cast<Real>(n) * n) return BesselFiniteSum(x, n);
+  if (n > LargestRecurrence) return std::numeric_limits<double>::quiet_NaN();
+  return n <= x ? BesselUpward(x, n) : BesselDownward(x, n);
 }
 
 double Factorial(int n) {
@@ -69,7 +108,7 @@ double SphericalBesselJ(double x, unsigned int n) {
   if (std::isinf(x)) return 0;
   if (x < 0) return n % 2 == 0 ? SphericalBesselJ(-x, n) : -SphericalBesselJ(-x, n);
   if ((n + 4.0) / 2 > x) return BesselSeries(x, static_cast<int>(std::min(n, 32u)));
-  return BesselFiniteSum(x, n);
+  return BesselAboveSeries(x, n);
 }
 
 // By the three-term recurrence in n, which is stable where the sum over powers cancels.

@@ -5,8 +5,8 @@ namespace fermix {
 
 // j_n(x). Below x = (n + 4) / 2 by the power series, whose terms from order n + k = 32 on are left out as
 // scripts rely on: it is good to an ulp up to n = 14, loses digits towards the border above, and is 0 for
-// n >= 32. From there on by the finite sum over sines, cosines and powers of 1/x: good to an ulp up to n =
-// 12, to 1e-15 up to n = 20 and to 1e-11 at n = 30; not-a-number where its terms overflow.
+// n >= 32. From there on the value of the finite sum over sines, cosines and powers of 1/x, to the last bits;
+// not-a-number for n > 10^6 and x < n^2.
 double SphericalBesselJ(double x, unsigned int n);
 
 // L_n^l(x) = sum over k = 0 .. n of (-1)^k (n+l)! x^k / ((n-k)! (l+k)! k!); 0 for negative n. A negative l
