@@ -142,7 +142,8 @@ void CompactMatrixScale(CompactMatrixType& m, double x) {
 }
 
 void CompactMatrixScaleComplex(CompactMatrixType& m, Complex16 z) {
-  if (!IsComplexMatrix(m) && z.im == 0) return CompactMatrixScale(m, z.re);
+  // A real factor keeps infinite parts apart; the complex product would mix them to not-a-number.
+  if (z.im == 0) return CompactMatrixScale(m, z.re);
   MakeCompactRealMatrixComplex(m);
   for (Complex16& element : std::get<1>(m.Data)) element *= z;
 }

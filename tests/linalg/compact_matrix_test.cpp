@@ -175,6 +175,9 @@ TEST(CompactMatrixScaleComplex, StaysRealForRealFactors) {
   EXPECT_FALSE(IsComplexMatrix(m));
   CompactMatrixScaleComplex(m, {0, 1});
   EXPECT_EQ(CompactMatrixElement(m, 0, 0), Complex16(0, 6));
+  std::get<1>(m.Data)[0] = {HUGE_VAL, 1};
+  CompactMatrixScaleComplex(m, -1);
+  EXPECT_EQ(CompactMatrixElement(m, 0, 0), Complex16(-HUGE_VAL, -1));
 }
 
 TYPED_TEST(CompactMatrix, TransposesConjugatesAndAddsElementByElement) {
