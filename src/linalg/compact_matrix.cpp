@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cfloat>
+#include <cmath>
 
 #include "host/base/status.h"
 
@@ -184,8 +186,8 @@ bool QFinite(const CompactMatrixType& m) {
 bool QCompactMatrixHermitian(const CompactMatrixType& m, double tolerance) {
   if (m.Ni != m.Nj) return false;
   constexpr double floor = 10 * NumericalZero;
-  const auto small = [&](double difference, double scale) {
-    return std::fabs(difference) <= std::fabs(scale) * tolerance + floor;  // false for not-a-number
+  const auto small = [&](double difference, double scale) {  // false for not-a-number
+    return std::fabs(difference) <= std::fmin(std::fabs(scale), DBL_MAX) * tolerance + floor;
   };
   return std::visit(
       [&](const auto& data) {
