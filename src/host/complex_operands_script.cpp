@@ -52,6 +52,24 @@ void PushWithSpectra(lua_State* L, ArithmeticOp op, Complex16 z, int index) {
 
 }  // namespace
 
+const char* TypeWord(lua_State* L, int index) {
+  switch (lua_type(L, index)) {
+    case LUA_TNONE:
+    case LUA_TNIL:
+      return "nil";
+    case LUA_TBOOLEAN:
+      return "boolean";
+    case LUA_TLIGHTUSERDATA:
+      return "lightuserdata";
+    case LUA_TSTRING:
+      return "character string";
+    case LUA_TUSERDATA:
+      return "unrecognized userdata";
+    default:
+      return "unrecognized type";
+  }
+}
+
 void PushComplexOpRecord(lua_State* L, ArithmeticOp op, Complex16 z, int index) {
   index = lua_absindex(L, index);
   if (const auto* O = TestRecord<OperatorType>(L, index)) {

@@ -12,6 +12,9 @@ inline constexpr const char* ArithmeticWord[] = {"plus", "minus", "multiplied wi
                                                  "to the power"};
 inline const char* Word(ArithmeticOp op) { return ArithmeticWord[static_cast<int>(op)]; }
 
+// How messages call an operand that has no meaning to an operation.
+const char* TypeWord(lua_State* L, int index);
+
 // Pushes z op record for the userdata, or the matrix in table form, at index. Raises "Error: complex number
 // plus wavefunction\n" and the like for what has no meaning.
 void PushComplexOpRecord(lua_State* L, ArithmeticOp op, Complex16 z, int index);

@@ -63,24 +63,6 @@ Complex16 Apply(ArithmeticOp op, Complex16 z, double x) {
 
 // --- Operands of a script
 
-const char* TypeWord(lua_State* L, int index) {
-  switch (lua_type(L, index)) {
-    case LUA_TNONE:
-    case LUA_TNIL:
-      return "nil";
-    case LUA_TBOOLEAN:
-      return "boolean";
-    case LUA_TLIGHTUSERDATA:
-      return "lightuserdata";
-    case LUA_TSTRING:
-      return "character string";
-    case LUA_TUSERDATA:
-      return "unrecognized userdata";
-    default:
-      return "unrecognized type";
-  }
-}
-
 [[noreturn]] void RefuseLeft(lua_State* L, ArithmeticOp op, int left) {
   ScriptError(L, "Error: %s %s complex number\n", TypeWord(L, left), Word(op));
 }

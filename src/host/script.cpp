@@ -41,13 +41,16 @@ std::string FormatText(const char* format, std::va_list arguments) {
 
 }  // namespace
 
+void CollectDeadRecords(lua_State* L) {
+  if (!lua_gc(L, LUA_GCISRUNNING, 0)) return;
+  lua_gc(L, LUA_GCCOLLECT, 0);
+  livedAfterCollection = living;
+  madeSinceCollection = 0;
+}
+
 void AccountNewRecord(lua_State* L, std::size_t bytes) {
   const std::size_t allowance = std::max(freeAllowance, livedAfterCollection);
-  if (madeSinceCollection + bytes > allowance && lua_gc(L, LUA_GCISRUNNING, 0)) {
-    lua_gc(L, LUA_GCCOLLECT, 0);
-    livedAfterCollection = living;
-    madeSinceCollection = 0;
-  }
+  if (madeSinceCollection + bytes > allowance) CollectDeadRecords(L);
   living += bytes;
   madeSinceCollection += bytes;
 }

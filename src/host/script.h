@@ -27,6 +27,9 @@
 
 namespace fermix {
 
+// Runs a full collection, unless the script stopped the collector: what died holds memory that is missed.
+void CollectDeadRecords(lua_State* L);
+
 // Wraps every registered function: exhausted memory and other exceptions of ours become script errors, script
 // errors pass.
 template <lua_CFunction F>
@@ -41,7 +44,10 @@ int Entry(lua_State* L) {
     lua_pushstring(L, e.what());
     lua_concat(L, 2);
   }
-  if (memory) lua_pushstring(L, "not enough memory");
+  if (memory) {
+    CollectDeadRecords(L);
+    lua_pushstring(L, "not enough memory");
+  }
   return lua_error(L);
 }
 

@@ -6,6 +6,7 @@
 
 #include "core/operator_script.h"
 #include "core/wave_function_script.h"
+#include "host/complex_operands_script.h"
 #include "spectra/spectrum_arithmetic.h"
 #include "spectra/spectrum_script.h"
 
@@ -23,29 +24,12 @@ struct SpectraOperator {
   const char* differentCounts;
 };
 
-const char* UserdataWord(lua_State* L, int index) {
-  if (TestRecord<WaveFunctionType>(L, index)) return "wavefunction";
-  if (TestRecord<OperatorType>(L, index)) return "operator";
-  return "unrecognized userdata";
-}
-
 // How messages call an operand that is neither number nor bundle.
 const char* OperandWord(lua_State* L, int index) {
-  switch (lua_type(L, index)) {
-    case LUA_TNIL:
-    case LUA_TNONE:
-      return "nil";
-    case LUA_TBOOLEAN:
-      return "boolean";
-    case LUA_TLIGHTUSERDATA:
-      return "lightuserdata";
-    case LUA_TSTRING:
-      return index == 1 ? "character string" : "string";
-    case LUA_TUSERDATA:
-      return UserdataWord(L, index);
-    default:
-      return "unrecognized type";
-  }
+  if (TestRecord<WaveFunctionType>(L, index)) return "wavefunction";
+  if (TestRecord<OperatorType>(L, index)) return "operator";
+  if (index == 2 && lua_type(L, index) == LUA_TSTRING) return "string";
+  return TypeWord(L, index);
 }
 
 bool QNumber(lua_State* L, int index) {
