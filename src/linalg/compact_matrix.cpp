@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cfloat>
+#include <cmath>
 
 #include "host/base/status.h"
 
@@ -142,7 +144,8 @@ void CompactMatrixScale(CompactMatrixType& m, double x) {
 }
 
 void CompactMatrixScaleComplex(CompactMatrixType& m, Complex16 z) {
-  if (!IsComplexMatrix(m) && z.im == 0) return CompactMatrixScale(m, z.re);
+  // A real factor keeps infinite parts apart; the complex product would mix them to not-a-number.
+  if (z.im == 0) return CompactMatrixScale(m, z.re);
   MakeCompactRealMatrixComplex(m);
   for (Complex16& element : std::get<1>(m.Data)) element *= z;
 }
@@ -183,8 +186,8 @@ bool QFinite(const CompactMatrixType& m) {
 bool QCompactMatrixHermitian(const CompactMatrixType& m, double tolerance) {
   if (m.Ni != m.Nj) return false;
   constexpr double floor = 10 * NumericalZero;
-  const auto small = [&](double difference, double scale) {
-    return std::fabs(difference) <= std::fabs(scale) * tolerance + floor;  // false for not-a-number
+  const auto small = [&](double difference, double scale) {  // false for not-a-number
+    return std::fabs(difference) <= std::fmin(std::fabs(scale), DBL_MAX) * tolerance + floor;
   };
   return std::visit(
       [&](const auto& data) {

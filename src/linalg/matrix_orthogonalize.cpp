@@ -90,9 +90,11 @@ int OrthogonalizeRows(CompactMatrixType& m, double threshold, bool removeRows) {
 }
 
 // Whether a row is dropped: real matrices compare the square of its norm, complex ones the norm. Scripts that
-// choose a threshold rely on the difference.
+// choose a threshold rely on the difference. Zeros can't be normalised, whatever the threshold.
 bool QSmall(const double*, double normSqr, double threshold) { return threshold > normSqr || normSqr == 0; }
-bool QSmall(const Complex16*, double normSqr, double threshold) { return threshold >= std::sqrt(normSqr); }
+bool QSmall(const Complex16*, double normSqr, double threshold) {
+  return threshold >= std::sqrt(normSqr) || normSqr == 0;
+}
 
 template <class T>
 std::uint32_t GramSchmidtRows(const CompactMatrixType& m, std::vector<T>& data, double threshold) {
@@ -100,10 +102,14 @@ std::uint32_t GramSchmidtRows(const CompactMatrixType& m, std::vector<T>& data, 
   std::uint32_t dropped = 0;
   for (std::uint32_t i = 0; i < m.Ni; ++i) {
     T* row = data.data() + i * Nj;
-    const double normSqr = RowNormSqr(data, i, Nj);
+    double normSqr = RowNormSqr(data, i, Nj);
     if (QSmall(row, normSqr, threshold)) {
       ++dropped;
       continue;
+    }
+    if (std::isinf(normSqr)) {  // too long to be squared; its direction is what counts
+      for (std::size_t j = 0; j < Nj; ++j) row[j] *= 1e-300;
+      normSqr = RowNormSqr(data, i, Nj);
     }
     const double scale = 1 / std::sqrt(normSqr);
     for (std::size_t j = 0; j < Nj; ++j) row[j] *= scale;

@@ -139,6 +139,7 @@ TEST(CompactMatrixHermitian, ComparesMirroredElementsAndTheDiagonal) {
                {{1, {2, 3}, {2 + 1e-12, -3}, 4}, false},
                {{1, {nan, 0}, {2, 0}, 4}, false},
                {{nan, 0, 0, 1}, false},
+               {{1, 1.2e308, 1.7e308, 1}, false},  // the sum is no finite scale
                {{0, 0, 0, 0}, true}};
   for (const auto& c : cases) {
     CompactMatrixType m = InitCompactMatrix(2, 2, true);
@@ -175,6 +176,9 @@ TEST(CompactMatrixScaleComplex, StaysRealForRealFactors) {
   EXPECT_FALSE(IsComplexMatrix(m));
   CompactMatrixScaleComplex(m, {0, 1});
   EXPECT_EQ(CompactMatrixElement(m, 0, 0), Complex16(0, 6));
+  std::get<1>(m.Data)[0] = {HUGE_VAL, 1};
+  CompactMatrixScaleComplex(m, -1);
+  EXPECT_EQ(CompactMatrixElement(m, 0, 0), Complex16(-HUGE_VAL, -1));
 }
 
 TYPED_TEST(CompactMatrix, TransposesConjugatesAndAddsElementByElement) {

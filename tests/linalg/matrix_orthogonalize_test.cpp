@@ -148,6 +148,15 @@ TEST(GramSchmidt, ComparesSquaresOfRealRowsAndNormsOfComplexOnes) {
   }
 }
 
+TYPED_TEST(MatrixOrthogonalize, HugeRowsAreNormalisedAndZerosDropped) {
+  CompactMatrixType A = InitCompactMatrix(3, 2, IsComplex<TypeParam>);
+  auto& a = std::get<std::vector<TypeParam>>(A.Data);
+  a[0] = a[2] = a[3] = 1e300;  // and a row of zeros, not below the threshold
+  ASSERT_EQ(CompactMatrixGramSchmidtOrthogonalizeRow(A, -1, true), 0);
+  ASSERT_EQ(A.Ni, 2u);
+  ExpectOrthonormalRows(A);
+}
+
 // Rows 0, (dropped), 2, 3: the row behind the kept row 2 is not projected, which is meant to stay so.
 TEST(GramSchmidt, SkipsAsManyRowsAsWereDropped) {
   CompactMatrixType m = InitCompactMatrix(4, 3, false);
