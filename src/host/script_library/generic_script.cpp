@@ -242,6 +242,7 @@ int Generic(lua_State* L) {
 constexpr double rotationNoise = 100 * (DBL_EPSILON);
 
 void CheckDimension(lua_State* L, const CompactMatrixType& M, const KeyLayout& layout, const char* what) {
+  if (!QFinite(M)) ScriptError(L, "Error while rotating %s. Rotation matrix should be finite", what);
   const std::uint32_t n = layout.NFermion + layout.NBoson;
   if (M.Ni != n || M.Nj != n)
     ScriptError(L,
