@@ -89,6 +89,12 @@ check.error("arguments", "Rotate for a wavefunction called with 3 arguments, 2 e
   "matrix\n", Rotate, one, unit2, 1)
 check.error("arguments", "Rotate for an operator called with 3 arguments, 2 expected, operator and rotation " ..
   "matrix\n", Rotate, hop, unit2, 1)
+for name, object in pairs {wavefunction = one, operator = hop} do
+  for _, x in ipairs {0 / 0, inf} do
+    check.error("not finite", "Error while rotating " .. name .. ". Rotation matrix should be finite", Rotate, object,
+      {{x, 1}, {1, 0}})
+  end
+end
 check.error("square", "Error while rotating wavefunction. Rotation matrix should be square (Ni=1 Nj=2)", Rotate, one,
   {{1, 0}})
 check.error("dimension", "Error while rotating wavefunction. Rotation matrix should have dimension (2) of number of " ..
