@@ -16,6 +16,7 @@
 #include "core/surviving_terms.h"
 #include "cycles.h"
 #include "host/base/allocator.h"
+#include "solvers/fixed_basis_operator.h"
 
 namespace fermix {
 namespace {
@@ -133,6 +134,28 @@ void RememberedRows(benchmark::State& state) {
   state.counters["new"] = result;
 }
 
+// Rows inside a fixed basis, for one vector and for four side by side.
+void FixedRows(benchmark::State& state, std::size_t vectors) {
+  const auto orbitals = static_cast<std::uint32_t>(state.range(1));
+  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
+  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
+  const auto rows = MakeFixedBasisOperator<double>(H, OperatorPsi(H, psi));
+  std::vector<double> x(vectors * rows.N, 1), y(x.size());
+  const CycleRate rate = Timed(state, [&] {
+    vectors == 1 ? FixedBasisOperatorMultiply(rows, 0.5, x.data(), y.data())
+                 : FixedBasisOperatorMultiplyFour(rows, 0.5, x.data(), y.data());
+  });
+  using benchmark::Counter;
+  const auto inverse = Counter::kIsIterationInvariantRate | Counter::kInvert;
+  const double entries = static_cast<double>(EntryCount(rows) * vectors);
+  state.counters["ns_entry"] = Counter(entries * 1e-9, inverse);
+  state.counters["cycles_entry"] = Counter(entries / rate.perSecond(), inverse);
+  state.counters["entries"] = entries / static_cast<double>(vectors * rows.N);
+  state.counters["determinants"] = static_cast<double>(rows.N);
+}
+void FixedRowsOne(benchmark::State& state) { FixedRows(state, 1); }
+void FixedRowsFour(benchmark::State& state) { FixedRows(state, 4); }
+
 // Which terms survive, without looking up what they give.
 void SurvivorsOnly(benchmark::State& state) {
   const auto orbitals = static_cast<std::uint32_t>(state.range(1));
@@ -163,6 +186,8 @@ void Cases(benchmark::internal::Benchmark* b) {
 BENCHMARK(GrowingBasis)->Apply(Cases);
 BENCHMARK(FixedBasis)->Apply(Cases);
 BENCHMARK(RememberedRows)->Apply(Cases);
+BENCHMARK(FixedRowsOne)->Apply(Cases);
+BENCHMARK(FixedRowsFour)->Apply(Cases);
 BENCHMARK(SurvivorsOnly)->Apply(Cases);
 BENCHMARK(HardlyASurvivor);
 
