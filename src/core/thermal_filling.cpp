@@ -41,17 +41,26 @@ class Search {
     return sum + rest;
   }
 
-  // Halves the bracket until mu, its middle, fits (true), or no double is left between its ends.
+  bool fits(double mu) const { return std::fabs(excess(mu)) < ParticleTolerance; }
+
+  std::vector<double> occupations(double mu) const {
+    std::vector<double> f;
+    for (const double e : levels_) f.push_back(Fermi(e - mu, temperature_));
+    return f;
+  }
+
+  // Halves the bracket until mu, its middle, fits (true), or no double is left inside; then its ends are
+  // tried.
   bool bisect(double& low, double& high, double& mu) const {
     for (int round = 0; round < MaxRounds; ++round) {
-      const double previous = mu;
       mu = low + (high - low) / 2;
       const double difference = excess(mu);
       if (std::fabs(difference) < ParticleTolerance) return true;
-      if (round > 0 && mu == previous) return false;
-      (difference < 0 ? low : high) = mu;
+      double& end = difference < 0 ? low : high;
+      if (mu == end) break;
+      end = mu;
     }
-    return false;
+    return fits(mu = low) || fits(mu = high);
   }
 
  private:
@@ -70,15 +79,23 @@ std::vector<double> ShiftedLevels(std::vector<double> levels, double origin) {
   return levels;
 }
 
-// The filling at mu; levels stand as mu does, the energy counts from zero.
-void Fill(const std::vector<double>& eigenvalues, const std::vector<double>& levels, double mu,
-          double temperature, ThermalFilling& filling) {
-  filling.occupations.clear();
-  filling.energy = 0;
-  for (std::size_t k = 0; k < levels.size(); ++k) {
-    filling.occupations.push_back(Fermi(levels[k] - mu, temperature));
-    filling.energy += filling.occupations[k] * eigenvalues[k];
-  }
+// The filling at mu between low and high. Where it jumps, at temperature 0, levels at the jump share what
+// they hold evenly: the limit of small temperatures.
+std::vector<double> FillFromOrigin(const std::vector<double>& levels, double temperature, double particles,
+                                   double low, double high, double& mu) {
+  const Search search(levels, temperature, particles);
+  if (search.bisect(low, high, mu)) return search.occupations(mu);
+  std::vector<double> f = search.occupations(low);
+  const std::vector<double> above = search.occupations(high);
+  const double missing = -search.excess(low), w = missing / (missing + search.excess(high));
+  for (std::size_t k = 0; k < f.size(); ++k) f[k] += w * (above[k] - f[k]);
+  return f;
+}
+
+double Energy(const std::vector<double>& eigenvalues, const std::vector<double>& occupations) {
+  double sum = 0;
+  for (std::size_t k = 0; k < eigenvalues.size(); ++k) sum += occupations[k] * eigenvalues[k];
+  return sum;
 }
 
 }  // namespace
@@ -92,6 +109,8 @@ int CalculateChemicalPotentialFromListOfEigenvalues(const std::vector<double>& e
   if (!(particles >= -ParticleTolerance && particles <= count + ParticleTolerance))
     return Fail("ERROR: %d levels can not hold %g particles\n", static_cast<int>(eigenvalues.size()),
                 particles);
+  if (!std::all_of(eigenvalues.begin(), eigenvalues.end(), [](double e) { return std::isfinite(e); }))
+    return Fail("ERROR: levels that are not finite can not be filled\n");
   if (eigenvalues.empty()) return filling = {}, 0;
 
   const auto [lowest, highest] = std::minmax_element(eigenvalues.begin(), eigenvalues.end());
@@ -103,26 +122,19 @@ int CalculateChemicalPotentialFromListOfEigenvalues(const std::vector<double>& e
   for (double step = 1; search.excess(low) > ParticleTolerance / 2 && std::isfinite(low); step *= 2)
     low -= step;
   if (search.bisect(low, high, mu)) {
-    filling.mu = mu;
-    Fill(eigenvalues, eigenvalues, mu, temperature, filling);
-    return 0;
+    filling = {mu, 0, search.occupations(mu)};
+  } else {
+    // A level filled in part holds mu within a fraction of the temperature, which may be finer than the
+    // spacing of doubles there. Counted from that level it is resolved.
+    const double origin = NearestLevel(eigenvalues, mu);
+    low -= origin;
+    high -= origin;
+    filling.occupations =
+        FillFromOrigin(ShiftedLevels(eigenvalues, origin), temperature, particles, low, high, mu);
+    filling.mu = origin + mu;
   }
-
-  // A level filled in part holds mu within a fraction of the temperature, which may be finer than the spacing
-  // of doubles there. Counted from that level it is resolved.
-  const double origin = NearestLevel(eigenvalues, mu);
-  const std::vector<double> levels = ShiftedLevels(eigenvalues, origin);
-  double fromOrigin = mu - origin;
-  low -= origin;
-  high -= origin;
-  const bool found = Search(levels, temperature, particles).bisect(low, high, fromOrigin);
-  filling.mu = origin + fromOrigin;
-  Fill(eigenvalues, levels, fromOrigin, temperature, filling);
-  if (found) return 0;
-  return Fail(
-      "ERROR: no chemical potential fills the levels with %.15g particles at temperature %g. Levels filled "
-      "in part need a temperature above 0\n",
-      particles, temperature);
+  filling.energy = Energy(eigenvalues, filling.occupations);
+  return 0;
 }
 
 int CalculateDensityMatrixFromOneElectronEigensystem(const CompactMatrixType& vectors,

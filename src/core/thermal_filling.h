@@ -17,11 +17,12 @@ struct ThermalFilling {
 };
 
 // The chemical potential at which the levels, in any order, hold that many particles within 2.2e-14. A level
-// close to it is filled as precisely as the temperature asks, also where mu as a number can't resolve it.
+// close to it is filled as precisely as the temperature asks, also where mu as a number can't resolve it. At
+// temperature 0 levels of one energy that are to be filled in part are filled evenly, as for small
+// temperatures.
 //
-// Status 1 after a line when there is none: particles outside of 0 .. number of levels, or at temperature 0
-// a level that is to be filled in part, other than half. filling then holds what the search came to, or is
-// left alone when there is nothing to search for.
+// Status 1 after a line when there is none: particles outside of 0 .. number of levels, levels that are not
+// finite, or a temperature that is negative or not finite. filling is left alone then.
 [[nodiscard]] int CalculateChemicalPotentialFromListOfEigenvalues(const std::vector<double>& eigenvalues,
                                                                   double temperature, double particles,
                                                                   ThermalFilling& filling);
