@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 
+#include "core/density_mixing.h"
 #include "core/normal_order.h"
 #include "core/thermal_filling.h"
 #include "host/base/status.h"
@@ -250,6 +251,9 @@ int partialMeanFieldOperator(const OperatorType& O, OperatorType& Result, const 
 namespace {
 
 constexpr int MaxSteps = 1000;
+// Linear mixing has led to an end by then, or hardly will: open shells and doped lattices have directions in
+// which it creeps. From here on it learns from the steps before.
+constexpr int LinearSteps = 700;
 // Hits of the energy that end the search.
 constexpr int HitsToStop = 4;
 // A step is a hit only if the density that it gives is that of the step before, too: two densities that
@@ -317,12 +321,6 @@ int NextDensity(const OperatorType& ordered, const CompactMatrixType& Rho, doubl
                                                           energy);
 }
 
-// Rho = (1 - alpha) Rho + alpha next
-int Mix(CompactMatrixType& Rho, const CompactMatrixType& next, double alpha) {
-  CompactMatrixScale(Rho, 1 - alpha);
-  return CompactMatrixAdd(Rho, next, alpha);
-}
-
 void ListEnergies(const std::vector<double>& energies) {
   Say("Max number of loops reached in MeanFieldGroundstate, but energy not converged\n");
   for (std::size_t n = 0; n < energies.size(); ++n)
@@ -341,13 +339,14 @@ int MeanFieldGroundstate(const OperatorType& O, CompactMatrixType& Rho, double t
 
   CompactMatrixType mixed = Rho, previous;
   std::vector<double> energies;
+  DensityMixing history;
   double alpha = 0.8;
   for (int n = 0, hits = 0; n < MaxSteps && hits < HitsToStop; ++n) {
     alpha = MixingAtStep(n, alpha);
     CompactMatrixType next;
     double E = 0;
     if (NextDensity(ordered, mixed, temperature, particles, next, E)) return 1;
-    if (Mix(mixed, next, alpha)) return 1;
+    if (n < LinearSteps ? MixDensities(mixed, next, alpha) : history.mix(mixed, next, alpha)) return 1;
     const double before = n > 0 ? energies.back() : E;
     if (n > 0 && QSameEnergy(E, before) && LargestDifference(next, previous) < SettledDensity) {
       ++hits;

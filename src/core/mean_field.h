@@ -66,9 +66,9 @@ struct MeanFieldSettings {
 // unless there are no electrons.
 //
 // The search ends when the energy has settled, which leaves an error of the order of its square root in the
-// density matrix. When it has not after 1000 steps, the energies are listed and the last density is given.
-// Status 1 also when O or Rho is not Hermitian within 1e-8 of its largest element, or the electrons can't be
-// distributed (core/thermal_filling.h).
+// density matrix. Densities are mixed linearly, after 700 steps as Pulay does. When it has not after 1000
+// steps, the energies are listed and the last density is given. Status 1 also when O or Rho is not Hermitian
+// within 1e-8 of its largest element, or the electrons can't be distributed (core/thermal_filling.h).
 [[nodiscard]] int MeanFieldGroundstate(const OperatorType& O, CompactMatrixType& Rho, double temperature,
                                        double& energy);
 
