@@ -202,7 +202,8 @@ TEST(MeanField, RefusesWhatItCanNotReduce) {
                {"length 6", test::ToOperator(space, {{{1, -1, 2, -2, 3, -3}, 1}}), Rho},
                {"a pair", test::ToOperator(space, {{{1, 2}, 1}}), Rho},
                {"three creators", test::ToOperator(space, {{{1, 2, 3, -1}, 1}}), Rho},
-               {"bosons", test::ToOperator(withMode, {{{4, -4}, 1}}), Rho},
+               {"bosons, few", test::ToOperator(withMode, {{{4, -4}, 1e-200}}), Rho},
+               {"not a number", test::ToOperator(space, {{{1, -1}, std::nan("")}}), Rho},
                {"a rectangle", hop, tall},
                {"another size", hop, small},
                {"not finite", hop, bad}};
