@@ -37,6 +37,25 @@ void CheckFit(lua_State* L, const OperatorType& O, const CompactMatrixType& Rho)
         static_cast<int>(O.layout.NFermion), static_cast<int>(O.layout.NBoson), static_cast<int>(Rho.Ni));
 }
 
+// Pushes the operator at 1 decoupled under the density matrix at 2: all of its terms, or with listAt those on
+// the orbitals of the list there. Options may stand at optionsAt.
+int PushDecoupled(lua_State* L, int listAt, int optionsAt) {
+  const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
+  const MatrixArgument Rho(L, 2);
+  CheckFit(L, O, *Rho);
+  MeanFieldSettings settings;
+  if (lua_gettop(L) >= optionsAt) settings = CheckSettings(L, optionsAt);
+  std::vector<std::uint32_t> indices;
+  if (listAt) indices = CheckOrbitalsOrWarn(L, listAt, O.layout.NFermion);
+
+  OperatorType result;
+  if (listAt ? partialMeanFieldOperator(O, result, *Rho, indices, settings)
+             : MeanFieldOperator(O, result, *Rho, settings))
+    return luaL_error(L, "%s", Failed);
+
+  return lua_push(L, std::move(result));
+}
+
 }  // namespace
 
 // MeanFieldOperator(O, Rho [, options]) -> O decoupled under the density matrix Rho
@@ -47,16 +66,7 @@ int LuaMeanFieldOperator(lua_State* L) {
                       "MeanFieldOperator called with %d arguments. Two or three expected, Operator, Density "
                       "Matrix and optional Options.\n",
                       n);
-  const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
-  const MatrixArgument Rho(L, 2);
-  CheckFit(L, O, *Rho);
-  MeanFieldSettings settings;
-  if (n > 2) settings = CheckSettings(L, 3);
-
-  OperatorType result;
-  if (MeanFieldOperator(O, result, *Rho, settings)) return luaL_error(L, "%s", Failed);
-
-  return lua_push(L, std::move(result));
+  return PushDecoupled(L, 0, 3);
 }
 
 // PartialMeanFieldOperator(O, Rho, indices [, options]) -> O with the terms on these orbitals decoupled
@@ -67,17 +77,7 @@ int LuaPartialMeanFieldOperator(lua_State* L) {
                       "MeanFieldOperator called with %d arguments. Three or four expected, Operator, Density "
                       "Matrix, List of Indices and optional Options.\n",
                       n);
-  const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
-  const MatrixArgument Rho(L, 2);
-  CheckFit(L, O, *Rho);
-  MeanFieldSettings settings;
-  if (n > 3) settings = CheckSettings(L, 4);
-  const std::vector<std::uint32_t> indices = CheckOrbitalsOrWarn(L, 3, O.layout.NFermion);
-
-  OperatorType result;
-  if (partialMeanFieldOperator(O, result, *Rho, indices, settings)) return luaL_error(L, "%s", Failed);
-
-  return lua_push(L, std::move(result));
+  return PushDecoupled(L, 3, 4);
 }
 
 // MeanFieldGroundState(O, Rho, temperature) -> the self-consistent density matrix, its energy
