@@ -41,6 +41,8 @@ inline std::uint32_t TermCount(const OperatorFixedLengthType& t) {
 }
 inline bool QComplexTable(const OperatorFixedLengthType& t) { return t.values.index() == 1; }
 Complex16 TermValue(const OperatorFixedLengthType& t, std::uint32_t i);
+// 0 where there is none.
+inline Complex16 ConstantTerm(const OperatorType& O) { return TermCount(O.l[0]) ? TermValue(O.l[0], 0) : 0; }
 
 // Calls f(table, length) for each table that has terms, by ascending length.
 template <class F>

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "core/matrix_operator.h"
 #include "core/space_check.h"
 #include "host/base/status.h"
 #include "linalg/compact_matrix.h"
@@ -74,29 +75,18 @@ int OneParticleMatrix(const OperatorType& O, CompactMatrixType& h, Complex16& co
         "OperatorExponent failed, tried to take the exponent of an operator with single creation or "
         "annihilation operators MaxLength=%i and there are %i elements of length 1\n",
         static_cast<int>(longest), static_cast<int>(TermCount(O.l[1])));
-  constant = TermCount(O.l[0]) ? TermValue(O.l[0], 0) : 0;
-  h = InitCompactMatrix(O.layout.NFermion, O.layout.NFermion, longest == 2 && QComplexTable(O.l[2]));
-  if (longest < 2) return 0;
-  const OperatorFixedLengthType& t = O.l[2];
-  for (std::uint32_t n = 0; n < TermCount(t); ++n) {
-    const LadderIndex first = t.o[2 * std::size_t{n}], second = t.o[2 * std::size_t{n} + 1];
-    if (QCreation(first) == QCreation(second))
-      return Fail(
-          "OperatorExponent failed, operator of length 2 at index %i consists of two creation or two "
-          "annihilation operators\n",
-          static_cast<int>(n));
-    // a_j a+_i = delta_ij - a+_i a_j
-    const bool normal = QCreation(second);
-    const std::size_t i = LadderOrbital(normal ? second : first), j = LadderOrbital(normal ? first : second);
-    const Complex16 v = TermValue(t, n);
-    if (!normal && i == j) constant += v;
-    std::visit(
-        [&](auto& data) {
-          using T = typename std::decay_t<decltype(data)>::value_type;
-          data[i * h.Nj + j] += ToKind<T>(normal ? v : -v);
-        },
-        h.Data);
+  if (longest == 2) {
+    const OperatorFixedLengthType& t = O.l[2];
+    for (std::uint32_t n = 0; n < TermCount(t); ++n)
+      if (QCreation(t.o[2 * std::size_t{n}]) == QCreation(t.o[2 * std::size_t{n} + 1]))
+        return Fail(
+            "OperatorExponent failed, operator of length 2 at index %i consists of two creation or two "
+            "annihilation operators\n",
+            static_cast<int>(n));
   }
+  const OperatorType ordered = NormalOrderOperator(O, QDetNotOrderedFcFaBcBa);
+  constant = ConstantTerm(ordered);
+  h = OperatorToOneParticleMatrix(ordered);
   return 0;
 }
 

@@ -166,7 +166,7 @@ int LuaOperatorIndex(lua_State* L) {
   if (key == "NB") return lua_push(L, double(O.layout.NBoson));
   if (key == "Complex") return lua_pushboolean(L, QComplex(O) != 0), 1;
   if (key == "N") return PushTermCounts(L, O);
-  if (key == "Offset") return lua_push(L, TermCount(O.l[0]) ? TermValue(O.l[0], 0) : Complex16(0));
+  if (key == "Offset") return lua_push(L, ConstantTerm(O));
   if (key == "Restrictions") return LuaPushTable_Restrictions(L, O.Restrictions);
   if (key == "IndexShift") return luaL_error(L, "IndexShift not yet implemented as method");
   if (PushMethod(L, methods, key)) return 1;
