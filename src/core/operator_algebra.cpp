@@ -45,6 +45,8 @@ void EnterString(char set, const LadderIndex* lader, std::uint32_t length, Ladde
 void MultiplyTables(OperatorType& result, const OperatorFixedLengthType& A, std::uint32_t la,
                     const OperatorFixedLengthType& B, std::uint32_t lb, char Aset, char Bset,
                     LadderIndex* combined, OrderPredicate order) {
+  // A complex result takes products, and what ordering leaves of them, as complex numbers.
+  const bool complex = QComplexTable(result.l[la + lb]);
   const auto product = [&](const auto& a, const auto& b) {
     for (std::uint32_t n = 0; n < TermCount(B); ++n) {
       // B acts first and so stands at the low positions.
@@ -53,7 +55,12 @@ void MultiplyTables(OperatorType& result, const OperatorFixedLengthType& A, std:
       const auto vb = Bset == 'D' ? Conj(b[n]) : b[n];
       for (std::uint32_t m = 0; m < TermCount(A); ++m) {
         EnterString(Aset, A.o.data() + std::size_t{m} * la, la, combined + lb);
-        AddNormalOrder(result, combined, la + lb, (Aset == 'D' ? Conj(a[m]) : a[m]) * vb, order, sorted);
+        const auto value = (Aset == 'D' ? Conj(a[m]) : a[m]) * vb;
+        if (complex) {
+          AddNormalOrder(result, combined, la + lb, Complex16(value), order, sorted);
+        } else {
+          AddNormalOrder(result, combined, la + lb, value, order, sorted);
+        }
       }
     }
   };
