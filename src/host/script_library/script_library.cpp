@@ -5,6 +5,7 @@
 #include "atomic/special_functions_script.h"
 #include "core/expectation_script.h"
 #include "core/matrix_operator_script.h"
+#include "core/mean_field_script.h"
 #include "core/operator_script.h"
 #include "core/statistics_script.h"
 #include "core/wave_function_script.h"
@@ -90,6 +91,10 @@ constexpr luaL_Reg functions[] = {
     {"Braket", Entry<LuaBraket>},
     {"BraketDiagonal", Entry<LuaBraketDiagonal>},
     {"PrintExpectationValues", Entry<LuaPrintExpectationValues>},
+    // mean field
+    {"MeanFieldOperator", Entry<LuaMeanFieldOperator>},
+    {"PartialMeanFieldOperator", Entry<LuaPartialMeanFieldOperator>},
+    {"MeanFieldGroundState", Entry<LuaMeanFieldGroundState>},
     // solvers and spectra
     {"Eigensystem", Entry<LuaEigensystem>},
     {"CreateSpectra", Entry<LuaCreateSpectra>},
