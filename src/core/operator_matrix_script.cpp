@@ -1,6 +1,8 @@
-// OperatorToMatrix: an operator as a dense matrix, of one particle or on many-body states.
+// OperatorToMatrix: an operator as a dense matrix, of one particle (bare or in the mean field of a density)
+// or on many-body states.
 #include "core/determinant_matrix.h"
 #include "core/matrix_operator.h"
+#include "core/mean_field.h"
 #include "core/operator_script.h"
 #include "core/space_script.h"
 #include "core/wave_function_script.h"
@@ -39,8 +41,17 @@ CompactMatrixType MatrixOnFunctions(lua_State* L, const OperatorType& O, int ind
   return OperatorToFunctionMatrix(O, functions);
 }
 
+CompactMatrixType MatrixInMeanField(lua_State* L, const OperatorType& O, const CompactMatrixType& Rho,
+                                    bool AddDFTSelfInteraction) {
+  CompactMatrixType M;
+  const int status = AddDFTSelfInteraction ? MeanFieldOperatorOneElectronMatrixWithDFTInteraction(O, M, Rho)
+                                           : MeanFieldOperatorOneElectronMatrix(O, M, Rho);
+  if (status) luaL_error(L, "Mean-field operator failed\n");
+  return M;
+}
+
 // The matrix that the second argument asks for.
-CompactMatrixType MatrixOn(lua_State* L, const OperatorType& O) {
+CompactMatrixType MatrixOn(lua_State* L, const OperatorType& O, bool AddDFTSelfInteraction) {
   if (const auto* psi = TestRecord<WaveFunctionType>(L, 2)) return MatrixOnDeterminants(L, O, *psi);
   if (!QMatrixOrTable(L, 2))
     luaL_error(L,
@@ -49,6 +60,8 @@ CompactMatrixType MatrixOn(lua_State* L, const OperatorType& O) {
   if (lua_istable(L, 2) && lua_rawlen(L, 2) == 0)
     luaL_error(L, "Table of length 0 found at position 2 in OperatorToMatrix\n");
   if (luaL_isType<std::vector<WaveFunctionType>>(L, 2)) return MatrixOnFunctions(L, O, 2);
+  if (luaL_isType<CompactMatrixType>(L, 2))
+    return MatrixInMeanField(L, O, *MatrixArgument(L, 2), AddDFTSelfInteraction);
   luaL_error(L,
              "OperatorToMatrix expects either a wave-function, table of functions or a density matrix on "
              "position two\n");
@@ -57,9 +70,14 @@ CompactMatrixType MatrixOn(lua_State* L, const OperatorType& O) {
 
 }  // namespace
 
-// OperatorToMatrix(O [, psi | list of psi]) -> a table of rows
+// OperatorToMatrix(O [, psi | list of psi | density matrix [, options]]) -> a table of rows
 int LuaOperatorToMatrix(lua_State* L) {
-  const int n = lua_gettop(L);
+  int n = lua_gettop(L);
+  bool AddDFTSelfInteraction = false;
+  if (n == 3 && LuaTestOptionsList(L, 3)) {
+    LuaCheckOptions(L, 3, {Option("AddDFTSelfInteraction", &AddDFTSelfInteraction)});
+    n = 2;
+  }
   if (n < 1 || n > 2)
     return luaL_error(L,
                       "Error in OperatorToMatrix, expected one (Operator) or two (Operator, Wavefunction / "
@@ -67,7 +85,8 @@ int LuaOperatorToMatrix(lua_State* L) {
                       n);
   const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
 
-  return LuaPushTable_CompactMatrixType(L, n == 1 ? OneParticleMatrix(O) : MatrixOn(L, O));
+  return LuaPushTable_CompactMatrixType(
+      L, n == 1 ? OneParticleMatrix(O) : MatrixOn(L, O, AddDFTSelfInteraction));
 }
 
 }  // namespace fermix
