@@ -115,18 +115,21 @@ TEST(NormalOrder, VeryLongStrings) {
   EXPECT_EQ(TermValue(O.l[2], 0), Complex16(0, -1));
 }
 
-// A real term whose contraction falls into a complex table, and the other way round.
+// What falls into a complex table is complex, with all that it leaves; a real table takes complex terms.
 TEST(NormalOrder, ContractionsFindTablesOfEitherKind) {
-  OperatorType O = InitOperator(1, 0);
+  const std::vector<LadderIndex> aaDag = {Create(0), Annihilate(0)};
+  OperatorType O = InitOperator(2, 0);
   OperatorAddConstant(O, {0, 1});
-  OperatorAddLaderNormalOrder(O, {Create(0), Annihilate(0)}, 2);
-  OperatorAddLaderNormalOrder(O, {Create(0), Annihilate(0)}, {0, 3});
+  OperatorAddLaderNormalOrder(O, aaDag, 2);
+  OperatorAddLaderNormalOrder(O, aaDag, {0, 3});
   EXPECT_EQ(TermValue(O.l[0], 0), Complex16(2, 4));
   EXPECT_EQ(TermValue(O.l[2], 0), Complex16(-2, -3));
-  OperatorType real = InitOperator(1, 0);
+  OperatorType real = InitOperator(2, 0);
   OperatorAddConstant(real, 1);
-  OperatorAddLaderNormalOrder(real, {Create(0), Annihilate(0)}, {0, 3});
-  EXPECT_EQ(TermValue(real.l[0], 0), Complex16(1, 3));
+  OperatorAddLader(real, {Annihilate(1), Create(1)}, {0, 1});
+  OperatorAddLaderNormalOrder(real, {Create(0), Annihilate(0), Create(1), Annihilate(1)}, 1);
+  EXPECT_EQ(TermValue(real.l[0], 0), Complex16(2));
+  EXPECT_TRUE(QComplexTable(real.l[0]) && !QComplexTable(real.l[4]));
 }
 
 TEST(OperatorProduct, IsTheProductOfTheMatrices) {

@@ -71,6 +71,10 @@ local errors = {
   {"Error, number devided by an operator\n", meta.__div, 1, A},
   {"Error, table devided by an operator\n", meta.__div, {1}, A},
   {"Error, operator devided by an object of unrecognized type\n", meta.__div, A, B},
+  {"Error, operator multiplied with a number that is not a number\n", meta.__mul, A, 0 / 0},
+  {"Error, operator added to a number that is not a number\n", meta.__sub, Complex.New(0, 0 / 0), A},
+  {"Error, operator added to a number that is not a number\n", meta.__add, A, 0 / 0},
+  {"Error, operator devided by a number that is not a number\n", meta.__div, A, 0 / 0},
   {"Error, operator devided by an object of unrecognized type\n", meta.__div, A, {}},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
