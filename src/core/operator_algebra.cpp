@@ -67,7 +67,8 @@ void MultiplyTables(OperatorType& result, const OperatorFixedLengthType& A, std:
   std::visit(product, A.values, B.values);
 }
 
-// The matrix h of sum_ij h_ij a+_i a_j, and the constant. Status 1 after a line when O has other terms.
+// The matrix h of sum_ij h_ij a+_i a_j, left empty where O has no strings of that length, and the constant.
+// Status 1 after a line when O has other terms.
 int OneParticleMatrix(const OperatorType& O, CompactMatrixType& h, Complex16& constant) {
   if (O.layout.NBoson != 0)
     return Fail("OperatorExponent failed, tried to take the exponent of an operator with bosons Nboson=%i\n",
@@ -93,7 +94,7 @@ int OneParticleMatrix(const OperatorType& O, CompactMatrixType& h, Complex16& co
   }
   const OperatorType ordered = NormalOrderOperator(O, QDetNotOrderedFcFaBcBa);
   constant = ConstantTerm(ordered);
-  h = OperatorToOneParticleMatrix(ordered);
+  if (longest == 2) h = OperatorToOneParticleMatrix(ordered);
   return 0;
 }
 

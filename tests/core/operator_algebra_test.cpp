@@ -186,20 +186,6 @@ TEST(OperatorTranspose, TransposesAndConjugatesTheMatrix) {
       }
 }
 
-TEST(OperatorScale, ScalesEveryTable) {
-  std::mt19937 random(29);
-  for (const bool complex : {false, true})
-    for (const Complex16 factor : {Complex16(-2), Complex16(0.5, 3), Complex16(0), Complex16(1, 1e-310)}) {
-      const auto terms = RandomTerms(Fermions.space, random, 30, 3, complex);
-      OperatorType O = ToOperator(Fermions.space, terms);
-      OperatorScale(O, factor);
-      Dense expected = Fermions.space.matrix(terms);
-      for (Amplitude& x : expected) x *= ToStd(factor);
-      EXPECT_LT(Distance(Matrix(Fermions.space, O), expected), Tolerance);
-      EXPECT_EQ(QComplex(O), complex || factor.im == 3 ? 1u : 0u);
-    }
-}
-
 TEST(OperatorTraceAverage, TakesNumberOperatorsOfTheList) {
   OperatorType O = InitOperator(3, 0);
   OperatorAddConstant(O, 100);

@@ -31,7 +31,7 @@ check.equal("name of the first", (A + B).Name, "A")
 -- Scalars.
 local one = NewOperator(NF, 0, {{1}})
 local scalars = {
-  {"2 A", 2 * A, A + A}, {"A 2", A * 2, A + A}, {"text", "2" * A, A + A}, {"i A", i * A, A * i},
+  {"2 A", 2 * A, A + A}, {"A 2", A * 2, A + A}, {"text", "2" * A, A + A}, {"i A", i * A, A * i}, {"i i A", i * (i * A), -A},
   {"A / 2", A / 2, A * 0.5}, {"A / i", A / i, -i * A}, {"-A", -A, A - A - A}, {"A + 2", A + 2, A + one + one},
   {"2 + A", 2 + A, A + one + one}, {"2 - A", 2 - A, one + one - A}, {"A - i", A - i, A + one * (-i)},
   {"i - A", i - A, -A + i}, {"A - '1'", A - "1", A - one},

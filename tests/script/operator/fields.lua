@@ -9,7 +9,7 @@ local function read(path)
   return text
 end
 
-local O = NewOperator(3, 1, {{1, -0, 0.5}, {2, -2, -1}, {3, 1, 2}, {1e-16 - i}}, {{"Name", "100% hop"}})
+local O = NewOperator(3, 1, {{1, -0, 0.5}, {2, -2, -1}, {3, 1, 2}, {2, -1, 1e-16}, {1e-16 - i}}, {{"Name", "100% hop"}})
 local text = "\nOperator: 100% hop\n" ..
   "QComplex         =          2 (Real==0 or Complex==1 or Mixed==2)\n" ..
   "MaxLength        =          2 (largest number of product of lader operators)\n" ..
@@ -21,10 +21,11 @@ local text = "\nOperator: 100% hop\n" ..
   "|  1.000000000000000E-16 -1.000000000000000E+00\n" ..
   "\nOperator of Length   2\n" ..
   "QComplex      =          0 (Real==0 or Complex==1)\n" ..
-  "N             =          3 (number of operators of length   2)\n" ..
+  "N             =          4 (number of operators of length   2)\n" ..
   "C  1 A  0 |  5.000000000000000E-01\n" ..
   "C  2 A  2 | -1.000000000000000E+00\n" ..
-  "C  1 C  3 |  2.000000000000000E+00\n\n"
+  "C  1 C  3 |  2.000000000000000E+00\n" ..
+  "C  2 A  1 |  1.000000000000000E-16\n\n"
 check.equal("print", tostring(O), text)
 local path = os.tmpname()
 O.Print({{"file", path}})
@@ -36,6 +37,8 @@ check.error("file that can't be written", "Error in .Print(arg) can't write to f
   {{"file", "/nowhere/at/all"}})
 
 -- Chop and Conjugate work in place, the transposes make new operators.
+O.Chop()
+check.equal("chopped noise", O.N[0] .. " " .. O.N[2], "1 3")
 O.Chop(1.5)
 check.equal("chopped to one term", O.N[0] .. " " .. O.N[2], "0 1")
 O.Chop(2)

@@ -74,22 +74,14 @@ end
 local plain, own = OperatorToMatrix(H, rho), OperatorToMatrix(H, rho, {{"AddDFTSelfInteraction", true}})
 check.ok("self-interaction is an option", plain[1][1] ~= own[1][1])
 
--- exp of a one-particle operator against its power series on a state.
-local h = NewOperator(3, 0, {{0, -0, 0.3}, {1, -0, 0.2 * i}, {0, -1, -0.2 * i}, {2, -1, 0.4}, {1, -2, 0.4}, {0.1}})
-psi = NewWavefunction(3, 0, {{"110", 1}, {"100", 2}, {"000", 1}})
-local function series(z)
-  local term, sum = psi, psi
-  for k = 1, 30 do
-    term = h * term * z / k
-    sum = sum + term
-  end
-  return sum
-end
+-- exp of a number operator, and of a hop, whose square is 1 on one electron.
+local n, x = NewOperator(2, 0, {{1, -1, 1}}), NewOperator(2, 0, {{1, -0, 1}, {0, -1, 1}})
+local one = NewWavefunction(2, 0, {{"10", 1}})
 for _, z in ipairs({1, -2, i, 0.5 + i}) do
-  local difference = OperatorExp(h, z) * psi - series(z)
-  check.near("exponential", difference * difference, 0, 1e-26)
+  check.ok("number operator", Chop(OperatorExp(n, z) - (1 + (math.exp(z) - 1) * n), 1e-14) == NewOperator(2, 0, {}))
+  check.near("hop", one * OperatorExp(x, z) * one, (math.exp(z) + math.exp(-z)) / 2, 1e-14)
 end
-check.near("math.exp is the same", psi * (math.exp(h) * psi), psi * (OperatorExp(h) * psi), 1e-14)
+check.ok("math.exp is the same", math.exp(x) == OperatorExp(x))
 
 local matrix = "Error in OperatorToMatrix, expected one (Operator) or two (Operator, Wavefunction / List of functions / DensityMatrix) input parameters, not (%d)\n"
 local expects = "OperatorToMatrix expects either a wave-function, table of functions or a density matrix on position two\n"
@@ -100,9 +92,9 @@ local errors = {
   {expects, OperatorToMatrix, H, {det, 1}}, {expects, OperatorToMatrix, H, {{"AddDFTSelfInteraction", true}}},
   {"Table of length 0 found at position 2 in OperatorToMatrix\n", OperatorToMatrix, H, {}},
   {"Mean-field operator failed\n", OperatorToMatrix, H, {{1}}},
-  {"OperatorToMatrix called with a wave-function and an operator with different number of Fermions (3 and 4)\n", OperatorToMatrix, H, psi},
-  {"OperatorToMatrix called with a wave-function and an operator with different number of Fermions (3 and 4)\n", OperatorToMatrix, H, {det, psi}},
-  {"Error, call to OperatorExp with a factor that is not a number\n", OperatorExp, h, 0 / 0},
+  {"OperatorToMatrix called with a wave-function and an operator with different number of Fermions (2 and 4)\n", OperatorToMatrix, H, one},
+  {"OperatorToMatrix called with a wave-function and an operator with different number of Fermions (2 and 4)\n", OperatorToMatrix, H, {det, one}},
+  {"Error, call to OperatorExp with a factor that is not a number\n", OperatorExp, n, 0 / 0},
   {"OperatorSetTrace called with 0 arguments. One, two or three expected, Operator, trace, and indices to be included.\n", OperatorSetTrace},
   {"OperatorSetTrace called with 4 arguments. One, two or three expected, Operator, trace, and indices to be included.\n", OperatorSetOnsiteEnergy, H, 1, {}, 1},
   {"OperatorSetTrace: Index 4 is not within [0,NF-1]=[0,3].\n", OperatorSetTrace, H, 1, {4}},
@@ -111,8 +103,8 @@ local errors = {
   {"PartialOperator called with 2 arguments. Operator, List of (list of) Indices and mode expected.\n", PartialOperator, H, {0}},
   {'PartialOperator called with unrecognised mode "Include".\n Mode should be "include", "exclude", or "conserve"\n', PartialOperator, H, {0}, "Include"},
   {"Error, call to OperatorExp with 0 arguments, expected 1 or 2\n", OperatorExp},
-  {"Error, call to OperatorExp with 3 arguments, expected 1 or 2\n", OperatorExp, h, 1, 1},
-  {"Error, call to OperatorExp with 2 arguments, first should be an operator, second is an optional real or complex number. Type found at position two is table\n", OperatorExp, h, {}},
+  {"Error, call to OperatorExp with 3 arguments, expected 1 or 2\n", OperatorExp, n, 1, 1},
+  {"Error, call to OperatorExp with 2 arguments, first should be an operator, second is an optional real or complex number. Type found at position two is table\n", OperatorExp, n, {}},
   {"Error, call to OperatorExp failed\n", OperatorExp, H},
   {"Error, call to OperatorExp failed\n", OperatorExp, NewOperator(3, 0, {{1, -0, 1}})},
 }
