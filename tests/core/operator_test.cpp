@@ -359,7 +359,6 @@ TEST(OperatorMemory, FailedStepsLeaveTheRecordAsItWas) {
        [&](OperatorType& o) {
          OperatorAdd(o, more, {1, 0.5});
        }},
-      {"ordered sum", [&](OperatorType& o) { OperatorAddNormalOrder(o, more, 1, QDetNotOrderedFcFaBaBc); }},
       {"space", [&](OperatorType& o) { EXPECT_EQ(OperatorChangeNFandNB(o, 7, 1), 0); }},
       {"table size", [&](OperatorType& o) { InitOperatorFixedLength(o, 7, 4); }},
       {"scale", [&](OperatorType& o) {
