@@ -86,9 +86,7 @@ int LuaOperatorSetOnsiteEnergy(lua_State* L) {
                       n);
   const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
   Complex16 value = 0;
-  if (n > 1) lua_check(L, 2, value);
-  if (std::isnan(value.re) || std::isnan(value.im))
-    return luaL_error(L, "OperatorSetTrace called with a trace that is not a number\n");
+  if (n > 1) value = CheckNumber(L, 2, "OperatorSetTrace called with a trace that is not a number\n");
   std::vector<std::uint32_t> orbitals(O.layout.NFermion);
   std::iota(orbitals.begin(), orbitals.end(), 0u);
   if (n == 3) orbitals = CheckOrbitals(L, 3, O.layout.NFermion);
@@ -130,7 +128,7 @@ int LuaOperatorExp(lua_State* L) {
                         "Error, call to OperatorExp with 2 arguments, first should be an operator, second is "
                         "an optional real or complex number. Type found at position two is %s\n",
                         luaL_typename(L, 2));
-    lua_check(L, 2, z);
+    z = CheckNumber(L, 2, "Error, call to OperatorExp with a factor that is not a number\n");
   }
 
   OperatorType result;

@@ -75,6 +75,7 @@ constexpr luaL_Reg functions[] = {
     {"Statistics", Entry<LuaStatistics>},
     // operators
     {"NewOperator", Entry<LuaNewOperator>},
+    {"OperatorToMatrix", Entry<LuaOperatorToMatrix>},
     {"OperatorExp", Entry<LuaOperatorExp>},
     {"OperatorSetOnsiteEnergy", Entry<LuaOperatorSetOnsiteEnergy>},
     {"OperatorSetTrace", Entry<LuaOperatorSetOnsiteEnergy>},
