@@ -7,6 +7,7 @@
 #include "core/expectation_table.h"
 #include "core/method_script.h"
 #include "core/operator_script.h"
+#include "core/record_list_script.h"
 #include "core/space_script.h"
 #include "core/wave_function_script.h"
 #include "host/base/status.h"
@@ -15,27 +16,6 @@
 namespace fermix {
 
 namespace {
-
-// The records of a single value or of a list. They belong to the script, which holds them on the stack and in
-// the list.
-template <class T>
-struct RecordList {
-  std::vector<const T*> records;
-  bool single = false;
-};
-
-template <class T>
-RecordList<T> CheckRecords(lua_State* L, int index) {
-  if (!lua_istable(L, index)) return {{CheckRecord<T>(L, index)}, true};
-  RecordList<T> list;
-  const int count = static_cast<int>(lua_rawlen(L, index));
-  for (int i = 1; i <= count; ++i) {
-    lua_rawgeti(L, index, i);
-    list.records.push_back(CheckRecord<T>(L, -1));
-    lua_pop(L, 1);
-  }
-  return list;
-}
 
 // --- Braket
 
