@@ -92,15 +92,15 @@ struct Remainder {
   T value;
 };
 
-// The remainders of a state from element on, until piece of them have come together. numbers(keys, count,
-// numbers) finds or adds their determinants; those without a number are left out. Returns the element after
-// the last one taken.
+// The remainders of a state from element on, which it has, until piece of them have come together.
+// numbers(keys, count, numbers) finds or adds their determinants; those without a number are left out.
+// Returns the element after the last one taken.
 template <class T, class Numbers>
 std::uint32_t TakeRemainders(const CompiledOperator& strings, const WaveFunctionType& psi,
                              const BlockedArray<T>& x, std::uint32_t element, const DeterminantBasis& target,
                              std::size_t piece, Numbers&& numbers, std::vector<Remainder<T>>& out) {
   out.clear();
-  while (element <= ElementCount(psi) && out.size() < piece) {
+  do {
     const std::uint32_t last = element + std::min(Stride - 1, ElementCount(psi) - element);
     ForEachResult(
         strings, std::get<std::vector<double>>(strings.values), false, element, last, *psi.basis, target,
@@ -111,7 +111,7 @@ std::uint32_t TakeRemainders(const CompiledOperator& strings, const WaveFunction
             if (results.numbers[i]) out.push_back({results.term[i], results.numbers[i], values[i]});
         });
     element = last + 1;
-  }
+  } while (element <= ElementCount(psi) && out.size() < piece);
   return element;
 }
 
@@ -138,10 +138,13 @@ struct SortedRemainders {
 template <class B, class K, class T>
 void AddProducts(const SortedRemainders<B>& bra, const std::vector<Remainder<K>>& ket, std::uint32_t strings,
                  std::vector<T>& sums) {
-  constexpr std::size_t ahead = 8;
+  constexpr std::size_t ahead = 16;
   for (std::size_t i = 0; i < ket.size(); ++i) {
-    if (i + 2 * ahead < ket.size()) __builtin_prefetch(&bra.start[ket[i + 2 * ahead].number]);
-    if (i + ahead < ket.size()) __builtin_prefetch(bra.entries.data() + bra.start[ket[i + ahead].number]);
+    if (i + 2 * ahead < ket.size()) {
+      __builtin_prefetch(&bra.start[ket[i + 2 * ahead].number]);
+      const auto* first = bra.entries.data() + bra.start[ket[i + ahead].number];
+      for (int line = 0; line < 3; ++line) __builtin_prefetch(first + 4 * line);
+    }
     T* row = sums.data() + std::size_t{ket[i].string} * strings;
     const auto* entry = bra.entries.data() + bra.start[ket[i].number];
     const auto* end = bra.entries.data() + bra.start[ket[i].number + 1];
@@ -167,6 +170,19 @@ void AddBra(const CompiledOperator& strings, const WaveFunctionType& bra, const 
   }
 }
 
+// Sums of bra with remainders of a ket.
+template <class K>
+void AddAnyBra(const CompiledOperator& strings, const WaveFunctionType& bra,
+               const std::vector<Remainder<K>>& ket, const DeterminantBasis& determinants, std::size_t piece,
+               ElementList& sums) {
+  std::visit(
+      [&](const auto& y) {
+        using T = decltype(y[0] * K{});
+        AddBra(strings, bra, y, ket, determinants, piece, std::get<std::vector<T>>(sums));
+      },
+      bra.values);
+}
+
 // For each of bras the sums with ket.
 template <class K>
 std::vector<ElementList> SumProducts(const CompiledOperator& strings,
@@ -179,21 +195,23 @@ std::vector<ElementList> SumProducts(const CompiledOperator& strings,
     sums.push_back(QComplex(*bra) || IsComplex<K> ? ElementList(std::vector<Complex16>(size))
                                                   : ElementList(std::vector<double>(size)));
   std::vector<Remainder<K>> remainders;
-  for (std::uint32_t next = 1; next <= ElementCount(ket);) {
+  for (std::uint32_t next = 1, first = 1; next <= ElementCount(ket); first = next) {
     DeterminantBasis determinants(Layout(ket));
     next = TakeRemainders(
-        strings, ket, x, next, determinants, piece,
+        strings, ket, x, first, determinants, piece,
         [&](const KeyWord* keys, std::uint32_t count, std::uint32_t* numbers) {
           BasisAddBatch(determinants, keys, count, numbers);
         },
         remainders);
+    const bool whole = first == 1 && next > ElementCount(ket);
     for (std::size_t b = 0; b < bras.size(); ++b)
-      std::visit(
-          [&](const auto& y) {
-            using T = decltype(y[0] * x[0]);
-            AddBra(strings, *bras[b], y, remainders, determinants, piece, std::get<std::vector<T>>(sums[b]));
-          },
-          bras[b]->values);
+      if (whole && bras[b] == &ket) {  // the remainders of both are the same
+        SortedRemainders<K> sorted;
+        sorted.sort(remainders, determinants.N);
+        AddProducts(sorted, remainders, strings.terms, std::get<std::vector<K>>(sums[b]));
+      } else {
+        AddAnyBra(strings, *bras[b], remainders, determinants, piece, sums[b]);
+      }
   }
   return sums;
 }
@@ -234,8 +252,8 @@ void RequireFit(const DensityRequest& request, const KeyLayout& layout,
     throw std::invalid_argument("Density matrices exist for one or two particles\n");
   for (const std::uint32_t i : request.orbitals)
     if (i >= layout.NFermion + layout.NBoson || i > IndexMask)
-      throw std::invalid_argument("Index " + std::to_string(i) +
-                                  " of a density matrix is not an orbital of the wave-function\n");
+      throw std::invalid_argument("DensityMatrix: No ladder operator acts on index " + std::to_string(i) +
+                                  "\n");
 }
 
 // The densities of one ket with each of bras.

@@ -1,5 +1,7 @@
 #include "core/density_matrix_script.h"
 
+#include <cmath>
+
 #include "core/density_matrix.h"
 #include "core/method_script.h"
 #include "core/record_list_script.h"
@@ -40,14 +42,15 @@ bool QIndexList(lua_State* L, int n) {
 }
 
 std::vector<std::uint32_t> CheckIndices(lua_State* L, const KeyLayout& layout) {
-  std::vector<int> list;
+  std::vector<double> list;
   luaL_checkarray(L, 2, list);
-  const int count = static_cast<int>(layout.NFermion + layout.NBoson);
+  const double last = double(layout.NFermion) + layout.NBoson - 1;
   std::vector<std::uint32_t> orbitals;
-  for (const int i : list) {
-    if (i < 0 || i >= count)
-      luaL_error(L, "DensityMatrix: Index %d is not within [0,NF+NB-1]=[0,%d].\n", i, count - 1);
-    orbitals.push_back(static_cast<std::uint32_t>(i));
+  for (const double i : list) {
+    if (!(i > -0.5 && i < last + 0.5))
+      ScriptError(L, "DensityMatrix: Index %g is not within [0,NF+NB-1]=[0,%d].\n", i,
+                  static_cast<int>(last));
+    orbitals.push_back(static_cast<std::uint32_t>(std::nearbyint(i)));
   }
   return orbitals;
 }
