@@ -12,6 +12,7 @@
 #include "core/density_matrix.h"
 #include "core/expectation.h"
 #include "core/operator.h"
+#include "cycles.h"
 
 namespace fermix {
 namespace {
@@ -47,7 +48,7 @@ WaveFunctionType State(const benchmark::State& state) {
   return psi;
 }
 
-void Report(benchmark::State& state, const WaveFunctionType& psi, int particles) {
+void Report(benchmark::State& state, const WaveFunctionType& psi, const CycleRate& rate, int particles) {
   const double N = double(state.range(0)), n = double(state.range(1)), determinants = ElementCount(psi);
   const bool one = particles == 1;
   const double elements = one ? N * N : N * N * N * N;
@@ -56,24 +57,27 @@ void Report(benchmark::State& state, const WaveFunctionType& psi, int particles)
   state.counters["determinants"] = determinants;
   state.counters["ns_element"] = Counter(elements * determinants * 1e-9, inverse);
   state.counters["ns_product"] = Counter(products * determinants * 1e-9, inverse);
+  state.counters["cycles_product"] = Counter(products * determinants / rate.perSecond(), inverse);
 }
 
 template <int particles>
 void OneWalk(benchmark::State& state) {
   const WaveFunctionType psi = State(state);
   DensityRequest request{particles, AllOrbitals(Layout(psi))};
-  for (auto _ : state) benchmark::DoNotOptimize(CalculateDensityMatrix(request, psi));
-  Report(state, psi, particles);
+  const CycleRate rate =
+      Timed(state, [&] { benchmark::DoNotOptimize(CalculateDensityMatrix(request, psi)); });
+  Report(state, psi, rate, particles);
 }
 
 template <class Element>
 void ElementByElement(benchmark::State& state, Element&& element) {
   const WaveFunctionType psi = State(state);
   const auto N = Layout(psi).NFermion;
-  for (auto _ : state)
+  const CycleRate rate = Timed(state, [&] {
     for (std::uint32_t i = 0; i < N; ++i)
       for (std::uint32_t j = 0; j < N; ++j) benchmark::DoNotOptimize(element(psi, i, j));
-  Report(state, psi, 1);
+  });
+  Report(state, psi, rate, 1);
 }
 
 void OperatorByOperator(benchmark::State& state) {

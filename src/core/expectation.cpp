@@ -28,15 +28,21 @@ std::vector<std::vector<std::size_t>> GroupByBasis(const std::vector<const WaveF
   return groups;
 }
 
-// sum += conj(bra) result for the results that the bra has.
+// sum += conj(bra) result for the results that the bra has, under these numbers.
 template <class T>
-void AddResults(const WaveFunctionType& bra, const std::uint32_t* numbers, std::uint32_t count,
-                const T* values, Complex16& sum) {
+void AddResults(const WaveFunctionType& bra, const SurvivingTerms& results, const std::uint32_t* numbers,
+                const ResultValues<T>& values, Complex16& sum) {
   std::visit(
       [&](const auto& b) {
         auto added = ToKind<decltype(b[0] * T{})>(sum);
-        for (std::uint32_t i = 0; i < count; ++i)
-          if (numbers[i]) added += Conj(b[numbers[i]]) * values[i];
+        FurtherCodes furtherCodes(results);
+        for (std::uint32_t i = 0; i < results.count; ++i) {
+          const std::uint32_t number = numbers[i];
+          if (number) added += Conj(b[number]) * values.first[i];
+          furtherCodes.forEach(i, [&](std::uint32_t e) {
+            if (number) added += Conj(b[number]) * values.further[e];
+          });
+        }
         sum = added;
       },
       bra.values);
@@ -52,7 +58,7 @@ std::vector<Complex16> SumMatrixElements(const CompiledOperator& O, const std::v
   const auto groups = GroupByBasis(bras);
   std::vector<Complex16> sums(bras.size());
   std::vector<std::uint32_t> others;
-  const auto flush = [&](SurvivingTerms& results, const T* values) {
+  const auto flush = [&](SurvivingTerms& results, const ResultValues<T>& values) {
     for (const auto& group : groups) {
       const DeterminantBasis& basis = *bras[group[0]]->basis;
       std::uint32_t* numbers = results.numbers.data();
@@ -62,7 +68,7 @@ std::vector<Complex16> SumMatrixElements(const CompiledOperator& O, const std::v
         BasisHash(basis, results.keys.data(), results.count, numbers);
       }
       BasisFindBatch(basis, results.keys.data(), results.count, numbers);
-      for (const std::size_t b : group) AddResults(*bras[b], numbers, results.count, values, sums[b]);
+      for (const std::size_t b : group) AddResults(*bras[b], results, numbers, values, sums[b]);
     }
   };
   ForEachResult(
