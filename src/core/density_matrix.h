@@ -18,7 +18,7 @@ namespace fermix {
 struct DensityRequest {
   int particles = 1;                    // 1 or 2
   std::vector<std::uint32_t> orbitals;  // each below NFermion + NBoson, in any order, also repeatedly
-  // Determinants with particles taken out that are held at a time, 24 to 80 bytes each. While a ket gives no
+  // Determinants with particles taken out that are held at a time, 60 to 100 bytes each. While a ket gives no
   // more, each element is a running sum in the order of the ket; states beyond that are taken in pieces.
   std::size_t piece = std::size_t{1} << 22;
 };
