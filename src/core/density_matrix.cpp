@@ -269,6 +269,7 @@ std::vector<CompactTensorType> DensitiesOfKet(const DensityRequest& request,
   }
   const auto fill = [&] {
     const Annihilators A = MakeAnnihilators(request, Layout(ket));
+    if (A.count == 0) return;
     const CompiledOperator strings = CompileOperator(A.strings, &Unrestricted, elements);
     std::vector<ElementList> sums = std::visit(
         [&](const auto& x) { return SumProducts(strings, bras, ket, x, request.piece); }, ket.values);

@@ -97,8 +97,9 @@ TEST(DensityMatrix, HasTheDigitsOfSingleElements) {
     EXPECT_EQ(Element(matrix, n), value({Annihilate(one.orbitals[n % 3]), Create(one.orbitals[n / 3])}));
   for (std::size_t n = 0; n < 81; ++n) {
     const auto at = [&](std::size_t digit) { return two.orbitals[n / digit % 3]; };
+    const bool twice = at(1) == at(3) || at(9) == at(27);  // Pauli
     EXPECT_EQ(Element(tensor, n),
-              value({Annihilate(at(1)), Annihilate(at(3)), Create(at(9)), Create(at(27))}));
+              twice ? 0 : value({Annihilate(at(1)), Annihilate(at(3)), Create(at(9)), Create(at(27))}));
   }
 }
 
