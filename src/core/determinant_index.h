@@ -107,7 +107,9 @@ inline void ForEachNumber(const DeterminantBasis& basis, Words words, const KeyW
       const std::size_t b = HomeBucket(hash, size);
       const DeterminantBasis::Bucket& bucket = basis.buckets[b];
       const unsigned matches = Matches(bucket, hash);
-      const std::uint32_t candidate = bucket.number[std::countr_zero(matches | 1u << last)];
+      // Without a match the sentinel, which is at hand.
+      const std::uint32_t candidate =
+          bucket.number[std::countr_zero(matches | 1u << last)] & -std::uint32_t{matches != 0};
       candidates[i] = candidate;
       __builtin_prefetch(KeyAt(basis, candidate, words));
       fetch(candidate);

@@ -26,11 +26,11 @@ FERMIX_VECTOR_CLONES void AndRows(const KeyWord* const* rows, std::size_t count,
 
 // The rows that the slices of key choose, and those of the restrictions.
 std::size_t ChooseRows(const CompiledOperator& O, const KeyWord* key, bool restricted, const KeyWord** rows) {
-  const unsigned perWord = 64 / O.sliceBits;
-  const KeyWord low = (KeyWord{1} << O.sliceBits) - 1;
-  for (std::uint32_t s = 0; s < O.slices; ++s) {
-    const KeyWord value = (key[s / perWord] >> (64 - O.sliceBits * (s % perWord + 1))) & low;
-    rows[s] = O.rows.data() + ((std::size_t{s} << O.sliceBits) + value) * O.rowWords;
+  const KeyWord* row = O.rows.data();
+  const std::size_t values = std::size_t{1} << O.sliceBits;  // that a slice can take
+  for (std::uint32_t s = 0, bit = 0; s < O.slices; ++s, bit += O.sliceBits, row += values * O.rowWords) {
+    const KeyWord value = (key[bit / 64] >> (64 - O.sliceBits - bit % 64)) & (values - 1);
+    rows[s] = row + value * O.rowWords;
   }
   if (!restricted) return O.slices;
   for (std::uint32_t r = 0; r < O.restrictionStart.size(); ++r) {
@@ -40,8 +40,8 @@ std::size_t ChooseRows(const CompiledOperator& O, const KeyWord* key, bool restr
   return O.slices + O.restrictionStart.size();
 }
 
-// Numbers of the set bits of a mask of whole words, counted from base. Always four at a time: how many a word
-// has can't be predicted. Writes up to three numbers more than it counts.
+// Numbers of the set bits of a mask of whole words, counted from base. Always in fours: how many a word has
+// can't be predicted. Writes up to three numbers more than it counts.
 inline std::uint32_t CollectBits(const KeyWord* mask, std::uint32_t words, std::uint32_t base,
                                  std::uint32_t* numbers) {
   std::uint32_t count = 0;
@@ -50,8 +50,10 @@ inline std::uint32_t CollectBits(const KeyWord* mask, std::uint32_t words, std::
     const auto found = static_cast<std::uint32_t>(__builtin_popcountll(bits));
     std::uint32_t* to = numbers + count;
     for (std::uint32_t done = 0; done < found; done += 4)
-      for (int k = 0; k < 4; ++k, bits &= bits - 1)
+      for (int k = 0; k < 4; ++k, bits &= bits - 1) {
         *to++ = base + static_cast<std::uint32_t>(__builtin_ctzll(bits | KeyWord{1} << 63));
+        __asm__("" : "+r"(bits));  // nothing for vectors, but compilers try
+      }
     count += found;
   }
   return count;
