@@ -93,6 +93,7 @@ TEST(DensityMatrix, HasTheDigitsOfSingleElements) {
     OperatorAddLader(O, lader, 1);
     return ToStd(PsiOperatorPsi(O, psi));
   };
+  EXPECT_EQ(Element(CalculateDensityMatrix({2, {3}}, psi), 0), 0.0);
   for (std::size_t n = 0; n < 9; ++n)
     EXPECT_EQ(Element(matrix, n), value({Annihilate(one.orbitals[n % 3]), Create(one.orbitals[n / 3])}));
   for (std::size_t n = 0; n < 81; ++n) {
