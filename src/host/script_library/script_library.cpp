@@ -3,6 +3,7 @@
 #include "atomic/angular_momentum_script.h"
 #include "atomic/orbitals_script.h"
 #include "atomic/special_functions_script.h"
+#include "core/density_matrix_script.h"
 #include "core/expectation_script.h"
 #include "core/matrix_operator_script.h"
 #include "core/mean_field_script.h"
@@ -90,6 +91,7 @@ constexpr luaL_Reg functions[] = {
     // expectation values
     {"Braket", Entry<LuaBraket>},
     {"BraketDiagonal", Entry<LuaBraketDiagonal>},
+    {"DensityMatrix", Entry<LuaDensityMatrix>},
     {"PrintExpectationValues", Entry<LuaPrintExpectationValues>},
     // mean field
     {"MeanFieldOperator", Entry<LuaMeanFieldOperator>},
