@@ -50,14 +50,16 @@ CompactMatrixType OperatorToFunctionMatrix(const OperatorType& O,
                                                   [](const auto* psi) { return QComplex(*psi); });
   const auto n = static_cast<std::uint32_t>(functions.size());
   CompactMatrixType A = InitCompactMatrix(n, n, complex);
-  const CompiledOperator compiled = CompileForElements(O, functions, functions.size());
-  std::visit(
-      [&](auto& data) {
-        using T = typename std::decay_t<decltype(data)>::value_type;
-        for (std::size_t k = 0; k < data.size(); ++k)
-          data[k] = ToKind<T>(PsiPrimeOperatorPsi(compiled, *functions[k / n], *functions[k % n]));
-      },
-      A.Data);
+  const CompiledOperator compiled = CompileForElements(O, functions);
+  for (std::uint32_t j = 0; j < n; ++j) {
+    const std::vector<Complex16> column = PsiPrimeOperatorPsi(compiled, functions, *functions[j]);
+    std::visit(
+        [&](auto& data) {
+          using T = typename std::decay_t<decltype(data)>::value_type;
+          for (std::size_t i = 0; i < n; ++i) data[i * n + j] = ToKind<T>(column[i]);
+        },
+        A.Data);
+  }
   return A;
 }
 
