@@ -1,5 +1,7 @@
 #include "core/wave_function.h"
 
+#include <algorithm>
+#include <bit>
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
@@ -28,6 +30,17 @@ void AddElement(WaveFunctionType& psi, const KeyWord* key, T value) {
   });
 }
 
+// A basis of its own of the elements of `all` for which keep(i) is true; their number is count.
+template <class Keep>
+std::shared_ptr<DeterminantBasis> PartOfBasis(const DeterminantBasis& all, std::uint32_t count, Keep&& keep) {
+  auto part = std::make_shared<DeterminantBasis>(all.layout, all.NBitsKey);
+  BasisReserve(*part, count);
+  for (std::uint32_t i = 1; i <= all.N; ++i)
+    if (keep(i)) CopyKey(all.keys.at(i), KeyWords(all.layout), part->keys.append());
+  BasisShrink(*part, count);  // enters the keys, which are known to differ, into the index
+  return part;
+}
+
 // Keeps the elements for which keep(i) is true. A basis that others share is left to them.
 template <class T, class Keep>
 void KeepElements(WaveFunctionType& psi, BlockedArray<T>& values, Keep&& keep) {
@@ -37,13 +50,12 @@ void KeepElements(WaveFunctionType& psi, BlockedArray<T>& values, Keep&& keep) {
   while (first <= N && keep(first)) ++first;
   if (first > N) return;
   if (psi.basis.use_count() > 1) {
-    auto basis = std::make_shared<DeterminantBasis>(Layout(psi), psi.basis->NBitsKey);
+    std::uint32_t count = first - 1;
+    for (std::uint32_t i = first + 1; i <= N; ++i) count += keep(i);
+    auto basis = PartOfBasis(*psi.basis, count, keep);
     BlockedArray<T> kept(1);
-    for (std::uint32_t i = 1; i <= N; ++i) {
-      if (!keep(i)) continue;
-      BasisAdd(*basis, psi.basis->keys.at(i));
-      *kept.append() = values[i];
-    }
+    for (std::uint32_t i = 1; i <= N; ++i)
+      if (keep(i)) *kept.append() = values[i];
     psi.basis = std::move(basis);
     values = std::move(kept);
   } else {
@@ -52,24 +64,61 @@ void KeepElements(WaveFunctionType& psi, BlockedArray<T>& values, Keep&& keep) {
   }
 }
 
-// Keeps the elements of states on one basis for which keep[i] is set.
-void KeepElements(std::vector<WaveFunctionType>& states, const std::vector<bool>& keep) {
+// A bit for each element, that of the sentinel 0.
+struct ElementBits {
+  explicit ElementBits(std::uint32_t N) : words(N / 64 + 1) {}
+  bool operator()(std::uint32_t i) const { return words[i / 64] >> (i % 64) & 1; }
+  std::uint32_t count() const {
+    std::uint32_t sum = 0;
+    for (const std::uint64_t word : words) sum += static_cast<std::uint32_t>(std::popcount(word));
+    return sum;
+  }
+  std::vector<std::uint64_t> words;
+};
+
+// Keeps the elements of states on one basis for which keep(i) is true.
+void KeepElements(std::vector<WaveFunctionType>& states, const ElementBits& keep) {
   std::shared_ptr<DeterminantBasis> basis = states.front().basis;
-  if (static_cast<std::size_t>(basis.use_count()) > states.size() + 1)
-    basis = std::make_shared<DeterminantBasis>(*basis);
-  BasisKeep(
-      *basis, [&](std::uint32_t i) { return keep[i]; }, [](std::uint32_t, std::uint32_t) {});
+  const std::uint32_t N = basis->N, count = keep.count();
+  if (count == N) return;
+  if (static_cast<std::size_t>(basis.use_count()) > states.size() + 1) {
+    basis = PartOfBasis(*basis, count, keep);
+  } else {
+    BasisKeep(*basis, keep, [](std::uint32_t, std::uint32_t) {});
+  }
   for (WaveFunctionType& psi : states) {
     std::visit(
         [&](auto& values) {
+          // What is not kept is overwritten by the next: no branch on what can't be predicted.
           std::uint32_t kept = 0;
-          for (std::uint32_t i = 1; i < keep.size(); ++i)
-            if (keep[i]) values[++kept] = values[i];
-          values.resize(std::size_t{kept} + 1);
+          for (std::uint32_t i = 1; i <= N; ++i) {
+            values[kept + 1] = values[i];
+            kept += keep(i);
+          }
+          values.resize(std::size_t{count} + 1);
         },
         psi.values);
     psi.basis = basis;
   }
+}
+
+// Sets values of magnitude below epsilon to 0, and the bit of every other element.
+template <class T>
+void ClearSmallValues(BlockedArray<T>& values, double epsilon, ElementBits& keep) {
+  std::uint64_t* word = keep.words.data();
+  ForEachBlock(values, [&](T* v, std::size_t count) {
+    for (std::size_t first = 0; first < count; first += 64) {
+      std::uint64_t large = 0;
+      for (std::size_t i = first; i < std::min(first + 64, count); ++i) {
+        const bool small = IsComplex<T> ? NormSqr(v[i]) < epsilon * epsilon : Abs(v[i]) < epsilon;
+        v[i] = small ? T{} : v[i];
+        large |= std::uint64_t{!small} << (i - first);
+      }
+      *word++ |= large;
+    }
+  });
+  values[0] = T{};
+  keep.words[0] &= ~std::uint64_t{1};
 }
 
 BlockedArray<double> RealParts(const BlockedArray<Complex16>& values) {
@@ -166,7 +215,7 @@ void WaveFunctionRandomize(WaveFunctionType& psi) {
 
 void WaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon) {
   if (auto* real = std::get_if<BlockedArray<double>>(&psi.values)) {
-    KeepElements(psi, *real, [&](std::uint32_t i) { return (*real)[i] > epsilon || (*real)[i] < -epsilon; });
+    KeepElements(psi, *real, [&](std::uint32_t i) { return std::fabs((*real)[i]) > epsilon; });
     return;
   }
   ComplexWaveFunctionTruncateBasis(psi, epsilon);
@@ -293,23 +342,9 @@ void WaveFunctionArraySeperateBasis(std::vector<WaveFunctionType>& states) {
 
 void BlockWaveFunctionTruncateBasis(std::vector<WaveFunctionType>& states, double epsilon) {
   if (states.empty()) return;
-  std::vector<bool> keep(std::size_t{states[0].basis->N} + 1);
+  ElementBits keep(states[0].basis->N);
   for (WaveFunctionType& psi : states)
-    std::visit(
-        [&](auto& values) {
-          using T = std::decay_t<decltype(values[0])>;
-          values[0] = T{};
-          for (std::uint32_t i = 1; i < keep.size(); ++i) {
-            const bool small =
-                IsComplex<T> ? NormSqr(values[i]) < epsilon * epsilon : Abs(values[i]) < epsilon;
-            if (small) {
-              values[i] = T{};
-            } else {
-              keep[i] = true;
-            }
-          }
-        },
-        psi.values);
+    std::visit([&](auto& values) { ClearSmallValues(values, epsilon, keep); }, psi.values);
   KeepElements(states, keep);
 }
 
@@ -325,9 +360,9 @@ void BlockWaveFunctionResetKeylist(std::vector<WaveFunctionType>& states, std::u
 void BlockWaveFunctionRestrict(std::vector<WaveFunctionType>& states, const DeterminantRestrictionType& R) {
   if (states.empty()) return;
   RequireRestrictionsFit(R, Layout(states[0]), "the wave-function");
-  std::vector<bool> keep(std::size_t{states[0].basis->N} + 1);
-  for (std::uint32_t i = 1; i < keep.size(); ++i)
-    keep[i] = QFulfillsRestrictions(R, ElementKey(states[0], i));
+  ElementBits keep(states[0].basis->N);
+  for (std::uint32_t i = 1; i <= states[0].basis->N; ++i)
+    keep.words[i / 64] |= std::uint64_t{QFulfillsRestrictions(R, ElementKey(states[0], i))} << (i % 64);
   KeepElements(states, keep);
 }
 
