@@ -30,15 +30,27 @@ void AddElement(WaveFunctionType& psi, const KeyWord* key, T value) {
   });
 }
 
-// A basis of its own of the elements of `all` for which keep(i) is true; their number is count.
-template <class Keep>
-std::shared_ptr<DeterminantBasis> PartOfBasis(const DeterminantBasis& all, std::uint32_t count, Keep&& keep) {
+// A basis of count elements of `all`, the k-th of which, from 1 on, is element(k) there.
+template <class Element>
+std::shared_ptr<DeterminantBasis> PartOfBasis(const DeterminantBasis& all, std::uint32_t count,
+                                              Element&& element) {
   auto part = std::make_shared<DeterminantBasis>(all.layout, all.NBitsKey);
   BasisReserve(*part, count);
-  for (std::uint32_t i = 1; i <= all.N; ++i)
-    if (keep(i)) CopyKey(all.keys.at(i), KeyWords(all.layout), part->keys.append());
-  BasisShrink(*part, count);  // enters the keys, which are known to differ, into the index
+  DispatchWords(KeyWords(all.layout), [&](auto words) {
+    for (std::uint32_t k = 1; k <= count; ++k) CopyKey(all.keys.at(element(k)), words, part->keys.append());
+  });
+  BasisShrink(*part, count);  // enters the keys, which differ, into the index
   return part;
+}
+
+// A function that gives the numbers of the kept elements, one at each call.
+template <class Keep>
+auto NextKept(Keep&& keep) {
+  return [&keep, i = 0u](std::uint32_t) mutable {
+    do ++i;
+    while (!keep(i));
+    return i;
+  };
 }
 
 // Keeps the elements for which keep(i) is true. A basis that others share is left to them.
@@ -52,10 +64,10 @@ void KeepElements(WaveFunctionType& psi, BlockedArray<T>& values, Keep&& keep) {
   if (psi.basis.use_count() > 1) {
     std::uint32_t count = first - 1;
     for (std::uint32_t i = first + 1; i <= N; ++i) count += keep(i);
-    auto basis = PartOfBasis(*psi.basis, count, keep);
-    BlockedArray<T> kept(1);
-    for (std::uint32_t i = 1; i <= N; ++i)
-      if (keep(i)) *kept.append() = values[i];
+    auto basis = PartOfBasis(*psi.basis, count, NextKept(keep));
+    BlockedArray<T> kept(std::size_t{count} + 1);
+    auto next = NextKept(keep);
+    for (std::uint32_t k = 1; k <= count; ++k) kept[k] = values[next(k)];
     psi.basis = std::move(basis);
     values = std::move(kept);
   } else {
@@ -82,7 +94,7 @@ void KeepElements(std::vector<WaveFunctionType>& states, const ElementBits& keep
   const std::uint32_t N = basis->N, count = keep.count();
   if (count == N) return;
   if (static_cast<std::size_t>(basis.use_count()) > states.size() + 1) {
-    basis = PartOfBasis(*basis, count, keep);
+    basis = PartOfBasis(*basis, count, NextKept(keep));
   } else {
     BasisKeep(*basis, keep, [](std::uint32_t, std::uint32_t) {});
   }
@@ -119,6 +131,26 @@ void ClearSmallValues(BlockedArray<T>& values, double epsilon, ElementBits& keep
   });
   values[0] = T{};
   keep.words[0] &= ~std::uint64_t{1};
+}
+
+// psi on a basis that holds all its determinants.
+WaveFunctionType MovedToBasis(const WaveFunctionType& psi, const std::shared_ptr<DeterminantBasis>& basis) {
+  WaveFunctionType moved;
+  moved.Name = psi.Name;
+  moved.basis = basis;
+  std::visit(
+      [&](const auto& values) { moved.values = std::decay_t<decltype(values)>(std::size_t{basis->N} + 1); },
+      psi.values);
+  WaveFunctionAddConserveBasis(moved, psi);
+  return moved;
+}
+
+// OrSay for state k of n: line has two places for them.
+template <class Step>
+void OrSayWhich(const char* line, std::size_t k, std::size_t n, Step&& step) {
+  if (FitsInMemory(step)) return;
+  Say(line, static_cast<int>(k), static_cast<int>(n));
+  throw std::bad_alloc();
 }
 
 BlockedArray<double> RealParts(const BlockedArray<Complex16>& values) {
@@ -173,13 +205,24 @@ WaveFunctionType WaveFunctionInitCopyBasis(const WaveFunctionType& Source) {
 }
 
 WaveFunctionType WaveFunctionCopy(const WaveFunctionType& Source) {
-  return OrSay("WaveFunctionInit failed in WaveFunctionCopy\n", [&] {
-    WaveFunctionType psi(Layout(Source), QComplex(Source), Source.basis->NBitsKey);
-    psi.Name = Source.Name;
-    BasisReserve(*psi.basis, ElementCount(Source));
-    WaveFunctionAddUnionBasis(psi, Source);
-    return psi;
+  WaveFunctionType psi = OrSay("WaveFunctionInit failed in WaveFunctionCopy\n", [&] {
+    WaveFunctionType empty(Layout(Source), QComplex(Source), Source.basis->NBitsKey);
+    empty.Name = Source.Name;
+    return empty;
   });
+  // The sum of nothing and Source, backwards as all sums; its keys need no look-up, for they differ.
+  OrSay("WaveFunctionAddUnionBasis failed in WaveFunctionCopy\n", [&] {
+    const std::uint32_t N = ElementCount(Source);
+    psi.basis = PartOfBasis(*Source.basis, N, [N](std::uint32_t k) { return N + 1 - k; });
+    std::visit(
+        [&](const auto& from) {
+          auto& to = std::get<std::decay_t<decltype(from)>>(psi.values);
+          to.resize(from.size);
+          for (std::uint32_t k = 1; k <= N; ++k) to[k] += from[N + 1 - k];
+        },
+        Source.values);
+  });
+  return psi;
 }
 
 void RealWaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, double value) {
@@ -265,6 +308,9 @@ int WaveFunctionChangeNFandNB(WaveFunctionType& psi, std::uint32_t NFermionNew, 
     changed.Name = psi.Name;
     key.resize(KeyWords(layout));
   });
+  const char* addFailed = QComplex(psi)
+                              ? "Error ComplexWaveFunctionAddElement failed in WaveFunctionChangeNFandNB\n"
+                              : "Error RealWaveFunctionAddElement failed in WaveFunctionChangeNFandNB\n";
   const std::uint32_t common = std::min(old.NFermion, NFermionNew), bytes = NFermionBytes(NFermionNew);
   for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
     const KeyWord* from = ElementKey(psi, i);
@@ -277,11 +323,13 @@ int WaveFunctionChangeNFandNB(WaveFunctionType& psi, std::uint32_t NFermionNew, 
     // are when that number does not change.
     for (std::uint32_t b = bytes; b < NWord(layout); ++b)
       if (b < NWord(old)) SetKeyByte(key.data(), b, KeyByte(from, b));
-    std::visit(
-        [&](const auto& values) {
-          AddElement<std::decay_t<decltype(values[i])>>(changed, key.data(), values[i]);
-        },
-        psi.values);
+    OrSay(addFailed, [&] {
+      std::visit(
+          [&](const auto& values) {
+            AddElement<std::decay_t<decltype(values[i])>>(changed, key.data(), values[i]);
+          },
+          psi.values);
+    });
   }
   psi = std::move(changed);
   return 0;
@@ -323,21 +371,19 @@ void MakeRealWaveFunctionFromComplexAccordingToNorm(WaveFunctionType& psi) {
 
 void WaveFunctionArrayToSameBasis(std::vector<WaveFunctionType>& states) {
   for (std::size_t k = 1; k < states.size(); ++k)
-    WaveFunctionAddMultipliedUnionBasis(states[0], states[k], 0.0);
+    OrSayWhich("WaveFunctionAddMultipliedUnionBasis failed in WaveFunctionArrayToSameBasis at %i from %i\n",
+               k, states.size(), [&] { WaveFunctionAddMultipliedUnionBasis(states[0], states[k], 0.0); });
   for (std::size_t k = 1; k < states.size(); ++k) {
     if (states[k].basis == states[0].basis) continue;
-    WaveFunctionType moved(states[0]);  // on the common basis
-    moved.Name = states[k].Name;
-    std::visit(
-        [&](const auto& values) { moved.values = std::decay_t<decltype(values)>(states[0].basis->N + 1); },
-        states[k].values);
-    WaveFunctionAddConserveBasis(moved, states[k]);
-    states[k] = std::move(moved);
+    OrSayWhich("WaveFunctionInitCopyBasis failed in WaveFunctionArrayToSameBasis at %i from %i\n", k,
+               states.size(), [&] { states[k] = MovedToBasis(states[k], states[0].basis); });
   }
 }
 
 void WaveFunctionArraySeperateBasis(std::vector<WaveFunctionType>& states) {
-  for (WaveFunctionType& psi : states) psi = WaveFunctionCopy(psi);
+  for (std::size_t k = 0; k < states.size(); ++k)
+    OrSayWhich("WaveFunctionCopy failed in WaveFunctionArraySeperateBasis at length %i of %i\n", k,
+               states.size(), [&] { states[k] = WaveFunctionCopy(states[k]); });
 }
 
 void BlockWaveFunctionTruncateBasis(std::vector<WaveFunctionType>& states, double epsilon) {

@@ -246,6 +246,7 @@ void WaveFunctionMultiply(WaveFunctionType& psi, double re, double im) {
         ForEachBlock(values, [&](auto* v, std::size_t count) {
           for (std::size_t i = 0; i < count; ++i) v[i] *= factor;
         });
+        values[0] = {};  // also when the factor is infinite
       },
       psi.values);
 }

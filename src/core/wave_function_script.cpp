@@ -87,6 +87,8 @@ int LuaNewWavefunction(lua_State* L) {
   std::uint32_t NBitsKey = 16;
   if (n == 4) LuaCheckOptions(L, 4, {Option("Name", &Name), Option("NBitsKey", &NBitsKey)});
 
+  if (NBitsKey > MaxNBitsKey)
+    return luaL_error(L, "WaveFunctionInit failed, your most probably out of memory");
   WaveFunctionType psi = NewState(L, {static_cast<std::uint32_t>(CheckRounded(L, 1)), 0}, NBitsKey);
   psi.Name = RecordName(Name.c_str());
   const int count = static_cast<int>(lua_rawlen(L, 3));
