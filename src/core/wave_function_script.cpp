@@ -98,8 +98,7 @@ int LuaNewWavefunction(lua_State* L) {
     complex |= AddPair(L, psi, i);
     lua_pop(L, 1);
   }
-  // Prefactors that are numbers leave no imaginary part, whose norm then is below anything.
-  if (!complex) MakeComplexFunctionRealWhenNormSmall(psi, NumericalZero);
+  if (!complex) DropImaginaryParts(psi);  // prefactors that are numbers have none
 
   return lua_push(L, std::move(psi));
 }
