@@ -1,4 +1,4 @@
-// Orthonormalisation of lists of states.
+// Orthonormalisation of lists of states. They work on one basis, where sums and overlaps look nothing up.
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -53,8 +53,7 @@ int LowdinStep(StateList& states, double threshold, std::size_t& rank) {
   const CompactMatrixType W = TransformDiagonalMatrixByCompactMatrixTtranATcon(values, V);
   StateList result;
   for (std::uint32_t k = 0; k < states.size(); ++k) {
-    WaveFunctionType psi(Layout(states[k]), QComplex(states[k]), states[k].basis->NBitsKey);
-    psi.Name = states[k].Name;
+    WaveFunctionType psi = WaveFunctionInitCopyBasis(states[k]);
     for (std::uint32_t i = 0; i < states.size(); ++i) {
       const Complex16 w = CompactMatrixElement(W, i, k);  // states are kets: |k> = sum_i |i> W[i][k]
       if (w == Complex16(0)) continue;
@@ -93,6 +92,7 @@ int WaveFunctionListSVDOrthogonalize(StateList& states, const OrthonormalizeSett
   // After a step an eigenvalue of the overlap is 0, or no less than one over the number of functions.
   constexpr double noise = OrthonormalizeSettings{}.SingularValue;
   StateList work = states;
+  WaveFunctionArrayToSameBasis(work);
   std::size_t rank = 0;
   if (LowdinStep(work, settings.SingularValue, rank)) return 1;
   if (rank == 0) work.clear();
@@ -109,9 +109,9 @@ int WaveFunctionListSVDOrthogonalize(StateList& states, const OrthonormalizeSett
 }
 
 int WaveFunctionListOrthogonalize(StateList& states, const OrthonormalizeSettings& settings) {
-  StateList work;
-  for (const WaveFunctionType& state : states) {
-    WaveFunctionType psi = WaveFunctionCopy(state);
+  StateList moved = states, work;
+  WaveFunctionArrayToSameBasis(moved);
+  for (WaveFunctionType& psi : moved) {
     const double before = WaveFunctionCalculateNorm(psi);
     // The second round removes what rounding left of the first.
     for (int round = 0; round < 2; ++round)

@@ -1,5 +1,6 @@
 #include "core/wave_function.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
@@ -10,9 +11,6 @@
 namespace fermix {
 
 namespace {
-
-// A coefficient whose square is NumericalZero: what a new hash size drops.
-constexpr double SqrtNumericalZero = 4.717068855239662e-154;
 
 constexpr const char* AddElementFailed = "alloc failed RealWaveFunctionAddElement 04\n";
 
@@ -26,56 +24,6 @@ void AddElement(WaveFunctionType& psi, const KeyWord* key, T value) {
     if (number == values.size) *values.append() = T{};
     values[number] += value;
   });
-}
-
-// Keeps the elements for which keep(i) is true. A basis that others share is left to them.
-template <class T, class Keep>
-void KeepElements(WaveFunctionType& psi, BlockedArray<T>& values, Keep&& keep) {
-  values[0] = T{};
-  const std::uint32_t N = psi.basis->N;
-  std::uint32_t first = 1;
-  while (first <= N && keep(first)) ++first;
-  if (first > N) return;
-  if (psi.basis.use_count() > 1) {
-    auto basis = std::make_shared<DeterminantBasis>(Layout(psi), psi.basis->NBitsKey);
-    BlockedArray<T> kept(1);
-    for (std::uint32_t i = 1; i <= N; ++i) {
-      if (!keep(i)) continue;
-      BasisAdd(*basis, psi.basis->keys.at(i));
-      *kept.append() = values[i];
-    }
-    psi.basis = std::move(basis);
-    values = std::move(kept);
-  } else {
-    BasisKeep(*psi.basis, keep, [&](std::uint32_t from, std::uint32_t to) { values[to] = values[from]; });
-    values.resize(std::size_t{psi.basis->N} + 1);
-  }
-}
-
-// Keeps the elements of states on one basis for which keep[i] is set.
-void KeepElements(std::vector<WaveFunctionType>& states, const std::vector<bool>& keep) {
-  std::shared_ptr<DeterminantBasis> basis = states.front().basis;
-  if (static_cast<std::size_t>(basis.use_count()) > states.size() + 1)
-    basis = std::make_shared<DeterminantBasis>(*basis);
-  BasisKeep(
-      *basis, [&](std::uint32_t i) { return keep[i]; }, [](std::uint32_t, std::uint32_t) {});
-  for (WaveFunctionType& psi : states) {
-    std::visit(
-        [&](auto& values) {
-          std::uint32_t kept = 0;
-          for (std::uint32_t i = 1; i < keep.size(); ++i)
-            if (keep[i]) values[++kept] = values[i];
-          values.resize(std::size_t{kept} + 1);
-        },
-        psi.values);
-    psi.basis = basis;
-  }
-}
-
-BlockedArray<double> RealParts(const BlockedArray<Complex16>& values) {
-  BlockedArray<double> real(values.size);
-  for (std::size_t i = 1; i < values.size; ++i) real[i] = values[i].re;
-  return real;
 }
 
 // rand() on a range around zero.
@@ -123,16 +71,6 @@ WaveFunctionType WaveFunctionInitCopyBasis(const WaveFunctionType& Source) {
   });
 }
 
-WaveFunctionType WaveFunctionCopy(const WaveFunctionType& Source) {
-  return OrSay("WaveFunctionInit failed in WaveFunctionCopy\n", [&] {
-    WaveFunctionType psi(Layout(Source), QComplex(Source), Source.basis->NBitsKey);
-    psi.Name = Source.Name;
-    BasisReserve(*psi.basis, ElementCount(Source));
-    WaveFunctionAddUnionBasis(psi, Source);
-    return psi;
-  });
-}
-
 void RealWaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, double value) {
   AddElement<double>(psi, key, value);
 }
@@ -164,45 +102,6 @@ void WaveFunctionRandomize(WaveFunctionType& psi) {
   WaveFunctionNormalize(psi);
 }
 
-void WaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon) {
-  if (auto* real = std::get_if<BlockedArray<double>>(&psi.values)) {
-    KeepElements(psi, *real, [&](std::uint32_t i) { return (*real)[i] > epsilon || (*real)[i] < -epsilon; });
-    return;
-  }
-  ComplexWaveFunctionTruncateBasis(psi, epsilon);
-  const auto& values = std::get<BlockedArray<Complex16>>(psi.values);
-  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
-    if (values[i].im * values[i].im > epsilon * epsilon) return;
-  // Truncation is what makes room when there is none: without memory the state keeps its imaginary parts.
-  static_cast<void>(FitsInMemory([&] { psi.values = RealParts(values); }));
-}
-
-void ComplexWaveFunctionTruncateBasis(WaveFunctionType& psi, double epsilon) {
-  auto& values = std::get<BlockedArray<Complex16>>(psi.values);
-  KeepElements(psi, values, [&](std::uint32_t i) { return NormSqr(values[i]) > epsilon * epsilon; });
-}
-
-void WaveFunctionResetKeylist(WaveFunctionType& psi, std::uint32_t NBitsKey) {
-  OrSay("realloc failed in RealWaveFunctionResetKeylist\n", [&] { OwnBasis(psi).NBitsKey = NBitsKey; });
-  std::visit(
-      [&](auto& values) {
-        KeepElements(psi, values, [&](std::uint32_t i) { return Abs(values[i]) > SqrtNumericalZero; });
-      },
-      psi.values);
-}
-
-void WaveFunctionRestrict(WaveFunctionType& psi, const DeterminantRestrictionType& R) {
-  RequireRestrictionsFit(R, Layout(psi), "the wave-function");
-  std::visit(
-      [&](auto& values) {
-        // The basis may be replaced on the way, never while it is read.
-        const DeterminantBasis& basis = *psi.basis;
-        KeepElements(psi, values,
-                     [&](std::uint32_t i) { return QFulfillsRestrictions(R, basis.keys.at(i)); });
-      },
-      psi.values);
-}
-
 int WaveFunctionChangeNFandNB(WaveFunctionType& psi, std::uint32_t NFermionNew, std::uint32_t NBosonNew) {
   const KeyLayout old = Layout(psi), layout{NFermionNew, NBosonNew};
   if (old == layout) return 0;
@@ -216,6 +115,9 @@ int WaveFunctionChangeNFandNB(WaveFunctionType& psi, std::uint32_t NFermionNew, 
     changed.Name = psi.Name;
     key.resize(KeyWords(layout));
   });
+  const char* addFailed = QComplex(psi)
+                              ? "Error ComplexWaveFunctionAddElement failed in WaveFunctionChangeNFandNB\n"
+                              : "Error RealWaveFunctionAddElement failed in WaveFunctionChangeNFandNB\n";
   const std::uint32_t common = std::min(old.NFermion, NFermionNew), bytes = NFermionBytes(NFermionNew);
   for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
     const KeyWord* from = ElementKey(psi, i);
@@ -228,11 +130,13 @@ int WaveFunctionChangeNFandNB(WaveFunctionType& psi, std::uint32_t NFermionNew, 
     // are when that number does not change.
     for (std::uint32_t b = bytes; b < NWord(layout); ++b)
       if (b < NWord(old)) SetKeyByte(key.data(), b, KeyByte(from, b));
-    std::visit(
-        [&](const auto& values) {
-          AddElement<std::decay_t<decltype(values[i])>>(changed, key.data(), values[i]);
-        },
-        psi.values);
+    OrSay(addFailed, [&] {
+      std::visit(
+          [&](const auto& values) {
+            AddElement<std::decay_t<decltype(values[i])>>(changed, key.data(), values[i]);
+          },
+          psi.values);
+    });
   }
   psi = std::move(changed);
   return 0;
@@ -247,12 +151,20 @@ void MakeComplexWaveFunctionFromReal(WaveFunctionType& psi) {
   psi.values = std::move(values);
 }
 
+void DropImaginaryParts(WaveFunctionType& psi) {
+  const auto* values = std::get_if<BlockedArray<Complex16>>(&psi.values);
+  if (!values) return;
+  BlockedArray<double> real(values->size);
+  for (std::size_t i = 1; i < values->size; ++i) real[i] = (*values)[i].re;
+  psi.values = std::move(real);
+}
+
 void MakeComplexFunctionRealWhenNormSmall(WaveFunctionType& psi, double epsilon) {
   const auto* values = std::get_if<BlockedArray<Complex16>>(&psi.values);
   if (!values) return;
   double sum = 0;
   for (std::size_t i = 1; i < values->size; ++i) sum += (*values)[i].im * (*values)[i].im;
-  if (std::sqrt(sum) < epsilon) psi.values = RealParts(*values);
+  if (std::sqrt(sum) < epsilon) DropImaginaryParts(psi);
 }
 
 void MakeRealWaveFunctionFromComplexAccordingToNorm(WaveFunctionType& psi) {
@@ -270,65 +182,6 @@ void MakeRealWaveFunctionFromComplexAccordingToNorm(WaveFunctionType& psi) {
   for (std::size_t i = 1; i < values->size; ++i) real[i] = c * (*values)[i].re - s * (*values)[i].im;
   psi.values = std::move(real);
   WaveFunctionNormalize(psi);
-}
-
-void WaveFunctionArrayToSameBasis(std::vector<WaveFunctionType>& states) {
-  for (std::size_t k = 1; k < states.size(); ++k)
-    WaveFunctionAddMultipliedUnionBasis(states[0], states[k], 0.0);
-  for (std::size_t k = 1; k < states.size(); ++k) {
-    if (states[k].basis == states[0].basis) continue;
-    WaveFunctionType moved(states[0]);  // on the common basis
-    moved.Name = states[k].Name;
-    std::visit(
-        [&](const auto& values) { moved.values = std::decay_t<decltype(values)>(states[0].basis->N + 1); },
-        states[k].values);
-    WaveFunctionAddConserveBasis(moved, states[k]);
-    states[k] = std::move(moved);
-  }
-}
-
-void WaveFunctionArraySeperateBasis(std::vector<WaveFunctionType>& states) {
-  for (WaveFunctionType& psi : states) psi = WaveFunctionCopy(psi);
-}
-
-void BlockWaveFunctionTruncateBasis(std::vector<WaveFunctionType>& states, double epsilon) {
-  if (states.empty()) return;
-  std::vector<bool> keep(std::size_t{states[0].basis->N} + 1);
-  for (WaveFunctionType& psi : states)
-    std::visit(
-        [&](auto& values) {
-          using T = std::decay_t<decltype(values[0])>;
-          values[0] = T{};
-          for (std::uint32_t i = 1; i < keep.size(); ++i) {
-            const bool small =
-                IsComplex<T> ? NormSqr(values[i]) < epsilon * epsilon : Abs(values[i]) < epsilon;
-            if (small) {
-              values[i] = T{};
-            } else {
-              keep[i] = true;
-            }
-          }
-        },
-        psi.values);
-  KeepElements(states, keep);
-}
-
-void BlockWaveFunctionResetKeylist(std::vector<WaveFunctionType>& states, std::uint32_t NBitsKey) {
-  if (states.empty()) return;
-  std::shared_ptr<DeterminantBasis> basis = states[0].basis;
-  if (static_cast<std::size_t>(basis.use_count()) > states.size() + 1)
-    basis = std::make_shared<DeterminantBasis>(*basis);
-  basis->NBitsKey = NBitsKey;
-  for (WaveFunctionType& psi : states) psi.basis = basis;
-}
-
-void BlockWaveFunctionRestrict(std::vector<WaveFunctionType>& states, const DeterminantRestrictionType& R) {
-  if (states.empty()) return;
-  RequireRestrictionsFit(R, Layout(states[0]), "the wave-function");
-  std::vector<bool> keep(std::size_t{states[0].basis->N} + 1);
-  for (std::uint32_t i = 1; i < keep.size(); ++i)
-    keep[i] = QFulfillsRestrictions(R, ElementKey(states[0], i));
-  KeepElements(states, keep);
 }
 
 std::size_t OwnedBytes(const WaveFunctionType& psi) {

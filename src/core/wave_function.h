@@ -97,6 +97,8 @@ void WaveFunctionRestrict(WaveFunctionType& psi, const DeterminantRestrictionTyp
 
 // A real state becomes complex; no change otherwise.
 void MakeComplexWaveFunctionFromReal(WaveFunctionType& psi);
+// A complex state becomes real, whatever it loses.
+void DropImaginaryParts(WaveFunctionType& psi);
 // A complex state becomes real when the norm of its imaginary part is below epsilon.
 void MakeComplexFunctionRealWhenNormSmall(WaveFunctionType& psi, double epsilon);
 // Turns a complex state that is a real vector up to a phase into that vector, normalised.

@@ -22,86 +22,119 @@ struct CompensatedSum {
   }
 };
 
-// Scratch for keys of one batch, side by side.
+// Some neighbouring elements of a state, on their way through the index of another basis.
 struct KeyBatch {
-  explicit KeyBatch(const DeterminantBasis& basis)
-      : words(KeyWords(basis.layout)), keys(std::size_t{BasisBatch} * words) {}
-  void set(std::uint32_t slot, const KeyWord* key) {
-    std::copy_n(key, words, &keys[std::size_t{slot} * words]);
-  }
-  std::uint32_t words;
-  std::vector<KeyWord> keys;
+  std::uint32_t first = 0, count = 0;  // elements of the walk
+  std::vector<KeyWord> keys;           // side by side
   std::uint32_t numbers[BasisBatch];
 };
 
-// Walks the elements of source from first in steps of `step` (1 or -1), count of them, in batches; use(i,
-// number) gets each element and its number in basis, found or added.
-template <bool Add, class Basis, class Use>
-void WalkInBasis(const DeterminantBasis& source, Basis& basis, bool backwards, Use&& use) {
-  KeyBatch batch(source);
-  for (std::uint32_t done = 0; done < source.N; done += BasisBatch) {
-    const std::uint32_t part = std::min(BasisBatch, source.N - done);
-    const auto element = [&](std::uint32_t k) { return backwards ? source.N - done - k : 1 + done + k; };
-    for (std::uint32_t k = 0; k < part; ++k) batch.set(k, source.keys.at(element(k)));
-    BasisHash(basis, batch.keys.data(), part, batch.numbers);
-    if constexpr (Add) {
-      BasisAddBatch(basis, batch.keys.data(), part, batch.numbers);
-    } else {
-      BasisFindBatch(basis, batch.keys.data(), part, batch.numbers);
+// Walks all elements of source, the k-th of which is element(k), and finds each in basis, or adds it. In turn
+// for each batch, whose first element is the k-th: known(numbers, count) gets their numbers in basis, 0 for
+// what is not there, and later use(k, numbers, count) gets them once more. Three batches are on the way at a
+// time: buckets of one, keys of the next and, if known fetches them, values of the third come from memory
+// while the others are worked on.
+template <bool Add, class Basis, class Element, class Known, class Use>
+void WalkInBasis(const DeterminantBasis& source, Basis& basis, Element&& element, Known&& known, Use&& use) {
+  const std::uint32_t batches = (source.N + BasisBatch - 1) / BasisBatch;
+  KeyBatch ring[3];
+  for (KeyBatch& batch : ring) batch.keys.resize(std::size_t{BasisBatch} * KeyWords(source.layout));
+  for (std::uint32_t n = 0; n < batches + 2; ++n) {
+    if (n < batches) {
+      KeyBatch& batch = ring[n % 3];
+      batch.first = n * BasisBatch;
+      batch.count = std::min(BasisBatch, source.N - batch.first);
+      DispatchWords(KeyWords(source.layout), [&](auto words) {
+        for (std::uint32_t k = 0; k < batch.count; ++k)
+          CopyKey(source.keys.at(element(batch.first + k)), words, &batch.keys[std::size_t{k} * words]);
+      });
+      BasisHash(basis, batch.keys.data(), batch.count, batch.numbers);
     }
-    use(element, batch.numbers, part);
+    if (n >= 1 && n < batches + 1) {
+      KeyBatch& batch = ring[(n - 1) % 3];
+      if constexpr (Add) {
+        BasisAddBatch(basis, batch.keys.data(), batch.count, batch.numbers);
+      } else {
+        BasisFindBatch(basis, batch.keys.data(), batch.count, batch.numbers);
+      }
+      known(batch.numbers, batch.count);
+    }
+    if (n >= 2) {
+      const KeyBatch& batch = ring[(n - 2) % 3];
+      use(batch.first, batch.numbers, batch.count);
+    }
   }
+}
+
+template <class T>
+void FetchAhead(const BlockedArray<T>& values, const std::uint32_t* numbers, std::uint32_t count) {
+  for (std::uint32_t k = 0; k < count; ++k) __builtin_prefetch(&values[numbers[k]], 1);
 }
 
 constexpr const char* AddElementFailed = "alloc failed RealWaveFunctionAddElement 04\n";
 
+// values += added * factor, for states on one numbering.
+template <class P, class O, class F>
+void AddSameBasis(BlockedArray<P>& values, const BlockedArray<O>& added, F factor) {
+  for (std::size_t b = 0; b < values.usedBlocks(); ++b) {
+    P* to = values.blocks[b];
+    const O* from = added.blocks[b];
+    const std::size_t count = values.elementsIn(b);
+    for (std::size_t i = b == 0; i < count; ++i) to[i] += from[i] * factor;
+  }
+}
+
 template <class P, class O, class F>
 void AddUnion(WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunctionType& other,
               const BlockedArray<O>& added, F factor) {
-  if (psi.basis == other.basis) {
-    for (std::size_t i = 1; i < values.size; ++i) values[i] += added[i] * factor;
-    return;
-  }
+  if (psi.basis == other.basis) return AddSameBasis(values, added, factor);
   DeterminantBasis& basis = OrSay(AddElementFailed, [&]() -> DeterminantBasis& { return OwnBasis(psi); });
-  const std::uint32_t before = basis.N;
+  const std::uint32_t before = basis.N, last = other.basis->N;
   std::uint32_t done = 0;
   const bool fits = FitsInMemory([&] {
     OrSay(AddElementFailed, [&] {
-      WalkInBasis<true>(*other.basis, basis, true,
-                        [&](auto&& element, const std::uint32_t* numbers, auto part) {
-                          values.resize(std::size_t{basis.N} + 1);
-                          for (std::uint32_t k = 0; k < part; ++k)
-                            values[numbers[k]] += added[element(k)] * factor;
-                          done += part;
-                        });
+      BasisReserve(basis, last);  // the least that there will be
+      WalkInBasis<true>(
+          *other.basis, basis, [last](std::uint32_t k) { return last - k; },
+          [&](const std::uint32_t* numbers, std::uint32_t count) {
+            values.resize(std::size_t{basis.N} + 1);
+            FetchAhead(values, numbers, count);
+          },
+          [&](std::uint32_t first, const std::uint32_t* numbers, std::uint32_t count) {
+            for (std::uint32_t k = 0; k < count; ++k) values[numbers[k]] += added[last - first - k] * factor;
+            done = first + count;
+          });
     });
   });
   if (fits) return;
   // Undo: elements that are new go, the others lose what they got.
   BasisShrink(basis, before);
   values.resize(std::size_t{before} + 1);
-  for (std::uint32_t k = 0; k < done; ++k) {
-    const std::uint32_t i = other.basis->N - k, number = BasisFind(basis, other.basis->keys.at(i));
-    if (number) values[number] -= added[i] * factor;
-  }
+  for (std::uint32_t k = 0; k < done; ++k)
+    if (const std::uint32_t number = BasisFind(basis, other.basis->keys.at(last - k)))
+      values[number] -= added[last - k] * factor;
   throw std::bad_alloc();
 }
 
 template <class P, class O, class F>
 void AddConserve(const WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunctionType& other,
                  const BlockedArray<O>& added, F factor, double floorSqr) {
-  const auto add = [&](std::uint32_t number, std::uint32_t i) {
+  const auto add = [&](std::uint32_t i, std::uint32_t number) {
     const auto product = added[i] * factor;
-    if (number && !(NormSqr(product) < floorSqr)) values[number] += product;
+    if (!(NormSqr(product) < floorSqr)) values[number] += product;
   };
   if (psi.basis == other.basis) {
+    if (floorSqr == 0) return AddSameBasis(values, added, factor);
     for (std::uint32_t i = 1; i < values.size; ++i) add(i, i);
     return;
   }
-  WalkInBasis<false>(*other.basis, std::as_const(*psi.basis), false,
-                     [&](auto&& element, const std::uint32_t* numbers, auto part) {
-                       for (std::uint32_t k = 0; k < part; ++k) add(numbers[k], element(k));
-                     });
+  WalkInBasis<false>(
+      *other.basis, std::as_const(*psi.basis), [](std::uint32_t k) { return k + 1; },
+      [&](const std::uint32_t* numbers, std::uint32_t count) { FetchAhead(values, numbers, count); },
+      [&](std::uint32_t first, const std::uint32_t* numbers, std::uint32_t count) {
+        for (std::uint32_t k = 0; k < count; ++k) add(first + k + 1, numbers[k]);
+      });
+  values[0] = P{};  // where everything went that psi lacks: no branch on what can't be predicted
 }
 
 // Runs add(values of psi, values of other) with kinds that fit: a real psi that meets a complex value becomes
@@ -200,8 +233,7 @@ void WaveFunctionAddMultipliedSameBasis(WaveFunctionType& psi, const WaveFunctio
   WithFittingKinds(psi, other, factor.im != 0,
                    "MakeComplexWaveFunctionFromReal failed in WaveFunctionAddMultipliedConserveBasis\n",
                    [&](auto& values, const auto& added) {
-                     const auto f = ToKind<std::decay_t<decltype(values[0])>>(factor);
-                     for (std::size_t i = 1; i < values.size; ++i) values[i] += added[i] * f;
+                     AddSameBasis(values, added, ToKind<std::decay_t<decltype(values[0])>>(factor));
                    });
 }
 
@@ -214,6 +246,7 @@ void WaveFunctionMultiply(WaveFunctionType& psi, double re, double im) {
         ForEachBlock(values, [&](auto* v, std::size_t count) {
           for (std::size_t i = 0; i < count; ++i) v[i] *= factor;
         });
+        values[0] = {};  // also when the factor is infinite
       },
       psi.values);
 }
@@ -236,20 +269,28 @@ Complex16 WaveFunctionDotProduct(const WaveFunctionType& a, const WaveFunctionTy
   return DispatchKinds(a, b, [&](const auto& x, const auto& y) -> Complex16 {
     CompensatedSum real;
     Complex16 plain;
-    WalkInBasis<false>(*walked.basis, std::as_const(*searched.basis), false,
-                       [&](auto&& element, const std::uint32_t* numbers, auto part) {
-                         for (std::uint32_t k = 0; k < part; ++k) {
-                           if (!numbers[k]) continue;
-                           const std::uint32_t i = walkA ? element(k) : numbers[k],
-                                               j = walkA ? numbers[k] : element(k);
-                           const auto product = Conj(x[i]) * y[j];
-                           if constexpr (IsComplex<std::decay_t<decltype(product)>>) {
-                             plain += product;
-                           } else {
-                             real.add(product);
-                           }
-                         }
-                       });
+    std::uint32_t hits[BasisBatch];
+    WalkInBasis<false>(
+        *walked.basis, std::as_const(*searched.basis), [](std::uint32_t k) { return k + 1; },
+        [&](const std::uint32_t* numbers, std::uint32_t count) {
+          walkA ? FetchAhead(y, numbers, count) : FetchAhead(x, numbers, count);
+        },
+        [&](std::uint32_t first, const std::uint32_t* numbers, std::uint32_t count) {
+          std::uint32_t found = 0;
+          for (std::uint32_t k = 0; k < count; ++k) {
+            hits[found] = k;  // no branch on what can't be predicted
+            found += numbers[k] != 0;
+          }
+          for (std::uint32_t h = 0; h < found; ++h) {
+            const std::uint32_t k = hits[h], number = numbers[k];
+            const auto product = Conj(x[walkA ? first + k + 1 : number]) * y[walkA ? number : first + k + 1];
+            if constexpr (IsComplex<std::decay_t<decltype(product)>>) {
+              plain += product;
+            } else {
+              real.add(product);
+            }
+          }
+        });
     return plain + real.sum;
   });
 }

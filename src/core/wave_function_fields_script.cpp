@@ -91,7 +91,8 @@ int WavefunctionPrefactorDet(lua_State* L) {
 int WavefunctionPrint(lua_State* L) {
   const WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
   const int n = lua_gettop(L);
-  if (n > 1) return luaL_error(L, "Error in .Print(arg) unrecognized arguments in Print()\n");
+  if (n > 1 || (n == 1 && !lua_istable(L, 1)))
+    return luaL_error(L, "Error in .Print(arg) unrecognized arguments in Print()\n");
   std::string file;
   bool Full = false, Binary = false, Plain = false;
   if (n == 1)
@@ -171,8 +172,9 @@ void SetNBoson(lua_State* L, WaveFunctionType& psi) {
 }
 
 void SetNBitsKey(lua_State* L, WaveFunctionType& psi) {
-  std::uint32_t NBitsKey = 0;
-  lua_check(L, 3, NBitsKey);
+  const double x = luaL_checknumber(L, 3);
+  if (!(x > -0.5 && x <= MaxNBitsKey)) luaL_error(L, "Internal error in WaveFunctionResetKeylist\n");
+  const auto NBitsKey = static_cast<std::uint32_t>(CheckRounded(L, 3));
   OrScriptError(L, "Internal error in WaveFunctionResetKeylist\n",
                 [&] { WaveFunctionResetKeylist(psi, NBitsKey); });
 }

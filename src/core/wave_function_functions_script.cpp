@@ -1,5 +1,6 @@
 // Script functions that make states from states, texts and files.
 #include <algorithm>
+#include <cmath>
 
 #include "core/method_script.h"
 #include "core/space_script.h"
@@ -82,6 +83,8 @@ OrthonormalizeOptions ReadOrthonormalizeOptions(lua_State* L, int index) {
                   {Option("Method", &options.Method), Option("Order", &options.Order),
                    Option("SingularValue", &options.settings.SingularValue),
                    Option("ReduceDimension", &options.settings.ReduceDimension)});
+  if (std::isnan(options.settings.SingularValue))
+    luaL_error(L, "Error Orthogonalize Option \"SingularValue\" should be a number and not nan\n");
   if (options.Method != "Lowdin" && options.Method != "GramSchmidt")
     ScriptError(L,
                 "Error Orthogonalize Option \"Method\" should either be \"Lowdin\" (standard) or "
@@ -237,6 +240,9 @@ int LuaReadWavefunction(lua_State* L) {
   std::uint32_t NBitsKey = 16;
   bool Binary = false;
   if (n == 2) LuaCheckOptions(L, 2, {Option("NBitsKey", &NBitsKey), Option("Binary", &Binary)});
+
+  if (NBitsKey > MaxNBitsKey)
+    return luaL_error(L, "WaveFunctionInit failed, your most probably out of memory");
 
   WaveFunctionType psi({}, false, NBitsKey);
   if (FileReadWaveFunction(psi, path.c_str(), Binary))

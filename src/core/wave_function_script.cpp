@@ -87,6 +87,8 @@ int LuaNewWavefunction(lua_State* L) {
   std::uint32_t NBitsKey = 16;
   if (n == 4) LuaCheckOptions(L, 4, {Option("Name", &Name), Option("NBitsKey", &NBitsKey)});
 
+  if (NBitsKey > MaxNBitsKey)
+    return luaL_error(L, "WaveFunctionInit failed, your most probably out of memory");
   WaveFunctionType psi = NewState(L, {static_cast<std::uint32_t>(CheckRounded(L, 1)), 0}, NBitsKey);
   psi.Name = RecordName(Name.c_str());
   const int count = static_cast<int>(lua_rawlen(L, 3));
@@ -96,8 +98,7 @@ int LuaNewWavefunction(lua_State* L) {
     complex |= AddPair(L, psi, i);
     lua_pop(L, 1);
   }
-  // Prefactors that are numbers leave no imaginary part, whose norm then is below anything.
-  if (!complex) MakeComplexFunctionRealWhenNormSmall(psi, NumericalZero);
+  if (!complex) DropImaginaryParts(psi);  // prefactors that are numbers have none
 
   return lua_push(L, std::move(psi));
 }

@@ -13,6 +13,9 @@ struct ScriptType<WaveFunctionType> {
 
 void RegisterWaveFunctionType(lua_State* L);
 
+// A hash table of 2^NBitsKey slots is refused as one that there is no memory for.
+inline constexpr std::uint32_t MaxNBitsKey = 32;
+
 int LuaNewWavefunction(lua_State* L);
 int LuaDeterminantString(lua_State* L);
 int LuaExpand(lua_State* L);

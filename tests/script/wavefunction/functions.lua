@@ -98,6 +98,8 @@ local errors = {
   {'Error Orthogonalize Option "Method" should either be "Lowdin" (standard) or "GramSchmidt" and not"lowdin"\n', Orthonormalize, {psi}, {{"Method", "lowdin"}}},
   {'Error Orthogonalize Option "Order" should either be "Row" (standard) or "Column" and not"row"\n', Orthonormalize, {psi}, {{"Order", "row"}}},
   {"Orthogonalize called with wave-functions with different number of Fermions (3 and 2)\n", Orthonormalize, {psi, b}},
+  {'Error Orthogonalize Option "SingularValue" should be a number and not nan\n', Orthonormalize, {psi}, {{"SingularValue", 0 / 0}}},
+  {"bad argument #2 to '?' (number expected, got nan)", Chop, psi, 0 / 0},
   {"Failure in Orthogonalize Sorry\n", Orthonormalize, {psi * 1e200, psi}},
   {"Failure in Orthogonalize Sorry\n", Orthonormalize, {psi * (0 / 0)}, {{"Method", "GramSchmidt"}}},
 }

@@ -47,6 +47,7 @@ local errors = {
   {"Error in LuaWavefunctionNew, determinant number 1 should be a table of 1 words\n", 4, 0, {{true, 1}}},
   {'Error in StringToDet, expected "1", "0" or " " on position 2 of the string, got x\n', 4, 0, {{"11x0", 1}}},
   {"Error in LuaWavefunctionNew, prefactor of determinant number 1 is not a number\n", 4, 0, {{"1100", nan}}},
+  {"WaveFunctionInit failed, your most probably out of memory", 4, 0, {}, {{"NBitsKey", 33}}},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], NewWavefunction, table.unpack(e, 2, e.n or #e)) end
 for _, wrong in ipairs({{4, 0, 1}, {4, 0, {{"1100", {}}}}, {"x", 0, {}}, {4, {}, {}}, {nan, 0, {}}, {4, 0, {}, 1}}) do
@@ -99,6 +100,7 @@ local set = {
   {"Maximum number of fermions + bosons allowed is 2^16 = 65535\nTrying to change the number of fermions from 2 to 65536 with 0 bosons\n", "NF", 65536},
   {"Maximum number of fermions + bosons allowed is 2^16 = 65535\nTrying to change the number of bosons from 0 to 65534 with 2 fermions\n", "NB", 65534},
   {"Current version does not suport Bosons\n", "NB", 1},
+  {"Internal error in WaveFunctionResetKeylist\n", "NBitsKey", 33}, {"Internal error in WaveFunctionResetKeylist\n", "NBitsKey", nan},
   {"Error index foo not found in Wavefunction Object\n", "foo", 1},
 }
 for _, e in ipairs(set) do check.error(e[2], e[1], meta.__newindex, w, e[2], e[3]) end
@@ -119,6 +121,7 @@ local call = {
   {"Error in .Print(arg) Binary and full text format are exclusive\n", psi.Print, {{"Full", true}, {"Binary", true}}},
   {"Error in .Print(arg) Binary mode only allowed for printing to file\n", psi.Print, {{"Binary", true}}},
   {"Error in .Print(arg) unrecognized arguments in Print()\n", psi.Print, {}, {}},
+  {"Error in .Print(arg) unrecognized arguments in Print()\n", psi.Print, "file"},
   {"Error in .Randomize(arg) unrecognized arguments in Randomize()\n", psi.Randomize, 1},
   {'Error operation ".foo()" not defined on wavefunction\n', meta.__index, psi, "foo"},
 }
