@@ -1,5 +1,5 @@
-// Operators as dense matrices on determinants of fixed electron counts, worked out from their terms by the test's
-// own occupation strings (bit i of a state is orbital i), and the eigensystems of such matrices.
+// Operators as dense matrices on determinants of fixed electron counts, worked out from their terms by the
+// test's own occupation strings (bit i of a state is orbital i), and the eigensystems of such matrices.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -54,7 +54,9 @@ inline Dense Matrix(const OperatorType& O, const Sector& to, const Sector& from)
   return Matrix(ToTerms(O), to, from);
 }
 template <class Operator>
-Dense Matrix(const Operator& O, const Sector& sector) { return Matrix(O, sector, sector); }
+Dense Matrix(const Operator& O, const Sector& sector) {
+  return Matrix(O, sector, sector);
+}
 
 // Times a vector.
 inline Dense Multiply(const Dense& a, const Dense& x) {

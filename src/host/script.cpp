@@ -61,9 +61,7 @@ void AccountDeadRecord(std::size_t bytes) { living -= std::min(living, bytes); }
 // --- Reading
 
 void lua_check(lua_State* L, int index, double& value) { value = luaL_checknumber(L, index); }
-void lua_check(lua_State* L, int index, int& value) {
-  value = CheckRounded<int>(L, index);
-}
+void lua_check(lua_State* L, int index, int& value) { value = CheckRounded<int>(L, index); }
 void lua_check(lua_State* L, int index, std::uint32_t& value) {
   value = CheckRounded<std::uint32_t>(L, index);
 }

@@ -16,8 +16,8 @@ inline void EnterTable(lua_State* L, int depth, int most = MaxTableDepth) {
   luaL_checkstack(L, 10, "table too deep");
 }
 
-// A walk over a value that visits a shared table once for each reference to it. Tables that hold each other twice
-// would make a value of a few lines grow without end; the walk is bounded by what it meets again.
+// A walk over a value that visits a shared table once for each reference to it. Tables that hold each other
+// twice would make a value of a few lines grow without end; the walk is bounded by what it meets again.
 class TableWalk {
  public:
   static constexpr std::size_t MaxRepeated = 4000000;  // entries, far beyond data that shares some rows

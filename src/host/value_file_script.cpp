@@ -163,8 +163,8 @@ void WriteUserdata(lua_State* L, int index, Output& out, Nesting nesting) {
   CheckNesting(L, nesting, number ? tableRegisters : recordRegisters);
   out.constants += number ? 3 : maxConstants;
   if (!(WriteRecord<Complex16>(L, index, out.stream) || WriteRecord<OperatorType>(L, index, out.stream) ||
-        WriteRecord<WaveFunctionType>(L, index, out.stream) || WriteRecord<SpectraTypeArray>(L, index, out.stream) ||
-        WriteMatrix(L, index, out, nesting)))
+        WriteRecord<WaveFunctionType>(L, index, out.stream) ||
+        WriteRecord<SpectraTypeArray>(L, index, out.stream) || WriteMatrix(L, index, out, nesting)))
     luaL_error(L, "Error in LuaASCIIStreamPrint unrecognized type of user data\n");
 }
 

@@ -177,8 +177,8 @@ int PushRowView(lua_State* L, const CompactMatrixType& m) {
 
 // --- Row views
 
-// What the row view at index shows. The script may have changed its fields; their values are left on the stack,
-// which keeps the matrix alive.
+// What the row view at index shows. The script may have changed its fields; their values are left on the
+// stack, which keeps the matrix alive.
 struct ViewedRows {
   CompactMatrixType& m;
   IndexList rows;

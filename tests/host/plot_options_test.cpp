@@ -113,8 +113,7 @@ TEST_F(PlotOptions, RefusesWhatIsWrong) {
       {"{{'Frame', {{'Xmin', 'a'}}}}", "bad argument #-1 to '?' (number expected, got string)"},
       {"{{'Style', {}}}",
        "Error in option 1, Unrecognized option \"Style\"\n Possible values for options are:\nFrame "
-       "[FramePlotOptions]\nAxis [FramePlotOptions]\nLineStyle [LinePlotOptionsArray]\n"},
-  };
+       "[FramePlotOptions]\nAxis [FramePlotOptions]\nLineStyle [LinePlotOptionsArray]\n"}};
   for (const auto& c : cases) EXPECT_EQ(Error(c.options), c.message) << c.options;
 }
 

@@ -152,19 +152,17 @@ TEST(Program, TellsTheEndOfAScriptByItsStatus) {
     const char* script;
     int status;
     const char *out, *err;
-  } cases[] = {
-      {"print(1)", 0, "1\n", ""},
-      {"print(1) error('x', 0)", 1, "1\n", "Error while executing the script:\nx\n\n"},
-      {"error(42, 0)", 1, "", "Error while executing the script:\n42\n\n"},
-      {"error()", 1, "", "Error while executing the script:\n(null)\n\n"},
-      {"error({})", 1, "", "Error while executing the script:\n(null)\n\n"},
-      {"error(I)", 1, "", "Error while executing the script:\n(null)\n\n"},
-      {"os.exit(7)", 7, "", ""},
-      // Finalisers run on every way out.
-      {"x = setmetatable({}, {__gc = function() print('collected') end})", 0, "collected\n", ""},
-      {"x = setmetatable({}, {__gc = function() print('collected') end}) error('x', 0)", 1, "collected\n",
-       "Error while executing the script:\nx\n\n"},
-  };
+  } cases[] = {{"print(1)", 0, "1\n", ""},
+               {"print(1) error('x', 0)", 1, "1\n", "Error while executing the script:\nx\n\n"},
+               {"error(42, 0)", 1, "", "Error while executing the script:\n42\n\n"},
+               {"error()", 1, "", "Error while executing the script:\n(null)\n\n"},
+               {"error({})", 1, "", "Error while executing the script:\n(null)\n\n"},
+               {"error(I)", 1, "", "Error while executing the script:\n(null)\n\n"},
+               {"os.exit(7)", 7, "", ""},
+               // Finalisers run on every way out.
+               {"x = setmetatable({}, {__gc = function() print('collected') end})", 0, "collected\n", ""},
+               {"x = setmetatable({}, {__gc = function() print('collected') end}) error('x', 0)", 1,
+                "collected\n", "Error while executing the script:\nx\n\n"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.script);
     const ProgramResult result = RunScriptText(c.script);

@@ -11,23 +11,21 @@ namespace {
 TEST(Prompt, ReadsStatementsAndPrintsResults) {
   const struct {
     const char *input, *out, *err;
-  } cases[] = {
-      {"", "F \n", ""},
-      {"=1+1\n", "F 2\nF \n", ""},
-      {"= 1, nil, 'a'\n", "F 1\tnil\ta\nF \n", ""},
-      {"x = 3\n=x\n", "F F 3\nF \n", ""},
-      {"x = 3\n=x", "F F 3\nF \n", ""},  // a last line without a line end
-      {"\n", "F F \n", ""},
-      {"for i = 1, 2 do\nprint(i)\nend\n", "F >> >> 1\n2\nF \n", ""},
-      {"function f(x)\n  return x + I\nend\n= f(1)\n", "F >> >> F (1 + 1 I)\nF \n", ""},
-      {"s = [[a\n=b]]\n=s\n", "F >> F a\n=b\nF \n", ""},
-      // Only at the first prompt is "=" short for return.
-      {"x =\n7\n=x\n", "F >> F 7\nF \n", ""},
-      {"x\n=8\n=x\n", "F >> F 8\nF \n", ""},
-      // End of input in a statement drops it in silence.
-      {"for i = 1, 2 do\n", "F >> \n", ""},
-      {"_PROMPT = 3\n_PROMPT2 = '.. '\ndo\nend\n_PROMPT = {}\n", "F 33.. 3F \n", ""},
-  };
+  } cases[] = {{"", "F \n", ""},
+               {"=1+1\n", "F 2\nF \n", ""},
+               {"= 1, nil, 'a'\n", "F 1\tnil\ta\nF \n", ""},
+               {"x = 3\n=x\n", "F F 3\nF \n", ""},
+               {"x = 3\n=x", "F F 3\nF \n", ""},  // a last line without a line end
+               {"\n", "F F \n", ""},
+               {"for i = 1, 2 do\nprint(i)\nend\n", "F >> >> 1\n2\nF \n", ""},
+               {"function f(x)\n  return x + I\nend\n= f(1)\n", "F >> >> F (1 + 1 I)\nF \n", ""},
+               {"s = [[a\n=b]]\n=s\n", "F >> F a\n=b\nF \n", ""},
+               // Only at the first prompt is "=" short for return.
+               {"x =\n7\n=x\n", "F >> F 7\nF \n", ""},
+               {"x\n=8\n=x\n", "F >> F 8\nF \n", ""},
+               // End of input in a statement drops it in silence.
+               {"for i = 1, 2 do\n", "F >> \n", ""},
+               {"_PROMPT = 3\n_PROMPT2 = '.. '\ndo\nend\n_PROMPT = {}\n", "F 33.. 3F \n", ""}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.input);
     const ProgramResult result = RunProgram({}, c.input);
@@ -54,8 +52,7 @@ TEST(Prompt, SurvivesErrors) {
       {"= I + nil\n",
        "stdin:1: Error: complex number plus nil\n\nstack traceback:\n\t[C]: in function '__add'\n\tstdin:1: "
        "in main "
-       "chunk\n\t[C]: in ?\n"},
-  };
+       "chunk\n\t[C]: in ?\n"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.input);
     const ProgramResult result = RunProgram({}, std::string(c.input) + "io.write('alive\\n')\n");

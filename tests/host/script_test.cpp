@@ -141,8 +141,7 @@ TEST_F(Script, OptionListsFillTheirTargets) {
       {"{{'Vector', {1, I}}}", "default 0 0 0 0 0 no 1:0 0:1"},
       {"{{'Vector', {1, 1 + 1e-15 * I}}}", "default 0 0 0 0 0 no 1:0 1:0"},  // rounding only
       {"{{'Vector', {1e-307 * I}}}", "default 0 0 0 0 0 no 0:0"},
-      {"{{'Vector', {1e-306 * I}}}", "default 0 0 0 0 0 no 0:1e-306"},
-  };
+      {"{{'Vector', {1e-306 * I}}}", "default 0 0 0 0 0 no 0:1e-306"}};
   for (const auto& c : cases)
     EXPECT_EQ(Run("return options(" + std::string(c.list) + ")"), c.result) << c.list;
 }
@@ -170,8 +169,7 @@ TEST_F(Script, BadOptionsAreNamed) {
       {"{{'Number', {}}}", "bad argument #-1 to '?' (number expected, got table)"},
       {"{{'Text', true}}", "bad argument #-1 to '?' (string expected, got boolean)"},
       {"{{'Vector', 1}}", "bad argument #-1 to '?' (table expected, got number)"},
-      {"1", "bad argument #1 to '?' (table expected, got number)"},
-  };
+      {"1", "bad argument #1 to '?' (table expected, got number)"}};
   for (const auto& c : cases)
     EXPECT_EQ(Run("return select(2, pcall(options, " + std::string(c.list) + "))"), c.message) << c.list;
 }

@@ -47,7 +47,8 @@ TYPED_TEST(MatrixFunctions, PowersAreRepeatedProducts) {
 TYPED_TEST(MatrixFunctions, ExponentialAgreesWithItsSeries) {
   std::mt19937 random(22);
   for (const bool hermitian : {false, true}) {
-    CompactMatrixType A = hermitian ? RandomHermitian<TypeParam>(random, 5) : RandomMatrix<TypeParam>(random, 5, 5);
+    CompactMatrixType A =
+        hermitian ? RandomHermitian<TypeParam>(random, 5) : RandomMatrix<TypeParam>(random, 5, 5);
     CompactMatrixScale(A, 0.15);
     CompactMatrixType expected = Identity(5), R;
     for (int k = 20; k > 0; --k) {  // 1 + A / k (1 + A / (k + 1) (...
@@ -121,7 +122,9 @@ TYPED_TEST(MatrixFunctions, RootSquaresBack) {
 TEST(MatrixSqrt, CountsAndReportsNegativeEigenvalues) {
   CompactMatrixType R;
   EXPECT_EQ(
-      Printed([&] { EXPECT_EQ(CompactMatrixSqrt(Real(3, {-1, 0, 0, 0, 4, 0, 0, 0, -2}), R), 2); }),
+      Printed([&] {
+        EXPECT_EQ(CompactMatrixSqrt(Real(3, {-1, 0, 0, 0, 4, 0, 0, 0, -2}), R), 2);
+      }),
       "Negative value in CompactMatrixSqrt, eigen value is -2.000000000000000E+00 at pos 0 (trace |val| = "
       " 7.000000000000000E+00)\n"
       "Negative value in CompactMatrixSqrt, eigen value is -1.000000000000000E+00 at pos 1 (trace |val| = "

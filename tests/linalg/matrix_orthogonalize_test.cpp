@@ -128,8 +128,9 @@ TEST(Orthogonalize, EmptyAndBadMatrices) {
     EXPECT_EQ(orthogonalize(empty, Threshold, true), 0);
     EXPECT_EQ(orthogonalize(flat, Threshold, true), 0);
     EXPECT_EQ(flat.Ni, 0u);
-    EXPECT_TRUE(Printed([&] { EXPECT_EQ(orthogonalize(bad, Threshold, true), 1); })
-                    .ends_with("called with a matrix that is not finite\n"));
+    EXPECT_TRUE(Printed([&] {
+                  EXPECT_EQ(orthogonalize(bad, Threshold, true), 1);
+                }).ends_with("called with a matrix that is not finite\n"));
   }
 }
 

@@ -99,7 +99,8 @@ TEST(TriDiagonalMatrix, PlainFileHasALineForEachLevel) {
             "    0  0.000000000000000E+00  3.000000000000000E+00\n"
             "    1 -1.500000000000000E+00  5.000000000000000E-01\n"
             "    2  2.000000000000000E+00  0.000000000000000E+00\n");
-  EXPECT_EQ(Printed([&] { EXPECT_EQ(FilePrintPlainTriDiagonalMatrix(M, "", "w"), 1); }), "ERROR\nCan't open  for writing with mode w.\n");
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(FilePrintPlainTriDiagonalMatrix(M, "", "w"), 1); }),
+            "ERROR\nCan't open  for writing with mode w.\n");
 }
 
 template <class T>

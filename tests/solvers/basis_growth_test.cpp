@@ -12,8 +12,7 @@ namespace {
 
 std::vector<Mask> MasksOf(const WaveFunctionType& psi) {
   std::vector<Mask> masks;
-  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
-    masks.push_back(MaskOf(psi, i));
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) masks.push_back(MaskOf(psi, i));
   return masks;
 }
 

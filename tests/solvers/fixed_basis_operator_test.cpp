@@ -27,7 +27,8 @@ TYPED_TEST(FixedBasis, RowsAndDirectRouteGiveTheProjectedMatrix) {
   }
   const Dense expected = Multiply(MatrixOf(model, masks), in);
   for (const bool rows : {true, false}) {
-    const auto fixed = MakeFixedBasisOperator<T>(MakeOperator(model), MakeState(9, masks, IsComplex<T>), rows);
+    const auto fixed =
+        MakeFixedBasisOperator<T>(MakeOperator(model), MakeState(9, masks, IsComplex<T>), rows);
     EXPECT_EQ(fixed.QRows, rows);
     FixedBasisOperatorMultiply(fixed, shift, x.data(), y.data());
     for (std::size_t i = 0; i < x.size(); ++i)

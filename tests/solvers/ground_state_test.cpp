@@ -46,7 +46,8 @@ void ExpectEigenstates(const Model& model, const std::vector<Mask>& masks,
 }
 
 // The lowest states, which the search has to say it found; start states if psi has some.
-std::vector<WaveFunctionType> Lowest(const Model& model, std::uint32_t count, ConvergenceSettingsType settings,
+std::vector<WaveFunctionType> Lowest(const Model& model, std::uint32_t count,
+                                     ConvergenceSettingsType settings,
                                      const DeterminantRestrictionType& start,
                                      std::vector<WaveFunctionType> psi = {}) {
   OperatorType H = MakeOperator(model);
@@ -88,8 +89,8 @@ TEST_F(GroundState, ConstantTermStaysAndShiftsTheEnergies) {
   }
 }
 
-// The spectrum of a half-filled ring with spin symmetry is full of multiplets; of equal levels the first restart
-// finds an invariant subspace at once.
+// The spectrum of a half-filled ring with spin symmetry is full of multiplets; of equal levels the first
+// restart finds an invariant subspace at once.
 TEST_F(GroundState, DegenerateMultipletsComeOutWholeInTheKrylovPath) {
   Model flat{6, {}};
   for (std::uint32_t i = 0; i < 6; ++i) flat.Add({C(i), A(i)}, 2.0);
@@ -109,8 +110,8 @@ TEST_F(GroundState, SixSiteRingWithTwoRestrictions) {
   for (const Mask m : Electrons(6, 12))
     if (std::popcount(m & up) == 3) masks.push_back(m);
   for (const std::uint32_t border : {1513u, 0u})
-    ExpectEigenstates(model, masks,
-                      Lowest(model, 3, Sharp(border), Restrict(12, {{up, 3, 3}, {down, 3, 3}})), 1e-9);
+    ExpectEigenstates(model, masks, Lowest(model, 3, Sharp(border), Restrict(12, {{up, 3, 3}, {down, 3, 3}})),
+                      1e-9);
 }
 
 TEST_F(GroundState, MoreStatesThanDeterminantsGivesZeroVectors) {
@@ -152,7 +153,8 @@ TEST_F(GroundState, RunRestrictionsBoundTheSearch) {
   }
 }
 
-// More than 24 orbitals: the start is random determinants, not a complete basis. Pairs of levels of a free chain.
+// More than 24 orbitals: the start is random determinants, not a complete basis. Pairs of levels of a free
+// chain.
 TEST_F(GroundState, LargeSystemsStartFromRandomDeterminants) {
   const Model model = FreeChain(26, 1.0);
   std::vector<double> pairs;
@@ -221,7 +223,8 @@ TEST_F(GroundState, EndsOnValuesThatAreNotFiniteAndOnNothing) {
 // --- The inner solver alone
 
 // Random start states on one basis.
-std::vector<WaveFunctionType> RandomStates(std::size_t count, const std::vector<Mask>& masks, bool complex = false) {
+std::vector<WaveFunctionType> RandomStates(std::size_t count, const std::vector<Mask>& masks,
+                                           bool complex = false) {
   std::vector<WaveFunctionType> psi(count, MakeState(8, masks, complex));
   for (WaveFunctionType& state : psi) WaveFunctionRandomize(state);
   return psi;
@@ -231,7 +234,8 @@ TEST_F(GroundState, ConserveBasisSolvesTheProjectedProblem) {
   const struct {
     bool complexOperator, complexStates;  // complex states of a real operator become real
     std::uint32_t border;
-  } cases[] = {{false, false, 1513}, {true, false, 1513}, {false, false, 0}, {true, false, 0}, {false, true, 0}};
+  } cases[] = {
+      {false, false, 1513}, {true, false, 1513}, {false, false, 0}, {true, false, 0}, {false, true, 0}};
   std::vector<Mask> part;
   for (const Mask m : Electrons(4, 8))
     if (m % 5) part.push_back(m);
@@ -241,7 +245,8 @@ TEST_F(GroundState, ConserveBasisSolvesTheProjectedProblem) {
     std::vector<WaveFunctionType> psi = RandomStates(3, part, c.complexStates);
     const auto basis = psi[0].basis;
     for (WaveFunctionType& state : psi) state.basis = basis;
-    EXPECT_EQ(BlockLanczosGroundStateConserveBasis(MakeOperator(model), -3.0, psi, Sharp(c.border, 1e-22)), 0);
+    EXPECT_EQ(BlockLanczosGroundStateConserveBasis(MakeOperator(model), -3.0, psi, Sharp(c.border, 1e-22)),
+              0);
     EXPECT_EQ(psi[0].basis, basis);
     for (const WaveFunctionType& state : psi) EXPECT_EQ(QComplex(state), c.complexOperator);
     ExpectEigenstates(model, part, psi, 1e-10, 1e-9);

@@ -39,10 +39,10 @@ TEST(Lanczos, ChainHasTheMomentsOfTheOperatorInAllForms) {
     const char* form;
     bool complexOperator, complexState, mixed;
   } cases[] = {{"RR", false, false, false},
-                        {"RC", false, true, false},
-                        {"CC", true, false, false},  // the state is made complex
-                        {"CC", true, true, false},
-                        {"MC", true, true, true}};
+               {"RC", false, true, false},
+               {"CC", true, false, false},  // the state is made complex
+               {"CC", true, true, false},
+               {"MC", true, true, true}};
   GlobalVerbosity = 1;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.form);

@@ -52,7 +52,8 @@ inline WaveFunctionType MakeState(std::uint32_t orbitals, const std::vector<Mask
   return psi;
 }
 // With amplitude 1 everywhere.
-inline WaveFunctionType MakeState(std::uint32_t orbitals, const std::vector<Mask>& masks, bool complex = false) {
+inline WaveFunctionType MakeState(std::uint32_t orbitals, const std::vector<Mask>& masks,
+                                  bool complex = false) {
   return MakeState(orbitals, masks, Dense(masks.size(), 1), complex);
 }
 
