@@ -71,20 +71,30 @@ numbers[#numbers + 1] = 5e-324
 local bytes = {}
 for i = 0, 255 do bytes[#bytes + 1] = string.char(i) .. "7" end
 local shared = {1, 2}
-local chain, keyed, mixed, many = {}, {}, {}, {}
+local chain, keyed = {}, {}
 for _ = 1, 179 do chain, keyed = {chain}, {x = keyed} end
-for _ = 1, 40 do mixed = {1, 2, 3, x = mixed, y = 4} end
-for i = 1, 300 do many[i] = "key " .. i end
-many.last = {}
-for i = 1, 100 do many.last = {["key " .. i] = many.last} end  -- constants of the file are no free registers
 for _, value in ipairs {
   numbers, table.concat(bytes), C(0.1 + 0.2, -1 / 3), C(1, inf), inf, 0 / 0, {shared, x = {shared}},
   {["and"] = 1, [""] = 2, ["a b"] = 3, ["1"] = 4, [1] = 5, [3] = 6, [1e15] = 7, [-0.5] = 8, ["]]"] = 9},
-  {nil, 2}, chain, keyed, mixed, many
+  {nil, 2}, chain, keyed
 } do
   check.ok("comes back equal", same(back(value), value), source(value):sub(1, 200))
 end
 check.equal("sign of zero", 1 / back(-0), -inf)
+
+-- What nests is written so that it can be read, or refused: lists that go on with keys, and keys behind more
+-- constants than the interpreter numbers.
+for levels = 30, 180, 30 do
+  local mixed, last = {}, {}
+  for i = 1, levels do mixed, last = {1, 2, 3, x = mixed, y = 4}, {["key " .. i] = last} end
+  local many = {last = last}
+  for i = 1, 300 do many[i] = "item " .. i end
+  for name, value in pairs {mixed = mixed, many = many} do
+    local ok, result = pcall(back, value)
+    check.ok(name, ok and same(result, value) or not ok and result:find("nested deeper"), tostring(result))
+    check.ok(name .. " at " .. levels, ok or levels > 90)
+  end
+end
 
 -- Lists in lists, each with more elements than the interpreter keeps open at once
 local cube = 1
