@@ -37,16 +37,20 @@ BlockWaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vecto
   const auto flush = [&] {
     BasisAddBatch(*OPsi.basis, results.keys.data(), results.count, results.numbers.data());
     values.resize(std::size_t{OPsi.basis->N} + 1);
+    FurtherCodes furtherCodes(results);
     std::uint32_t k = 0;
     for (std::size_t n = 0; n < ends.size(); ++n)
       for (const X* from = x.at(first + n); k < ends[n]; ++k) {
-        const C scale = coefficients[results.term[k]] * results.amplitude[k];
         T* to = values.at(results.numbers[k]);
-        for (std::uint32_t b = 0; b < width; ++b) to[b] += scale * from[b];
+        const auto add = [&](C scale) {
+          for (std::uint32_t b = 0; b < width; ++b) to[b] += scale * from[b];
+        };
+        add(FirstCoefficient(results, coefficients, k));
+        furtherCodes.forEach(k, [&](std::uint32_t e) { add(coefficients[results.further[e]]); });
       }
     first += static_cast<std::uint32_t>(ends.size());
     ends.clear();
-    results.count = 0;
+    results.clear();
   };
   for (std::uint32_t i = 1; i <= Psi.basis->N; ++i) {
     FindSurvivingTerms(O, Psi.basis->keys.at(i), true, results);

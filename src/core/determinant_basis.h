@@ -38,6 +38,9 @@ std::uint32_t BasisAdd(DeterminantBasis& basis, const KeyWord* key);
 // Room in the index for elements in all, so that adding does not rebuild it on the way.
 void BasisReserve(DeterminantBasis& basis, std::size_t elements);
 
+// Gives back what the index has beyond 16 bytes an element, if memory for a smaller one can be had.
+void BasisFit(DeterminantBasis& basis) noexcept;
+
 // Drops the elements above N and builds the index anew. Does not throw.
 void BasisShrink(DeterminantBasis& basis, std::uint32_t N) noexcept;
 

@@ -13,12 +13,15 @@ void FillColumns(const CompiledOperator& O, const std::vector<C>& coefficients, 
                  std::vector<T>& elements) {
   SurvivingTerms terms(O, basis);
   for (std::size_t j = 0; j < basis.N; ++j) {
-    terms.count = 0;
+    terms.clear();
     FindSurvivingTerms(O, basis.keys.at(j + 1), false, terms);
     BasisFindBatch(basis, terms.keys.data(), terms.count, terms.numbers.data());
-    for (std::uint32_t t = 0; t < terms.count; ++t)
+    FurtherCodes furtherCodes(terms);
+    for (std::uint32_t t = 0; t < terms.count; ++t) {
+      const T element = ResultCoefficient(terms, coefficients, t, furtherCodes);
       if (const std::uint32_t number = terms.numbers[t])
-        elements[(std::size_t{number} - 1) * basis.N + j] += coefficients[terms.term[t]] * terms.amplitude[t];
+        elements[(std::size_t{number} - 1) * basis.N + j] += element;
+    }
   }
 }
 

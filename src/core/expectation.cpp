@@ -21,10 +21,16 @@ Complex16 SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coe
   ForEachResult(
       O, coefficients, false, 1, ElementCount(ket), *ket.basis, *bra.basis,
       [&](std::uint32_t i) { return k[i]; },
-      [&](SurvivingTerms& results, const T* values) {
+      [&](SurvivingTerms& results, const ResultValues<T>& values) {
         BasisFindBatch(*bra.basis, results.keys.data(), results.count, results.numbers.data());
-        for (std::uint32_t i = 0; i < results.count; ++i)
-          if (const std::uint32_t number = results.numbers[i]) sum += Conj(b[number]) * values[i];
+        FurtherCodes furtherCodes(results);
+        for (std::uint32_t i = 0; i < results.count; ++i) {
+          const std::uint32_t number = results.numbers[i];
+          if (number) sum += Conj(b[number]) * values.first[i];
+          furtherCodes.forEach(i, [&](std::uint32_t e) {
+            if (number) sum += Conj(b[number]) * values.further[e];
+          });
+        }
       });
   return sum;
 }

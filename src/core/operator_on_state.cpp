@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "core/determinant_index.h"
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
 #include "host/base/status.h"
@@ -15,23 +16,50 @@ namespace {
 // Restrictions that filter nothing.
 const DeterminantRestrictionType Unrestricted;
 
-// Adds a batch of results to a state whose basis grows.
+// Adds the terms of results to values, one after the other as they arose. What belongs to no element, number
+// 0, is dropped.
 template <class T>
-void AddResults(SurvivingTerms& results, const T* added, DeterminantBasis& basis, BlockedArray<T>& values) {
-  const std::uint32_t* numbers = results.numbers.data();
-  BasisAddBatch(basis, results.keys.data(), results.count, results.numbers.data());
-  values.resize(std::size_t{basis.N} + 1);
-  for (std::uint32_t i = 0; i < results.count; ++i) __builtin_prefetch(&values[numbers[i]], 1);
-  for (std::uint32_t i = 0; i < results.count; ++i) values[numbers[i]] += added[i];
+auto Adder(const SurvivingTerms& results, const ResultValues<T>& added, BlockedArray<T>& values) {
+  return
+      [&values, &added, furtherCodes = FurtherCodes(results)](std::uint32_t i, std::uint32_t number) mutable {
+        T& value = values[number];
+        T sum = value + added.first[i];
+        furtherCodes.forEach(i, [&](std::uint32_t e) { sum += added.further[e]; });
+        if (number) value = sum;
+      };
+}
+
+// Adds a batch of results to a state whose basis grows. A rebuilt index gets room for at least wanted.
+template <class T>
+void AddResults(const SurvivingTerms& results, const ResultValues<T>& added, std::size_t wanted,
+                DeterminantBasis& basis, BlockedArray<T>& values) {
+  BasisMakeRoom(basis, std::size_t{basis.N} + results.count, wanted);
+  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+    ForEachNumber(
+        basis, words, results.keys.data(), results.numbers.data(), results.count,
+        [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
+        [&](const KeyWord* key, std::uint32_t hash) {
+          values.reserveOne();  // so that nothing can fail once the key is in
+          const std::uint32_t number = AddHashed(basis, key, words, hash);
+          if (number == values.size) *values.append() = T{};
+          return number;
+        },
+        Adder(results, added, values));
+  });
 }
 
 // Adds what lies inside the basis.
 template <class T>
-void AddResultsInside(SurvivingTerms& results, const T* added, const DeterminantBasis& basis,
-                      BlockedArray<T>& values) {
-  BasisFindBatch(basis, results.keys.data(), results.count, results.numbers.data());
-  for (std::uint32_t i = 0; i < results.count; ++i)
-    if (const std::uint32_t number = results.numbers[i]) values[number] += added[i];
+void AddResultsInside(const SurvivingTerms& results, const ResultValues<T>& added,
+                      const DeterminantBasis& basis, BlockedArray<T>& values) {
+  if (basis.buckets.empty()) return;
+  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+    ForEachNumber(
+        basis, words, results.keys.data(), results.numbers.data(), results.count,
+        [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
+        [&](const KeyWord* key, std::uint32_t hash) { return FindHashed(basis, key, words, hash); },
+        Adder(results, added, values));
+  });
 }
 
 constexpr const char Letters[] = "RCM";
@@ -55,6 +83,12 @@ void SayFlushFailed(const CompiledOperator& O, const WaveFunctionType& psi, bool
       kind, kind, kind, form, last ? " 02" : "\n 01");
 }
 
+// How many determinants a result will have, from what the first `reached` of `all` determinants gave. Later
+// ones meet more of what is there already: too much in general, so no more than four times what is there.
+std::size_t ForeseenSize(const DeterminantBasis& basis, std::uint32_t reached, std::uint32_t all) {
+  return std::min(std::size_t{basis.N} * 4, std::size_t{basis.N} * all / std::max(reached, 1u));
+}
+
 template <class C, class X>
 WaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vector<C>& coefficients,
                                 const WaveFunctionType& psi, const BlockedArray<X>& x) {
@@ -69,7 +103,11 @@ WaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vector<C>&
     ForEachResult(
         O, coefficients, true, 1, ElementCount(psi), *psi.basis, *Opsi.basis,
         [&](std::uint32_t i) { return x[reached = i]; },
-        [&](SurvivingTerms& results, const T* added) { AddResults(results, added, *Opsi.basis, values); });
+        [&](const SurvivingTerms& results, const ResultValues<T>& added) {
+          AddResults(results, added, ForeseenSize(*Opsi.basis, reached, ElementCount(psi)), *Opsi.basis,
+                     values);
+        });
+    BasisFit(*Opsi.basis);
   });
   if (fits) return Opsi;
   SayFlushFailed(O, psi, reached == ElementCount(psi));
@@ -82,7 +120,9 @@ void ProductInside(const CompiledOperator& O, const std::vector<C>& coefficients
   values.fill(T{});
   ForEachResult(
       O, coefficients, false, 1, ElementCount(psi), *psi.basis, basis, [&](std::uint32_t i) { return x[i]; },
-      [&](SurvivingTerms& results, const T* added) { AddResultsInside(results, added, basis, values); });
+      [&](const SurvivingTerms& results, const ResultValues<T>& added) {
+        AddResultsInside(results, added, basis, values);
+      });
 }
 
 }  // namespace
@@ -137,10 +177,12 @@ int OperatorDeterminantPreAllocated(const CompiledOperator& O, const KeyWord* ke
       [&](const auto& coefficients, auto& values) {
         using T = std::decay_t<decltype(values[0])>;
         values.fill(T{});
+        FurtherCodes furtherCodes(results);
         if constexpr (IsComplex<T> || !IsComplex<std::decay_t<decltype(coefficients[0])>>)
-          for (std::uint32_t k = 0; k < results.count; ++k)
-            if (results.numbers[k])
-              values[results.numbers[k]] += coefficients[results.term[k]] * results.amplitude[k];
+          for (std::uint32_t k = 0; k < results.count; ++k) {
+            const auto added = ResultCoefficient(results, coefficients, k, furtherCodes);
+            if (results.numbers[k]) values[results.numbers[k]] += added;
+          }
       },
       O.values, Opsi.values);
   return 0;

@@ -1,10 +1,13 @@
 #include "core/restriction.h"
 
+#include "host/base/vector_clones.h"
+
 namespace fermix {
 
 namespace {
 
-std::uint32_t CountFermions(const KeyWord* key, const KeyWord* mask, std::uint32_t words) {
+FERMIX_POPCOUNT_CLONES std::uint32_t CountFermions(const KeyWord* key, const KeyWord* mask,
+                                                   std::uint32_t words) {
   std::uint32_t count = 0;
   for (std::uint32_t w = 0; w < words; ++w)
     count += static_cast<std::uint32_t>(std::popcount(key[w] & mask[w]));

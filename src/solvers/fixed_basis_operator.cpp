@@ -25,15 +25,16 @@ class RowBuilder {
     while (first < end) {
       // As many determinants together as let the look-ups of their results overlap.
       rowEnds_.clear();
-      results_.count = 0;
+      results_.clear();
       for (std::size_t k = first; k < end && results_.count < BasisBatch; ++k) {
         FindSurvivingTerms(H_.compiled, H_.basis->keys.at(k + 1), false, results_);
         rowEnds_.push_back(results_.count);
       }
       BasisFindBatch(*H_.basis, results_.keys.data(), results_.count, results_.numbers.data());
+      FurtherCodes furtherCodes(results_);
       std::uint32_t begin = 0;
       for (const std::uint32_t rowEnd : rowEnds_) {
-        AddRow(first++, begin, rowEnd, slab);
+        AddRow(first++, begin, rowEnd, furtherCodes, slab);
         begin = rowEnd;
       }
     }
@@ -44,13 +45,13 @@ class RowBuilder {
 
   // Row k from the results begin .. end - 1. H is Hermitian: the row is the conjugate of what H makes of the
   // determinant.
-  void AddRow(std::size_t k, std::uint32_t begin, std::uint32_t end, Slab& slab) {
+  void AddRow(std::size_t k, std::uint32_t begin, std::uint32_t end, FurtherCodes& furtherCodes, Slab& slab) {
     const std::size_t rowStart = slab.column.size();
     T diagonal{};
     for (std::uint32_t i = begin; i < end; ++i) {
+      const T value = Conj(Coefficient(i, furtherCodes));
       if (!results_.numbers[i]) continue;  // leaves the basis
       const std::uint32_t column = results_.numbers[i] - 1;
-      const T value = Conj(Coefficient(results_.term[i])) * results_.amplitude[i];
       if (column == k) {
         diagonal += value;
       } else if (place_[column] == None) {
@@ -66,8 +67,10 @@ class RowBuilder {
     H_.diagonal[k] = diagonal;
   }
 
-  T Coefficient(std::uint32_t term) const {
-    return std::visit([&](const auto& values) { return ToKind<T>(values[term]); }, H_.compiled.values);
+  T Coefficient(std::uint32_t i, FurtherCodes& furtherCodes) const {
+    return std::visit(
+        [&](const auto& values) { return ToKind<T>(ResultCoefficient(results_, values, i, furtherCodes)); },
+        H_.compiled.values);
   }
 
   FixedBasisOperator<T>& H_;

@@ -1,0 +1,130 @@
+// The hash index of a determinant basis from inside, for the loops that look up millions of keys: the basis
+// itself, and products of operators with states.
+//
+// Looking up goes in three steps, so that misses of the cache overlap with each other and with other work:
+// a hash is made and its bucket fetched (BasisHash); the bucket is searched, and what goes with the number
+// found is fetched; the stored key is compared. The last two steps are ForEachNumber.
+#pragma once
+
+#include <bit>
+
+#include "core/determinant_basis.h"
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace fermix {
+
+// One wide multiplication for each word, its halves folded: keys are dense bit patterns at the top of a word,
+// and the middle bits of the product depend on all of them. Never 0.
+template <class Words>
+inline std::uint32_t KeyHash(const KeyWord* key, Words words) {
+  __extension__ using Wide = unsigned __int128;
+  KeyWord h = 0;
+  for (std::uint32_t w = 0; w < words; ++w) {
+    const Wide product = Wide{h ^ key[w]} * 0xd6e8feb86659fd93;
+    h = static_cast<KeyWord>(product) ^ static_cast<KeyWord>(product >> 64);
+  }
+  return static_cast<std::uint32_t>(h) | 1;
+}
+
+inline std::size_t HomeBucket(std::uint32_t hash, std::size_t buckets) {
+  return (std::uint64_t{hash} * buckets) >> 32;
+}
+inline std::size_t NextBucket(std::size_t b, std::size_t buckets) { return b + 1 == buckets ? 0 : b + 1; }
+
+// Bit k is set when place k holds the hash. No branch: where in a bucket a key stands can't be predicted.
+inline unsigned Matches(const DeterminantBasis::Bucket& bucket, std::uint32_t hash) {
+#ifdef __SSE2__
+  const __m128i wanted = _mm_set1_epi32(static_cast<int>(hash));
+  const auto equal = [&](int first) {
+    return _mm_cmpeq_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(bucket.hash + first)), wanted);
+  };
+  const __m128i words = _mm_packs_epi32(equal(0), equal(4));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(words, _mm_setzero_si128())));
+#else
+  unsigned bits = 0;
+  for (unsigned k = 0; k < DeterminantBasis::Bucket::Places; ++k)
+    bits |= unsigned{bucket.hash[k] == hash} << k;
+  return bits;
+#endif
+}
+
+template <class Words>
+inline const KeyWord* KeyAt(const DeterminantBasis& basis, std::uint32_t i, Words words) {
+  return &basis.keys.blocks[i / BlockElements][i % BlockElements * words];
+}
+
+// The number of key, 0 if it is not there. The basis has an index.
+template <class Words>
+std::uint32_t FindHashed(const DeterminantBasis& basis, const KeyWord* key, Words words, std::uint32_t hash) {
+  const std::size_t size = basis.buckets.size();
+  for (std::size_t b = HomeBucket(hash, size);; b = NextBucket(b, size)) {
+    const DeterminantBasis::Bucket& bucket = basis.buckets[b];
+    for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
+      const std::uint32_t number = bucket.number[std::countr_zero(matches)];
+      if (SameKey(KeyAt(basis, number, words), key, words)) return number;
+    }
+    if (!bucket.hash[DeterminantBasis::Bucket::Places - 1]) return 0;
+  }
+}
+
+// The number of key, which is added if it is new. The index has room.
+template <class Words>
+std::uint32_t AddHashed(DeterminantBasis& basis, const KeyWord* key, Words words, std::uint32_t hash) {
+  const std::size_t size = basis.buckets.size();
+  for (std::size_t b = HomeBucket(hash, size);; b = NextBucket(b, size)) {
+    DeterminantBasis::Bucket& bucket = basis.buckets[b];
+    for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
+      const std::uint32_t number = bucket.number[std::countr_zero(matches)];
+      if (SameKey(KeyAt(basis, number, words), key, words)) return number;
+    }
+    const unsigned empty = Matches(bucket, 0);
+    if (!empty) continue;
+    CopyKey(key, words, basis.keys.append());
+    const int k = std::countr_zero(empty);
+    bucket.hash[k] = hash;
+    return bucket.number[k] = ++basis.N;
+  }
+}
+
+// For each of count keys that stand one behind the other, in order: use(i, number). hashes are those of
+// BasisHash. fetch(number) may fetch what use will need, and is called before it for a number that is
+// probably the right one; missing(key, hash) gives the number where it was not. The basis has an index.
+template <class Words, class Fetch, class Missing, class Use>
+inline void ForEachNumber(const DeterminantBasis& basis, Words words, const KeyWord* keys,
+                          const std::uint32_t* hashes, std::uint32_t count, Fetch&& fetch, Missing&& missing,
+                          Use&& use) {
+  constexpr std::uint32_t Ahead = 64;
+  constexpr unsigned last = DeterminantBasis::Bucket::Places - 1;
+  std::uint32_t candidates[Ahead];
+  for (std::uint32_t first = 0; first < count; first += Ahead) {
+    const std::uint32_t part = count - first < Ahead ? count - first : Ahead;
+    const std::size_t size = basis.buckets.size();
+    for (std::uint32_t i = 0; i < part; ++i) {
+      const std::uint32_t hash = hashes[first + i];
+      const std::size_t b = HomeBucket(hash, size);
+      const DeterminantBasis::Bucket& bucket = basis.buckets[b];
+      const unsigned matches = Matches(bucket, hash);
+      // Without a match the sentinel, which is at hand.
+      const std::uint32_t candidate =
+          bucket.number[std::countr_zero(matches | 1u << last)] & -std::uint32_t{matches != 0};
+      candidates[i] = candidate;
+      __builtin_prefetch(KeyAt(basis, candidate, words));
+      fetch(candidate);
+      // A full bucket without a match has run over into the next one.
+      __builtin_prefetch(&basis.buckets[matches == 0 && bucket.hash[last] ? NextBucket(b, size) : b]);
+    }
+    for (std::uint32_t i = 0; i < part; ++i) {
+      const KeyWord* key = keys + std::size_t{first + i} * words;
+      const std::uint32_t c = candidates[i];
+      use(first + i, c && SameKey(KeyAt(basis, c, words), key, words) ? c : missing(key, hashes[first + i]));
+    }
+  }
+}
+
+// Makes sure that the index has room for elements in all; a rebuilt one gets room for at least wanted.
+void BasisMakeRoom(DeterminantBasis& basis, std::size_t elements, std::size_t wanted);
+
+}  // namespace fermix
