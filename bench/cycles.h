@@ -9,29 +9,29 @@
 
 namespace fermix {
 
+// Of this thread.
+inline double ProcessorSeconds() {
+  timespec now;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
 struct CycleRate {
   double seconds = 0, cycles = 0;
 
   // Runs a chain of dependent multiplications and additions: 3 + 1 cycles each on the usual processors.
   void sample() {
     constexpr int steps = 20000;
-    const double start = processorSeconds();
+    const double start = ProcessorSeconds();
     std::uint64_t x = 1;
     for (int i = 0; i < steps; ++i) {
       x = x * 6364136223846793005u + 1442695040888963407u;
       benchmark::DoNotOptimize(x);
     }
-    seconds += processorSeconds() - start;
+    seconds += ProcessorSeconds() - start;
     cycles += 4.0 * steps;
   }
   double perSecond() const { return cycles / seconds; }
-
- private:
-  static double processorSeconds() {
-    timespec now;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-  }
 };
 
 // Times f once for each iteration, and the clock beside it, untimed.

@@ -12,9 +12,11 @@
 
 #include "atomic/coulomb.h"
 #include "core/operator_on_state.h"
+#include "core/operator_rows.h"
 #include "core/surviving_terms.h"
 #include "cycles.h"
 #include "host/base/allocator.h"
+#include "solvers/fixed_basis_operator.h"
 
 namespace fermix {
 namespace {
@@ -101,6 +103,59 @@ void FixedBasis(benchmark::State& state) {
   Report(state, CompileOperator(H, nullptr, ElementCount(psi)), psi, rate, ElementCount(Hpsi));
 }
 
+// Products through remembered rows into a growing result. ns_survivor: what a term cost when its row was
+// made.
+void RememberedRows(benchmark::State& state) {
+  const auto orbitals = static_cast<std::uint32_t>(state.range(1));
+  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
+  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
+  NumberedSums<double> sums;
+  double result = 0, entries = 0, seconds = 1e300;
+  CycleRate rate;
+  for (int repeat = 0; repeat < 3; ++repeat) {
+    OperatorRows<double> rows(H, nullptr, std::make_shared<DeterminantBasis>(Layout(psi)),
+                              std::size_t{1} << 40);
+    const NumberedState<double> x = NumberState<double>(*rows.numbering, psi);
+    const double start = ProcessorSeconds();
+    OperatorRowsMultiply(rows, x, sums);
+    seconds = std::min(seconds, ProcessorSeconds() - start);
+    if (repeat < 2) continue;
+    for (const auto& slab : rows.slabs) entries += static_cast<double>(slab.target.size());
+    rate = Timed(state,
+                 [&] { result = static_cast<double>(OperatorRowsMultiply(rows, x, sums).number.size()); });
+  }
+  using benchmark::Counter;
+  const CompiledOperator compiled = CompileOperator(H, nullptr, ElementCount(psi));
+  state.counters["ns_entry"] = Counter(entries * 1e-9, Counter::kIsIterationInvariantRate | Counter::kInvert);
+  state.counters["cycles_entry"] =
+      Counter(entries / rate.perSecond(), Counter::kIsIterationInvariantRate | Counter::kInvert);
+  state.counters["ns_building"] = seconds * 1e9 / CountSurvivors(compiled, psi);
+  state.counters["entries"] = entries / ElementCount(psi);
+  state.counters["new"] = result;
+}
+
+// Rows inside a fixed basis, for one vector and for four side by side.
+void FixedRows(benchmark::State& state, std::size_t vectors) {
+  const auto orbitals = static_cast<std::uint32_t>(state.range(1));
+  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
+  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
+  const auto rows = MakeFixedBasisOperator<double>(H, OperatorPsi(H, psi));
+  std::vector<double> x(vectors * rows.N, 1), y(x.size());
+  const CycleRate rate = Timed(state, [&] {
+    vectors == 1 ? FixedBasisOperatorMultiply(rows, 0.5, x.data(), y.data())
+                 : FixedBasisOperatorMultiplyFour(rows, 0.5, x.data(), y.data());
+  });
+  using benchmark::Counter;
+  const auto inverse = Counter::kIsIterationInvariantRate | Counter::kInvert;
+  const double entries = static_cast<double>(EntryCount(rows) * vectors);
+  state.counters["ns_entry"] = Counter(entries * 1e-9, inverse);
+  state.counters["cycles_entry"] = Counter(entries / rate.perSecond(), inverse);
+  state.counters["entries"] = entries / static_cast<double>(vectors * rows.N);
+  state.counters["determinants"] = static_cast<double>(rows.N);
+}
+void FixedRowsOne(benchmark::State& state) { FixedRows(state, 1); }
+void FixedRowsFour(benchmark::State& state) { FixedRows(state, 4); }
+
 // Which terms survive, without looking up what they give.
 void SurvivorsOnly(benchmark::State& state) {
   const auto orbitals = static_cast<std::uint32_t>(state.range(1));
@@ -130,6 +185,9 @@ void Cases(benchmark::internal::Benchmark* b) {
 }
 BENCHMARK(GrowingBasis)->Apply(Cases);
 BENCHMARK(FixedBasis)->Apply(Cases);
+BENCHMARK(RememberedRows)->Apply(Cases);
+BENCHMARK(FixedRowsOne)->Apply(Cases);
+BENCHMARK(FixedRowsFour)->Apply(Cases);
 BENCHMARK(SurvivorsOnly)->Apply(Cases);
 BENCHMARK(HardlyASurvivor);
 

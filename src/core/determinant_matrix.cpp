@@ -1,6 +1,9 @@
 #include "core/determinant_matrix.h"
 
+#include <algorithm>
+
 #include "core/compiled_operator.h"
+#include "core/expectation.h"
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
 
@@ -38,6 +41,23 @@ CompactMatrixType OperatorToDeterminantMatrix(const OperatorType& H, const WaveF
         FillColumns(O, coefficients, *basis.basis, std::get<Vector>(A.Data));
       },
       O.values);
+  return A;
+}
+
+CompactMatrixType OperatorToFunctionMatrix(const OperatorType& O,
+                                           const std::vector<const WaveFunctionType*>& functions) {
+  const bool complex = QComplex(O) || std::any_of(functions.begin(), functions.end(),
+                                                  [](const auto* psi) { return QComplex(*psi); });
+  const auto n = static_cast<std::uint32_t>(functions.size());
+  CompactMatrixType A = InitCompactMatrix(n, n, complex);
+  const CompiledOperator compiled = CompileForElements(O, functions, functions.size());
+  std::visit(
+      [&](auto& data) {
+        using T = typename std::decay_t<decltype(data)>::value_type;
+        for (std::size_t k = 0; k < data.size(); ++k)
+          data[k] = ToKind<T>(PsiPrimeOperatorPsi(compiled, *functions[k / n], *functions[k % n]));
+      },
+      A.Data);
   return A;
 }
 

@@ -1,4 +1,4 @@
-// Dense matrices of operators on the determinants of a state.
+// Dense matrices of operators on many-body states.
 #pragma once
 
 #include "core/operator.h"
@@ -12,5 +12,10 @@ namespace fermix {
 // invalid_argument when the spaces differ.
 [[nodiscard]] CompactMatrixType OperatorToDeterminantMatrix(const OperatorType& H,
                                                             const WaveFunctionType& basis);
+
+// Element (i, j) = <i| O |j> for the states of a list; complex if O or one of them is not real. Throws as
+// above.
+[[nodiscard]] CompactMatrixType OperatorToFunctionMatrix(
+    const OperatorType& O, const std::vector<const WaveFunctionType*>& functions);
 
 }  // namespace fermix

@@ -1,5 +1,7 @@
 #include "core/expectation.h"
 
+#include <algorithm>
+
 #include "core/operator_on_state.h"
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
@@ -10,52 +12,93 @@ namespace {
 
 const DeterminantRestrictionType Unrestricted;
 
-// Sum over the elements of ket and the terms of O, in their order, of conj(bra) coefficient amplitude ket.
-// Images are looked up in the bra a batch at a time.
-template <class C, class B, class K>
-Complex16 SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coefficients,
-                            const WaveFunctionType& bra, const BlockedArray<B>& b,
-                            const WaveFunctionType& ket, const BlockedArray<K>& k) {
-  using T = decltype(C{} * K{});
-  decltype(T{} * B{}) sum{};
-  ForEachResult(
-      O, coefficients, false, 1, ElementCount(ket), *ket.basis, *bra.basis,
-      [&](std::uint32_t i) { return k[i]; },
-      [&](SurvivingTerms& results, const ResultValues<T>& values) {
-        BasisFindBatch(*bra.basis, results.keys.data(), results.count, results.numbers.data());
+// Numbers of bras whose bases have one numbering: what is looked up once serves all of them.
+std::vector<std::vector<std::size_t>> GroupByBasis(const std::vector<const WaveFunctionType*>& bras) {
+  std::vector<std::vector<std::size_t>> groups;
+  for (std::size_t b = 0; b < bras.size(); ++b) {
+    const auto group = std::find_if(groups.begin(), groups.end(), [&](const auto& g) {
+      return QSameBasis(*bras[g[0]]->basis, *bras[b]->basis);
+    });
+    if (group == groups.end()) {
+      groups.push_back({b});
+    } else {
+      group->push_back(b);
+    }
+  }
+  return groups;
+}
+
+// sum += conj(bra) result for the results that the bra has, under these numbers.
+template <class T>
+void AddResults(const WaveFunctionType& bra, const SurvivingTerms& results, const std::uint32_t* numbers,
+                const ResultValues<T>& values, Complex16& sum) {
+  std::visit(
+      [&](const auto& b) {
+        auto added = ToKind<decltype(b[0] * T{})>(sum);
         FurtherCodes furtherCodes(results);
         for (std::uint32_t i = 0; i < results.count; ++i) {
-          const std::uint32_t number = results.numbers[i];
-          if (number) sum += Conj(b[number]) * values.first[i];
+          const std::uint32_t number = numbers[i];
+          if (number) added += Conj(b[number]) * values.first[i];
           furtherCodes.forEach(i, [&](std::uint32_t e) {
-            if (number) sum += Conj(b[number]) * values.further[e];
+            if (number) added += Conj(b[number]) * values.further[e];
           });
         }
-      });
-  return sum;
+        sum = added;
+      },
+      bra.values);
+}
+
+// For each bra the sum over the elements of ket and the terms of O, in their order, of
+// conj(bra) coefficient amplitude ket. Images are looked up in the bras a batch at a time.
+template <class C, class K>
+std::vector<Complex16> SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coefficients,
+                                         const std::vector<const WaveFunctionType*>& bras,
+                                         const WaveFunctionType& ket, const BlockedArray<K>& k) {
+  using T = decltype(C{} * K{});
+  const auto groups = GroupByBasis(bras);
+  std::vector<Complex16> sums(bras.size());
+  std::vector<std::uint32_t> others;
+  const auto flush = [&](SurvivingTerms& results, const ResultValues<T>& values) {
+    for (const auto& group : groups) {
+      const DeterminantBasis& basis = *bras[group[0]]->basis;
+      std::uint32_t* numbers = results.numbers.data();
+      if (&basis != &results.target) {
+        others.resize(results.numbers.size());
+        numbers = others.data();
+        BasisHash(basis, results.keys.data(), results.count, numbers);
+      }
+      BasisFindBatch(basis, results.keys.data(), results.count, numbers);
+      for (const std::size_t b : group) AddResults(*bras[b], results, numbers, values, sums[b]);
+    }
+  };
+  ForEachResult(
+      O, coefficients, false, 1, ElementCount(ket), *ket.basis, *bras[0]->basis,
+      [&](std::uint32_t i) { return k[i]; }, flush);
+  return sums;
 }
 
 }  // namespace
 
-CompiledOperator CompileForElements(const OperatorType& O, const std::vector<const WaveFunctionType*>& kets,
-                                    std::size_t bras) {
+CompiledOperator CompileForElements(const OperatorType& O, const std::vector<const WaveFunctionType*>& kets) {
   std::size_t elements = 0;
-  for (const WaveFunctionType* ket : kets) elements += bras * ElementCount(*ket);
+  for (const WaveFunctionType* ket : kets) elements += ElementCount(*ket);
   return CompileOperator(O, &Unrestricted, elements);
 }
 
-Complex16 PsiPrimeOperatorPsi(const CompiledOperator& O, const WaveFunctionType& bra,
-                              const WaveFunctionType& ket) {
+std::vector<Complex16> PsiPrimeOperatorPsi(const CompiledOperator& O,
+                                           const std::vector<const WaveFunctionType*>& bras,
+                                           const WaveFunctionType& ket) {
   RequireSameSpace(Layout(ket), "Wave-function", O.layout, "the operator");
-  RequireSameSpace(Layout(bra), "Wave-function", O.layout, "the operator");
-  return std::visit(
-      [&](const auto& c, const auto& b, const auto& k) { return SumMatrixElements(O, c, bra, b, ket, k); },
-      O.values, bra.values, ket.values);
+  for (const WaveFunctionType* bra : bras)
+    RequireSameSpace(Layout(*bra), "Wave-function", O.layout, "the operator");
+  if (bras.empty()) return {};
+  return std::visit([&](const auto& c, const auto& k) { return SumMatrixElements(O, c, bras, ket, k); },
+                    O.values, ket.values);
 }
 
 Complex16 PsiPrimeOperatorPsi(const OperatorType& O, const WaveFunctionType& bra,
                               const WaveFunctionType& ket) {
-  return PsiPrimeOperatorPsi(CompileForElements(O, {&ket}, 1), bra, ket);
+  return PsiPrimeOperatorPsi(CompileForElements(O, {&ket}), {&bra}, ket)[0];
 }
 
 Complex16 PsiOperatorPsi(const OperatorType& O, const WaveFunctionType& psi) {

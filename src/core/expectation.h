@@ -20,10 +20,11 @@ double PsiHermitianOperatorSqrPsi(const OperatorType& O, const WaveFunctionType&
 Complex16 PsiPrimeOperatorPsi(const OperatorType& O, const WaveFunctionType& bra,
                               const WaveFunctionType& ket);
 
-// For many elements of one operator: it is compiled once, for all of kets and so many bras with each.
-CompiledOperator CompileForElements(const OperatorType& O, const std::vector<const WaveFunctionType*>& kets,
-                                    std::size_t bras);
-Complex16 PsiPrimeOperatorPsi(const CompiledOperator& O, const WaveFunctionType& bra,
-                              const WaveFunctionType& ket);
+// For many elements of one operator, it is compiled once for all kets; one walk over a ket serves all bras,
+// and one look-up all that share a basis or have equal ones.
+CompiledOperator CompileForElements(const OperatorType& O, const std::vector<const WaveFunctionType*>& kets);
+std::vector<Complex16> PsiPrimeOperatorPsi(const CompiledOperator& O,
+                                           const std::vector<const WaveFunctionType*>& bras,
+                                           const WaveFunctionType& ket);
 
 }  // namespace fermix

@@ -7,6 +7,7 @@
 #include "core/expectation_table.h"
 #include "core/method_script.h"
 #include "core/operator_script.h"
+#include "core/record_list_script.h"
 #include "core/space_script.h"
 #include "core/wave_function_script.h"
 #include "host/base/status.h"
@@ -16,36 +17,19 @@ namespace fermix {
 
 namespace {
 
-// The records of a single value or of a list. They belong to the script, which holds them on the stack and in
-// the list.
-template <class T>
-struct RecordList {
-  std::vector<const T*> records;
-  bool single = false;
-};
-
-template <class T>
-RecordList<T> CheckRecords(lua_State* L, int index) {
-  if (!lua_istable(L, index)) return {{CheckRecord<T>(L, index)}, true};
-  RecordList<T> list;
-  const int count = static_cast<int>(lua_rawlen(L, index));
-  for (int i = 1; i <= count; ++i) {
-    lua_rawgeti(L, index, i);
-    list.records.push_back(CheckRecord<T>(L, -1));
-    lua_pop(L, 1);
-  }
-  return list;
-}
-
 // --- Braket
 
 struct BraketArguments {
   RecordList<WaveFunctionType> bra, ket;
   std::optional<CompiledOperator> O;
 
-  Complex16 element(std::size_t b, std::size_t k) const {
-    return O ? PsiPrimeOperatorPsi(*O, *bra.records[b], *ket.records[k])
-             : WaveFunctionDotProduct(*bra.records[b], *ket.records[k]);
+  // Of several bras with ket k.
+  std::vector<Complex16> elements(const std::vector<const WaveFunctionType*>& bras, std::size_t k) const {
+    if (O) return PsiPrimeOperatorPsi(*O, bras, *ket.records[k]);
+    std::vector<Complex16> overlaps;
+    for (const WaveFunctionType* psi : bras)
+      overlaps.push_back(WaveFunctionDotProduct(*psi, *ket.records[k]));
+    return overlaps;
   }
 };
 
@@ -59,7 +43,7 @@ void CheckOneSpace(lua_State* L, const BraketArguments& a, const OperatorType* O
     }
 }
 
-BraketArguments CheckBraketArguments(lua_State* L, bool diagonal) {
+BraketArguments CheckBraketArguments(lua_State* L) {
   const int n = lua_gettop(L);
   if (n != 2 && n != 3) luaL_error(L, "Error in BraKet, called with %d arguments, 2 or 3 expected\n", n);
   BraketArguments a;
@@ -67,7 +51,7 @@ BraketArguments CheckBraketArguments(lua_State* L, bool diagonal) {
   const OperatorType* O = n == 3 ? CheckRecord<OperatorType>(L, 2) : nullptr;
   a.ket = CheckRecords<WaveFunctionType>(L, n);
   CheckOneSpace(L, a, O);
-  if (O) a.O = CompileForElements(*O, a.ket.records, diagonal ? 1 : a.bra.records.size());
+  if (O) a.O = CompileForElements(*O, a.ket.records);
   return a;
 }
 
@@ -76,8 +60,10 @@ int PushMatrix(lua_State* L, const BraketArguments& a) {
   CompactMatrixType m =
       InitCompactMatrix(static_cast<std::uint32_t>(rows), static_cast<std::uint32_t>(columns), true);
   auto& data = std::get<std::vector<Complex16>>(m.Data);
-  for (std::size_t b = 0; b < rows; ++b)
-    for (std::size_t k = 0; k < columns; ++k) data[b * columns + k] = a.element(b, k);
+  for (std::size_t k = 0; k < columns; ++k) {
+    const std::vector<Complex16> column = a.elements(a.bra.records, k);
+    for (std::size_t b = 0; b < rows; ++b) data[b * columns + k] = column[b];
+  }
   return LuaPushTable_CompactMatrixType(L, m);
 }
 
@@ -195,19 +181,21 @@ PrintArguments CheckPrintArguments(lua_State* L) {
 // Braket(bra, [O,] ket) of states or lists of states
 int LuaBraket(lua_State* L) {
   const CollectorPause pause(L);
-  const BraketArguments a = CheckBraketArguments(L, false);
-  if (a.bra.single && a.ket.single) return lua_push(L, a.element(0, 0));
+  const BraketArguments a = CheckBraketArguments(L);
   if (!a.bra.single && !a.ket.single) return PushMatrix(L, a);
+  if (a.ket.single) {
+    std::vector<Complex16> values = a.elements(a.bra.records, 0);
+    return a.bra.single ? lua_push(L, values[0]) : lua_push(L, std::move(values));
+  }
   std::vector<Complex16> values;
-  for (std::size_t b = 0; b < a.bra.records.size(); ++b)
-    for (std::size_t k = 0; k < a.ket.records.size(); ++k) values.push_back(a.element(b, k));
+  for (std::size_t k = 0; k < a.ket.records.size(); ++k) values.push_back(a.elements(a.bra.records, k)[0]);
   return lua_push(L, std::move(values));
 }
 
 // BraketDiagonal(bra, [O,] ket): element k of one list with element k of the other
 int LuaBraketDiagonal(lua_State* L) {
   const CollectorPause pause(L);
-  const BraketArguments a = CheckBraketArguments(L, true);
+  const BraketArguments a = CheckBraketArguments(L);
   const std::size_t bras = a.bra.records.size(), kets = a.ket.records.size();
   if (bras != kets)
     luaL_warning(L,
@@ -215,7 +203,8 @@ int LuaBraketDiagonal(lua_State* L) {
                  "correct?",
                  static_cast<int>(bras), static_cast<int>(kets));
   std::vector<Complex16> values;
-  for (std::size_t k = 0; k < std::min(bras, kets); ++k) values.push_back(a.element(k, k));
+  for (std::size_t k = 0; k < std::min(bras, kets); ++k)
+    values.push_back(a.elements({a.bra.records[k]}, k)[0]);
   return lua_push(L, std::move(values));
 }
 

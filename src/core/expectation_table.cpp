@@ -34,11 +34,10 @@ std::string ImaginaryField(double x, int colWidth) {
 
 }  // namespace
 
-double StandardDeviation(const OperatorType& O, const WaveFunctionType& psi, Complex16 mean) {
+double StandardDeviation(const CompiledOperator& O, const WaveFunctionType& psi, Complex16 mean) {
   // Twice the rounding of a sum of many squares: such a state counts as normalised.
   constexpr double normNoise = 1e-12;
-  const DeterminantRestrictionType unrestricted;
-  WaveFunctionType Opsi = OperatorPsiRestricted(O, psi, unrestricted);
+  WaveFunctionType Opsi = OperatorPsi(O, psi);
   double variance = WaveFunctionCalculateNormSqr(Opsi) - NormSqr(mean);
   if (std::fabs(WaveFunctionCalculateNormSqr(psi) - 1) < normNoise) {
     // The same without the difference of large numbers, so that an eigenstate shows 0.
@@ -74,12 +73,12 @@ ExpectationValues::ExpectationValues(const std::vector<const WaveFunctionType*>&
 void ExpectationValues::addOperator(const OperatorType& O,
                                     const std::vector<const WaveFunctionType*>& states) {
   Column value{O.Name, "", false, {}}, sigma{"std-", "-dev", false, {}};
-  const CompiledOperator compiled = CompileForElements(O, states, 1);
+  const CompiledOperator compiled = CompileForElements(O, states);
   for (const WaveFunctionType* psi : states) {
-    const Complex16 mean = PsiPrimeOperatorPsi(compiled, *psi, *psi);
+    const Complex16 mean = PsiPrimeOperatorPsi(compiled, {psi}, *psi)[0];
     value.complex |= chopped(mean).im != 0;
     value.cells.push_back(mean);
-    if (settings_.printSigma) sigma.cells.push_back(Complex16(StandardDeviation(O, *psi, mean)));
+    if (settings_.printSigma) sigma.cells.push_back(Complex16(StandardDeviation(compiled, *psi, mean)));
   }
   columns_.push_back(std::move(value));
   if (settings_.printSigma) columns_.push_back(std::move(sigma));

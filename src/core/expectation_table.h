@@ -5,7 +5,7 @@
 #include <variant>
 #include <vector>
 
-#include "core/operator.h"
+#include "core/compiled_operator.h"
 #include "core/wave_function.h"
 
 namespace fermix {
@@ -58,7 +58,8 @@ class ExpectationValues {
   std::vector<std::size_t> order_;  // of the lines
 };
 
-// The standard deviation sqrt(<O^2> - <O>^2) of a Hermitian O, whose value is mean, by one product O |psi>.
-double StandardDeviation(const OperatorType& O, const WaveFunctionType& psi, Complex16 mean);
+// The standard deviation sqrt(<O^2> - <O>^2) of a Hermitian O without restrictions, whose value is mean, by
+// one product O |psi>.
+double StandardDeviation(const CompiledOperator& O, const WaveFunctionType& psi, Complex16 mean);
 
 }  // namespace fermix

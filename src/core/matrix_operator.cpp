@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "core/normal_order.h"
+
 namespace fermix {
 
 OperatorType CompactMatrixToOperator(const CompactMatrixType& m) {
@@ -28,6 +30,25 @@ OperatorType CompactMatrixToOperator(const CompactMatrixType& m) {
       m.Data);
   OperatorSetMaxLength(O);
   return O;
+}
+
+CompactMatrixType OperatorToOneParticleMatrix(const OperatorType& O) {
+  const OperatorType ordered = NormalOrderOperator(O, QDetNotOrderedFcFaBcBa);
+  const std::uint32_t NF = O.layout.NFermion;
+  const bool complex = MaxLength(ordered) >= 2 && QComplexTable(ordered.l[2]);
+  CompactMatrixType h = InitCompactMatrix(NF, NF, complex);
+  ForEachTerm(ordered, [&](const LadderIndex* lader, std::uint32_t length, auto value) {
+    if (length != 2 || QCreation(lader[0]) || !QCreation(lader[1])) return;
+    const std::uint32_t i = LadderOrbital(lader[1]), j = LadderOrbital(lader[0]);
+    if (i >= NF || j >= NF) return;
+    std::visit(
+        [&](auto& data) {
+          using T = typename std::decay_t<decltype(data)>::value_type;
+          data[std::size_t{i} * NF + j] += ToKind<T>(Complex16(value));
+        },
+        h.Data);
+  });
+  return h;
 }
 
 }  // namespace fermix

@@ -64,6 +64,14 @@ class CollectorPause {
   lua_State* L_;
 };
 
+// The number at index; not-a-number would silently spoil all that it meets, and gives the error text.
+inline Complex16 CheckNumber(lua_State* L, int index, const char* text) {
+  Complex16 z;
+  lua_check(L, index, z);
+  if (std::isnan(z.re) || std::isnan(z.im)) luaL_error(L, "%s", text);
+  return z;
+}
+
 // A finite or infinite threshold; not-a-number would silently drop everything.
 inline double CheckThreshold(lua_State* L, int index) {
   const double x = luaL_checknumber(L, index);

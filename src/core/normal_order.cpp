@@ -4,9 +4,6 @@
 #include <cmath>
 #include <type_traits>
 
-#include "core/space_check.h"
-#include "host/base/status.h"
-
 namespace fermix {
 
 namespace {
@@ -21,16 +18,6 @@ void DispatchOrder(OrderPredicate order, F&& f) {
   } else {
     f(order);
   }
-}
-
-// Adds to the table of that length; a complex value makes it complex.
-template <class T>
-void AddAsItStands(OperatorType& O, const LadderIndex* lader, std::uint32_t length, T value) {
-  if (length > MaxLength(O)) InitOperatorFixedLength(O, length, 8);
-  if constexpr (!IsComplex<T>)
-    if (!QComplexTable(O.l[length])) return RealOperatorAddLader(O, lader, length, value);
-  static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
-  ComplexOperatorAddLader(O, lader, length, value);
 }
 
 // An insertion sort that follows the (anti)commutators.
@@ -75,7 +62,7 @@ class NormalOrdering {
           value = -value;
       }
     }
-    AddAsItStands(O_, W, length, value);
+    OperatorAddLader(O_, W, length, value);
   }
 
   // Adds W without its elements j - 1 and j. What stands below i is in order and stays so without the pair.
@@ -84,6 +71,15 @@ class NormalOrdering {
     const auto without = [&](LadderIndex* out) {
       std::copy(W + j + 1, W + length, std::copy(W, W + j - 1, out));
     };
+    if constexpr (!IsComplex<T>) {
+      // What falls into a complex table is complex from there on, with all that it leaves.
+      if (length - 2 <= MaxLength(O_) && QComplexTable(O_.l[length - 2])) {
+        WorkString shorter(length - 2);
+        without(shorter.data());
+        return NormalOrdering<Complex16, Order>(O_, order_)
+            .add(shorter.data(), std::max(i - 1, 1u), length - 2, value);
+      }
+    }
     if (depth == MaxDepth) {
       Postponed& later = postponed_.emplace_back(
           Postponed{std::vector<LadderIndex>(length - 2), std::max(i - 1, 1u), value});
@@ -161,18 +157,8 @@ OperatorType NormalOrderOperator(const OperatorType& O, OrderPredicate order) {
 
 void OperatorAddNormalOrder(OperatorType& O, const OperatorType& Other, Complex16 factor,
                             OrderPredicate order) {
-  if (&O == &Other) return OperatorAddNormalOrder(O, OperatorType(Other), factor, order);
-  RequireSameSpace(O.layout, "Operator", Other.layout, "the other operator");
-  const bool realFactor = !(std::fabs(factor.im) > NumericalZero);
-  OperatorAllOrNothing(O, [&] {
-    OperatorCreateTablesOf(O, Other);
-    ForEachTerm(Other, [&](const LadderIndex* lader, std::uint32_t length, auto value) {
-      if (!IsComplex<decltype(value)> && realFactor && !QComplexTable(O.l[length])) {
-        RealOperatorAddLaderNormalOrder(O, lader, length, Re(value) * factor.re, order);
-      } else {
-        ComplexOperatorAddLaderNormalOrder(O, lader, length, value * factor, order);
-      }
-    });
+  AddScaledTerms(O, Other, factor, [&](const LadderIndex* lader, std::uint32_t length, auto value) {
+    AddNormalOrder(O, lader, length, value, order);
   });
 }
 

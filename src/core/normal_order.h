@@ -3,7 +3,10 @@
 // Every routine takes the predicate that decides what is in order (core/determinant.h).
 #pragma once
 
+#include <cmath>
+
 #include "core/operator.h"
+#include "core/space_check.h"
 
 namespace fermix {
 
@@ -51,7 +54,28 @@ std::uint32_t SortedLength(const LadderIndex* lader, std::uint32_t length, std::
 
 OperatorType NormalOrderOperator(const OperatorType& O, OrderPredicate order);
 
-// O += factor * Other, each term of Other normal ordered. All or nothing when memory runs out.
+// O += factor * Other, where add(string, length, value) adds a term to O. Values are real where the factor
+// and both tables are, else complex, and the table of O is made so first. All or nothing when memory runs
+// out.
+template <class Add>
+void AddScaledTerms(OperatorType& O, const OperatorType& Other, Complex16 factor, Add&& add) {
+  if (&O == &Other) return AddScaledTerms(O, OperatorType(Other), factor, add);
+  RequireSameSpace(O.layout, "Operator", Other.layout, "the other operator");
+  OperatorAllOrNothing(O, [&] {
+    OperatorCreateTablesOf(O, Other);
+    for (std::uint32_t length = 0; length <= MaxLength(Other); ++length) {
+      const bool real = !(std::fabs(factor.im) > NumericalZero) && !QComplexTable(O.l[length]) &&
+                        !QComplexTable(Other.l[length]);
+      if (!real) static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
+      ForEachTermOf(Other.l[length], length, [&](const LadderIndex* lader, std::uint32_t, auto value) {
+        if (real) return add(lader, length, Re(value) * factor.re);
+        add(lader, length, value * factor);
+      });
+    }
+  });
+}
+
+// As OperatorAdd, each term of Other normal ordered.
 void OperatorAddNormalOrder(OperatorType& O, const OperatorType& Other, Complex16 factor,
                             OrderPredicate order);
 

@@ -6,7 +6,6 @@
 
 #include "core/normal_order.h"
 #include "core/operator_algebra.h"
-#include "core/space_check.h"
 #include "host/base/status.h"
 
 namespace fermix {
@@ -55,26 +54,33 @@ void CutTerms(OperatorFixedLengthType& t, std::uint32_t length, std::uint32_t N)
   t.o.resize(std::size_t{N} * length);
 }
 
-// Makes room for one more string: all memory that adding one takes, geometrically.
+// Makes room for one more string: all memory that adding one takes, geometrically. chained: other strings
+// stand in its slot.
 template <class T>
-void ReserveTerm(OperatorFixedLengthType& t, std::vector<T>& values, std::uint32_t length) {
+void ReserveTerm(OperatorFixedLengthType& t, std::vector<T>& values, std::uint32_t length, bool chained) {
   const std::size_t N = TermCount(t) + std::size_t{1};
-  if (N > values.capacity() || N > t.Hash.capacity() || N > t.Next.capacity() ||
-      N * length > t.o.capacity()) {
-    const std::size_t room = std::max<std::size_t>(8, 2 * N);
-    values.reserve(room), t.Hash.reserve(room), t.Next.reserve(room), t.o.reserve(room * length);
-  }
-  if (N > t.KeyList.size()) {
+  const bool fits = N <= values.capacity() && N <= t.Hash.capacity() && N <= t.Next.capacity() &&
+                    N * length <= t.o.capacity() && N <= t.KeyList.size();
+  if (fits) return;
+  const std::size_t room = std::max<std::size_t>(8, 2 * N);
+  OrSay(chained ? "alloc failed OperatorAddLader 11\n" : "alloc failed OperatorAddLader 01\n",
+        [&] { t.o.reserve(room * length); });
+  OrSay(chained ? "alloc failed OperatorAddLader 12\n" : "alloc failed OperatorAddLader 02\n", [&] {
+    t.Hash.reserve(room), t.Next.reserve(room);
+    if (N <= t.KeyList.size()) return;
     const std::size_t slots = std::max(SlotsForBits(t.NBitsKey), std::bit_ceil(4 * N));
     std::vector<std::uint32_t>(slots).swap(t.KeyList);
     Relink(t);
-  }
+  });
+  OrSay(chained ? "alloc failed OperatorAddLader 13\n" : "alloc failed OperatorAddLader 03\n",
+        [&] { values.reserve(room); });
 }
 
 template <class T>
 void AddConstant(OperatorFixedLengthType& t, std::vector<T>& values, T value) {
   if (values.empty()) {
-    values.reserve(1), t.Hash.reserve(1);
+    OrSay(IsComplex<T> ? "" : "could not allocate memory for O->l[0].VRe in RealOperatorAddLader\n",
+          [&] { values.reserve(1), t.Hash.reserve(1); });
     values.push_back(T{}), t.Hash.push_back(0);
   }
   values[0] += value;
@@ -89,7 +95,7 @@ void AddTerm(OperatorFixedLengthType& t, const LadderIndex* lader, std::uint32_t
     values[n - 1] += value;
     return;
   }
-  ReserveTerm(t, values, length);
+  ReserveTerm(t, values, length, !t.KeyList.empty() && t.KeyList[full & (t.KeyList.size() - 1)]);
   t.o.insert(t.o.end(), lader, lader + length);
   values.push_back(value);
   t.Hash.push_back(full);
@@ -259,16 +265,26 @@ void OperatorCreateTablesOf(OperatorType& O, const OperatorType& Other) {
 }
 
 void RealOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value) {
-  OrSay("alloc failed OperatorAddLader 01\n", [&] { AddTerm<double>(O.l[length], lader, length, value); });
+  AddTerm<double>(O.l[length], lader, length, value);
 }
 
 void ComplexOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length,
                              Complex16 value) {
-  OrSay("alloc failed OperatorAddLader 01\n", [&] {
-    OperatorFixedLengthType& t = O.l[length];
-    if (TermCount(t) == 0 && !QComplexTable(t)) t.values.emplace<std::vector<Complex16>>();
-    AddTerm<Complex16>(t, lader, length, value);
-  });
+  OperatorFixedLengthType& t = O.l[length];
+  if (TermCount(t) == 0 && !QComplexTable(t)) t.values.emplace<std::vector<Complex16>>();
+  AddTerm<Complex16>(t, lader, length, value);
+}
+
+void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value) {
+  if (length > MaxLength(O)) InitOperatorFixedLength(O, length, 8);
+  if (QComplexTable(O.l[length])) return ComplexOperatorAddLader(O, lader, length, value);
+  RealOperatorAddLader(O, lader, length, value);
+}
+
+void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, Complex16 value) {
+  if (length > MaxLength(O)) InitOperatorFixedLength(O, length, 8);
+  static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
+  ComplexOperatorAddLader(O, lader, length, value);
 }
 
 void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double re, double im) {
@@ -278,10 +294,8 @@ void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t l
   if (length <= MaxLength(O) && real) return RealOperatorAddLader(O, lader, length, re);
   // More than the term changes: a table is made, or changes its kind.
   OperatorAllOrNothing(O, [&] {
-    if (length > MaxLength(O)) InitOperatorFixedLength(O, length, 8);
-    if (real) return RealOperatorAddLader(O, lader, length, re);
-    static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
-    ComplexOperatorAddLader(O, lader, length, {re, im});
+    if (real) return OperatorAddLader(O, lader, length, re);
+    OperatorAddLader(O, lader, length, Complex16(re, im));
   });
 }
 
@@ -377,25 +391,14 @@ int OperatorChangeNFandNB(OperatorType& O, std::uint32_t NFermionNew, std::uint3
 }
 
 void OperatorAdd(OperatorType& O, const OperatorType& Other, Complex16 factor) {
-  if (&O == &Other) return OperatorAdd(O, OperatorType(Other), factor);
-  RequireSameSpace(O.layout, "Operator", Other.layout, "the other operator");
-  const bool realFactor = !(std::fabs(factor.im) > NumericalZero);
-  OperatorAllOrNothing(O, [&] {
-    OperatorCreateTablesOf(O, Other);
-    ForEachTerm(Other, [&](const LadderIndex* lader, std::uint32_t length, auto value) {
-      if (!IsComplex<decltype(value)> && realFactor && !QComplexTable(O.l[length]))
-        return RealOperatorAddLader(O, lader, length, Re(value) * factor.re);
-      static_cast<void>(MakeRealOperatorFixedLengthComplex(O, length));
-      ComplexOperatorAddLader(O, lader, length, value * factor);
-    });
+  AddScaledTerms(O, Other, factor, [&](const LadderIndex* lader, std::uint32_t length, auto value) {
+    OperatorAddLader(O, lader, length, value);
   });
 }
 
 bool QOperatorEqual(const OperatorType& A, const OperatorType& B, double epsilon) {
   return OrSay("OperatorAddNormalOrder failed in QOperatorEqual\n", [&] {
-    // Fermions of A stay as stored; bosons stand in the other order there as a rule.
-    OperatorType difference = A.layout.NBoson ? InitOperatorCopySettings(A) : A;
-    if (A.layout.NBoson) OperatorAddNormalOrder(difference, A, 1.0, QDetNotOrderedFcFaBaBc);
+    OperatorType difference = A.layout.NBoson ? NormalOrderOperator(A, QDetNotOrderedFcFaBaBc) : A;
     OperatorAddNormalOrder(difference, B, -1.0, QDetNotOrderedFcFaBaBc);
     OperatorRemoveSmallValues(difference, epsilon);
     return QWithoutTerms(difference);

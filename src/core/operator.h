@@ -41,6 +41,8 @@ inline std::uint32_t TermCount(const OperatorFixedLengthType& t) {
 }
 inline bool QComplexTable(const OperatorFixedLengthType& t) { return t.values.index() == 1; }
 Complex16 TermValue(const OperatorFixedLengthType& t, std::uint32_t i);
+// 0 where there is none.
+inline Complex16 ConstantTerm(const OperatorType& O) { return TermCount(O.l[0]) ? TermValue(O.l[0], 0) : 0; }
 
 // Calls f(table, length) for each table that has terms, by ascending length.
 template <class F>
@@ -49,18 +51,23 @@ void ForEachTable(const OperatorType& O, F&& f) {
     if (TermCount(O.l[length])) f(O.l[length], length);
 }
 
-// Calls f(string, length, value) for each term, length by length, as stored. A value has the kind of its
-// table, double or Complex16.
+// Calls f(string, length, value) for each term of the table of one length, as stored. A value has the kind of
+// the table, double or Complex16.
+template <class F>
+void ForEachTermOf(const OperatorFixedLengthType& t, std::uint32_t length, F&& f) {
+  std::visit(
+      [&](const auto& values) {
+        for (std::uint32_t n = 0; n < TermCount(t); ++n)
+          f(t.o.data() + std::size_t{n} * length, length, values[n]);
+      },
+      t.values);
+}
+
+// The same for all tables, length by length.
 template <class F>
 void ForEachTerm(const OperatorType& O, F&& f) {
-  ForEachTable(O, [&](const OperatorFixedLengthType& t, std::uint32_t length) {
-    std::visit(
-        [&](const auto& values) {
-          for (std::uint32_t n = 0; n < TermCount(t); ++n)
-            f(t.o.data() + std::size_t{n} * length, length, values[n]);
-        },
-        t.values);
-  });
+  ForEachTable(O,
+               [&](const OperatorFixedLengthType& t, std::uint32_t length) { ForEachTermOf(t, length, f); });
 }
 
 // 0 real, 1 complex, 2 mixed; tables without terms do not vote.
@@ -88,6 +95,10 @@ inline void OperatorAddLader(OperatorType& O, const std::vector<LadderIndex>& la
 inline void OperatorAddConstant(OperatorType& O, Complex16 value) {
   OperatorAddLader(O, nullptr, 0, value.re, value.im);
 }
+// By the kind of value: a complex one makes its table complex. A bad_alloc may leave a table that is new, or
+// has changed its kind.
+void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value);
+void OperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, Complex16 value);
 // Adds to a table that exists and whose kind already fits; an empty one takes the kind of a complex value.
 void RealOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length, double value);
 void ComplexOperatorAddLader(OperatorType& O, const LadderIndex* lader, std::uint32_t length,
@@ -129,11 +140,13 @@ void OperatorRemoveSmallValues(OperatorType& O, double epsilon);
 // stays the 15 bits of a ladder index.
 [[nodiscard]] int OperatorChangeNFandNB(OperatorType& O, std::uint32_t NFermionNew, std::uint32_t NBosonNew);
 
-// O += factor * Other, strings as they stand. All or nothing when memory runs out.
+// O += factor * Other, strings as they stand. A table becomes complex where that of Other is, and in every
+// length that Other has where factor is. All or nothing when memory runs out.
 void OperatorAdd(OperatorType& O, const OperatorType& Other, Complex16 factor);
 
-// True when A - B has no term above epsilon; the terms of B are normal ordered (annihilators left of creators
-// for bosons), those of A stay as stored.
+// True when A - B has no term above epsilon. Fermions of A stay as stored, those of B are normal ordered;
+// bosons are in both, since scripts store them in another order than the annihilators left of creators of
+// this comparison.
 bool QOperatorEqual(const OperatorType& A, const OperatorType& B, double epsilon);
 
 // 1 Hermitian to machine precision, 2 Hermitian within epsilon, 0 not Hermitian, 3 memory ran out (after a

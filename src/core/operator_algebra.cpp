@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "core/matrix_operator.h"
 #include "core/space_check.h"
 #include "host/base/status.h"
 #include "linalg/compact_matrix.h"
@@ -44,6 +45,8 @@ void EnterString(char set, const LadderIndex* lader, std::uint32_t length, Ladde
 void MultiplyTables(OperatorType& result, const OperatorFixedLengthType& A, std::uint32_t la,
                     const OperatorFixedLengthType& B, std::uint32_t lb, char Aset, char Bset,
                     LadderIndex* combined, OrderPredicate order) {
+  // A complex result takes products, and what ordering leaves of them, as complex numbers.
+  const bool complex = QComplexTable(result.l[la + lb]);
   const auto product = [&](const auto& a, const auto& b) {
     for (std::uint32_t n = 0; n < TermCount(B); ++n) {
       // B acts first and so stands at the low positions.
@@ -52,14 +55,20 @@ void MultiplyTables(OperatorType& result, const OperatorFixedLengthType& A, std:
       const auto vb = Bset == 'D' ? Conj(b[n]) : b[n];
       for (std::uint32_t m = 0; m < TermCount(A); ++m) {
         EnterString(Aset, A.o.data() + std::size_t{m} * la, la, combined + lb);
-        AddNormalOrder(result, combined, la + lb, (Aset == 'D' ? Conj(a[m]) : a[m]) * vb, order, sorted);
+        const auto value = (Aset == 'D' ? Conj(a[m]) : a[m]) * vb;
+        if (complex) {
+          AddNormalOrder(result, combined, la + lb, Complex16(value), order, sorted);
+        } else {
+          AddNormalOrder(result, combined, la + lb, value, order, sorted);
+        }
       }
     }
   };
   std::visit(product, A.values, B.values);
 }
 
-// The matrix h of sum_ij h_ij a+_i a_j, and the constant. Status 1 after a line when O has other terms.
+// The matrix h of sum_ij h_ij a+_i a_j, left empty where O has no strings of that length, and the constant.
+// Status 1 after a line when O has other terms.
 int OneParticleMatrix(const OperatorType& O, CompactMatrixType& h, Complex16& constant) {
   if (O.layout.NBoson != 0)
     return Fail("OperatorExponent failed, tried to take the exponent of an operator with bosons Nboson=%i\n",
@@ -74,29 +83,18 @@ int OneParticleMatrix(const OperatorType& O, CompactMatrixType& h, Complex16& co
         "OperatorExponent failed, tried to take the exponent of an operator with single creation or "
         "annihilation operators MaxLength=%i and there are %i elements of length 1\n",
         static_cast<int>(longest), static_cast<int>(TermCount(O.l[1])));
-  constant = TermCount(O.l[0]) ? TermValue(O.l[0], 0) : 0;
-  h = InitCompactMatrix(O.layout.NFermion, O.layout.NFermion, longest == 2 && QComplexTable(O.l[2]));
-  if (longest < 2) return 0;
-  const OperatorFixedLengthType& t = O.l[2];
-  for (std::uint32_t n = 0; n < TermCount(t); ++n) {
-    const LadderIndex first = t.o[2 * std::size_t{n}], second = t.o[2 * std::size_t{n} + 1];
-    if (QCreation(first) == QCreation(second))
-      return Fail(
-          "OperatorExponent failed, operator of length 2 at index %i consists of two creation or two "
-          "annihilation operators\n",
-          static_cast<int>(n));
-    // a_j a+_i = delta_ij - a+_i a_j
-    const bool normal = QCreation(second);
-    const std::size_t i = LadderOrbital(normal ? second : first), j = LadderOrbital(normal ? first : second);
-    const Complex16 v = TermValue(t, n);
-    if (!normal && i == j) constant += v;
-    std::visit(
-        [&](auto& data) {
-          using T = typename std::decay_t<decltype(data)>::value_type;
-          data[i * h.Nj + j] += ToKind<T>(normal ? v : -v);
-        },
-        h.Data);
+  if (longest == 2) {
+    const OperatorFixedLengthType& t = O.l[2];
+    for (std::uint32_t n = 0; n < TermCount(t); ++n)
+      if (QCreation(t.o[2 * std::size_t{n}]) == QCreation(t.o[2 * std::size_t{n} + 1]))
+        return Fail(
+            "OperatorExponent failed, operator of length 2 at index %i consists of two creation or two "
+            "annihilation operators\n",
+            static_cast<int>(n));
   }
+  const OperatorType ordered = NormalOrderOperator(O, QDetNotOrderedFcFaBcBa);
+  constant = ConstantTerm(ordered);
+  if (longest == 2) h = OperatorToOneParticleMatrix(ordered);
   return 0;
 }
 

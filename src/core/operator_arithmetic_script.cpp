@@ -2,6 +2,7 @@
 
 #include <cfloat>
 
+#include "core/method_script.h"
 #include "core/operator_algebra.h"
 #include "core/operator_script.h"
 #include "core/space_script.h"
@@ -10,11 +11,12 @@ namespace fermix {
 
 namespace {
 
+constexpr const char* AddedNaN = "Error, operator added to a number that is not a number\n";
+
 // a + sign b, where a number stands for its multiple of the identity.
 int PushSum(lua_State* L, double sign) {
   if (luaL_isType<Complex16>(L, 1)) {
-    Complex16 z;
-    lua_check(L, 1, z);
+    const Complex16 z = CheckNumber(L, 1, AddedNaN);
     OperatorType result = *CheckRecord<OperatorType>(L, 2);
     if (sign < 0) OperatorScale(result, -1);
     OperatorAddConstant(result, z);
@@ -22,8 +24,7 @@ int PushSum(lua_State* L, double sign) {
   }
   const OperatorType& A = *CheckRecord<OperatorType>(L, 1);
   if (luaL_isType<Complex16>(L, 2)) {
-    Complex16 z;
-    lua_check(L, 2, z);
+    const Complex16 z = CheckNumber(L, 2, AddedNaN);
     OperatorType result = A;
     OperatorAddConstant(result, sign * z);
     return lua_push(L, std::move(result));
@@ -46,8 +47,7 @@ int LuaOperatorDiv(lua_State* L) {
   if (lua_istable(L, 1)) return luaL_error(L, "Error, table devided by an operator\n");
   if (!TestRecord<OperatorType>(L, 1) || !luaL_isType<Complex16>(L, 2))
     return luaL_error(L, "Error, operator devided by an object of unrecognized type\n");
-  Complex16 z;
-  lua_check(L, 2, z);
+  const Complex16 z = CheckNumber(L, 2, "Error, operator devided by a number that is not a number\n");
   OperatorType result = *CheckRecord<OperatorType>(L, 1);
   OperatorScale(result, z.im == 0 ? Complex16(1 / z.re) : Complex16(1) / z);
   return lua_push(L, std::move(result));

@@ -110,28 +110,28 @@ void ChangeSpace(lua_State* L, OperatorType& O, std::uint32_t NFermion, std::uin
   if (OperatorChangeNFandNB(O, NFermion, NBoson)) luaL_error(L, "Internal error in OperatorChangeNFandNB\n");
 }
 
-void SetNFermion(lua_State* L, OperatorType& O) {
+// The new number of particles of a kind, at index 3; old of them are there, and others of the other kind.
+std::uint32_t CheckCount(lua_State* L, const char* kind, std::uint32_t old, const char* otherKind,
+                         std::uint32_t others) {
   const double x = luaL_checknumber(L, 3);
-  const int NF = CheckRounded(L, 3), old = static_cast<int>(O.layout.NFermion),
-            NB = static_cast<int>(O.layout.NBoson);
-  if (!(x > -0.5 && double(NF) + NB <= MaxOperatorParticles))
-    ScriptError(L,
-                "Maximum number of fermions + bosons allowed is 2^15 = 32768\nTrying to change the number of "
-                "fermions from %d to %d with %d bosons\n",
-                old, NF, NB);
-  ChangeSpace(L, O, static_cast<std::uint32_t>(NF), O.layout.NBoson);
+  const int count = CheckRounded(L, 3);
+  if (!(x > -0.5 && double(count) + others <= MaxOperatorParticles))
+    ScriptError(
+        L,
+        "Maximum number of fermions + bosons allowed is 2^15 = 32768\nTrying to change the number of %s "
+        "from %d to %d with %d %s\n",
+        kind, static_cast<int>(old), count, static_cast<int>(others), otherKind);
+  return static_cast<std::uint32_t>(count);
+}
+
+void SetNFermion(lua_State* L, OperatorType& O) {
+  const auto [NF, NB] = O.layout;
+  ChangeSpace(L, O, CheckCount(L, "fermions", NF, "bosons", NB), NB);
 }
 
 void SetNBoson(lua_State* L, OperatorType& O) {
-  const double x = luaL_checknumber(L, 3);
-  const int NB = CheckRounded(L, 3), old = static_cast<int>(O.layout.NBoson),
-            NF = static_cast<int>(O.layout.NFermion);
-  if (!(x > -0.5 && double(NB) + NF <= MaxOperatorParticles))
-    ScriptError(L,
-                "Maximum number of fermions + bosons allowed is 2^15 = 32768\nTrying to change the number of "
-                "bosons from %d to %d with %d fermions\n",
-                old, NB, NF);
-  ChangeSpace(L, O, O.layout.NFermion, static_cast<std::uint32_t>(NB));
+  const auto [NF, NB] = O.layout;
+  ChangeSpace(L, O, NF, CheckCount(L, "bosons", NB, "fermions", NF));
   luaL_error(L, "Current version does not suport Bosons\n");  // the change stays
 }
 
@@ -166,7 +166,7 @@ int LuaOperatorIndex(lua_State* L) {
   if (key == "NB") return lua_push(L, double(O.layout.NBoson));
   if (key == "Complex") return lua_pushboolean(L, QComplex(O) != 0), 1;
   if (key == "N") return PushTermCounts(L, O);
-  if (key == "Offset") return lua_push(L, TermCount(O.l[0]) ? TermValue(O.l[0], 0) : Complex16(0));
+  if (key == "Offset") return lua_push(L, ConstantTerm(O));
   if (key == "Restrictions") return LuaPushTable_Restrictions(L, O.Restrictions);
   if (key == "IndexShift") return luaL_error(L, "IndexShift not yet implemented as method");
   if (PushMethod(L, methods, key)) return 1;

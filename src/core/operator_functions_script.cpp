@@ -11,6 +11,20 @@
 
 namespace fermix {
 
+std::vector<std::uint32_t> CheckOrbitalsOrWarn(lua_State* L, int index, std::uint32_t NFermion) {
+  std::vector<int> list;
+  luaL_checkarray(L, index, list);
+  std::vector<std::uint32_t> orbitals;
+  for (const int i : list) {
+    if (i < 0 || static_cast<std::uint32_t>(i) >= NFermion) {
+      Say("Index %d is not within [0,NF-1]=[0,%d].\n", i, static_cast<int>(NFermion) - 1);
+    } else {
+      orbitals.push_back(static_cast<std::uint32_t>(i));
+    }
+  }
+  return orbitals;
+}
+
 namespace {
 
 // The distinct orbitals of the list at index.
@@ -30,21 +44,6 @@ std::vector<std::uint32_t> CheckOrbitals(lua_State* L, int index, std::uint32_t 
 
 // --- PartialOperator
 
-// Reads the list of indices at index; those outside of the fermions are skipped after a line.
-std::vector<std::uint32_t> ReadGroup(lua_State* L, int index, std::uint32_t NFermion) {
-  std::vector<int> list;
-  luaL_checkarray(L, index, list);
-  std::vector<std::uint32_t> group;
-  for (const int i : list) {
-    if (i < 0 || static_cast<std::uint32_t>(i) >= NFermion) {
-      Say("Index %d is not within [0,NF-1]=[0,%d].\n", i, static_cast<int>(NFermion) - 1);
-    } else {
-      group.push_back(static_cast<std::uint32_t>(i));
-    }
-  }
-  return group;
-}
-
 // A list of groups; a flat list of indices is one group.
 OrbitalGroups ReadGroups(lua_State* L, int index, std::uint32_t NFermion) {
   luaL_checktype(L, index, LUA_TTABLE);
@@ -54,11 +53,11 @@ OrbitalGroups ReadGroups(lua_State* L, int index, std::uint32_t NFermion) {
   lua_rawgeti(L, index, 1);
   const bool flat = !lua_istable(L, -1);
   lua_pop(L, 1);
-  if (flat) return {ReadGroup(L, index, NFermion)};
+  if (flat) return {CheckOrbitalsOrWarn(L, index, NFermion)};
   OrbitalGroups groups;
   for (int k = 1; k <= count; ++k) {
     lua_rawgeti(L, index, k);
-    groups.push_back(ReadGroup(L, lua_gettop(L), NFermion));
+    groups.push_back(CheckOrbitalsOrWarn(L, lua_gettop(L), NFermion));
     lua_pop(L, 1);
   }
   return groups;
@@ -87,9 +86,7 @@ int LuaOperatorSetOnsiteEnergy(lua_State* L) {
                       n);
   const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
   Complex16 value = 0;
-  if (n > 1) lua_check(L, 2, value);
-  if (std::isnan(value.re) || std::isnan(value.im))
-    return luaL_error(L, "OperatorSetTrace called with a trace that is not a number\n");
+  if (n > 1) value = CheckNumber(L, 2, "OperatorSetTrace called with a trace that is not a number\n");
   std::vector<std::uint32_t> orbitals(O.layout.NFermion);
   std::iota(orbitals.begin(), orbitals.end(), 0u);
   if (n == 3) orbitals = CheckOrbitals(L, 3, O.layout.NFermion);
@@ -131,7 +128,7 @@ int LuaOperatorExp(lua_State* L) {
                         "Error, call to OperatorExp with 2 arguments, first should be an operator, second is "
                         "an optional real or complex number. Type found at position two is %s\n",
                         luaL_typename(L, 2));
-    lua_check(L, 2, z);
+    z = CheckNumber(L, 2, "Error, call to OperatorExp with a factor that is not a number\n");
   }
 
   OperatorType result;

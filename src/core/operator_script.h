@@ -16,6 +16,10 @@ void RegisterOperatorType(lua_State* L);
 int LuaNewOperator(lua_State* L);  // NewOperator(NF, NB, terms [, options]), NewOperator(kind, ...)
 int LuaOperatorSetOnsiteEnergy(lua_State* L);  // also OperatorSetTrace
 int LuaPartialOperator(lua_State* L);
+int LuaOperatorToMatrix(lua_State* L);
 int LuaOperatorExp(lua_State* L);  // also math.exp of an operator
+
+// Reads the list of orbitals at index; those outside of 0 .. NFermion - 1 are skipped after a line.
+std::vector<std::uint32_t> CheckOrbitalsOrWarn(lua_State* L, int index, std::uint32_t NFermion);
 
 }  // namespace fermix

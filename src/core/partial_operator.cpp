@@ -34,14 +34,9 @@ bool isCrAnConservesSubspaceOccupation(const LadderIndex* lader, std::uint32_t l
 
 OperatorType extractPartialOperator(const OperatorType& O, const OrbitalGroups& groups, CrAnPredicate keep) {
   OperatorType result = InitOperatorCopySettings(O);
-  for (std::uint32_t length = 0; length <= MaxLength(O); ++length) {
-    const OperatorFixedLengthType& t = O.l[length];
-    for (std::uint32_t n = 0; n < TermCount(t); ++n) {
-      const LadderIndex* lader = t.o.data() + std::size_t{n} * length;
-      const Complex16 value = TermValue(t, n);
-      if (keep(lader, length, groups)) OperatorAddLader(result, lader, length, value.re, value.im);
-    }
-  }
+  ForEachTerm(O, [&](const LadderIndex* lader, std::uint32_t length, auto value) {
+    if (keep(lader, length, groups)) OperatorAddLader(result, lader, length, value);
+  });
   return result;
 }
 

@@ -40,6 +40,8 @@ Factor ReadFactor(lua_State* L, int index) {
 }
 
 int PushScaled(lua_State* L, const OperatorType& O, Complex16 z) {
+  if (std::isnan(z.re) || std::isnan(z.im))
+    return luaL_error(L, "Error, operator multiplied with a number that is not a number\n");
   OperatorType result = O;
   OperatorScale(result, z);
   return lua_push(L, std::move(result));

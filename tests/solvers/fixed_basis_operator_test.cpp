@@ -33,6 +33,13 @@ TYPED_TEST(FixedBasis, RowsAndDirectRouteGiveTheProjectedMatrix) {
     FixedBasisOperatorMultiply(fixed, shift, x.data(), y.data());
     for (std::size_t i = 0; i < x.size(); ++i)
       EXPECT_LT(std::abs(expected[i] + shift * in[i] - Amplitude(Re(y[i]), Im(y[i]))), 1e-12) << rows;
+    // Four vectors at once: x, 2 x, 3 x and 4 x.
+    std::vector<T> fourX, fourY(4 * x.size());
+    for (const T& value : x)
+      for (const double scale : {1.0, 2.0, 3.0, 4.0}) fourX.push_back(value * scale);
+    FixedBasisOperatorMultiplyFour(fixed, shift, fourX.data(), fourY.data());
+    for (std::size_t k = 0; k < fourY.size(); ++k)
+      EXPECT_LT(Abs(fourY[k] - y[k / 4] * (1.0 + double(k % 4))), 1e-12);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "core/basis_rotation.h"
+#include "core/method_script.h"
 #include "core/operator_algebra.h"
 #include "core/operator_script.h"
 #include "core/wave_function_script.h"
@@ -319,7 +320,7 @@ int LuaChop(lua_State* L) {
     --n;
   }
   constexpr double defaultThreshold = 10 * DBL_EPSILON;
-  const ChopPolicy policy{n == 1 ? defaultThreshold : luaL_checknumber(L, n)};
+  const ChopPolicy policy{n == 1 ? defaultThreshold : CheckThreshold(L, n)};
   TableWalk walk;
   Walk(L, n == 1 ? 1 : n - 1, policy, 0, walk);
   return 1;

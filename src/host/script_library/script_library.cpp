@@ -3,8 +3,10 @@
 #include "atomic/angular_momentum_script.h"
 #include "atomic/orbitals_script.h"
 #include "atomic/special_functions_script.h"
+#include "core/density_matrix_script.h"
 #include "core/expectation_script.h"
 #include "core/matrix_operator_script.h"
+#include "core/mean_field_script.h"
 #include "core/operator_script.h"
 #include "core/statistics_script.h"
 #include "core/wave_function_script.h"
@@ -74,6 +76,7 @@ constexpr luaL_Reg functions[] = {
     {"Statistics", Entry<LuaStatistics>},
     // operators
     {"NewOperator", Entry<LuaNewOperator>},
+    {"OperatorToMatrix", Entry<LuaOperatorToMatrix>},
     {"OperatorExp", Entry<LuaOperatorExp>},
     {"OperatorSetOnsiteEnergy", Entry<LuaOperatorSetOnsiteEnergy>},
     {"OperatorSetTrace", Entry<LuaOperatorSetOnsiteEnergy>},
@@ -88,7 +91,12 @@ constexpr luaL_Reg functions[] = {
     // expectation values
     {"Braket", Entry<LuaBraket>},
     {"BraketDiagonal", Entry<LuaBraketDiagonal>},
+    {"DensityMatrix", Entry<LuaDensityMatrix>},
     {"PrintExpectationValues", Entry<LuaPrintExpectationValues>},
+    // mean field
+    {"MeanFieldOperator", Entry<LuaMeanFieldOperator>},
+    {"PartialMeanFieldOperator", Entry<LuaPartialMeanFieldOperator>},
+    {"MeanFieldGroundState", Entry<LuaMeanFieldGroundState>},
     // solvers and spectra
     {"Eigensystem", Entry<LuaEigensystem>},
     {"CreateSpectra", Entry<LuaCreateSpectra>},

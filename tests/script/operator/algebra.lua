@@ -31,7 +31,7 @@ check.equal("name of the first", (A + B).Name, "A")
 -- Scalars.
 local one = NewOperator(NF, 0, {{1}})
 local scalars = {
-  {"2 A", 2 * A, A + A}, {"A 2", A * 2, A + A}, {"text", "2" * A, A + A}, {"i A", i * A, A * i},
+  {"2 A", 2 * A, A + A}, {"A 2", A * 2, A + A}, {"text", "2" * A, A + A}, {"i A", i * A, A * i}, {"i i A", i * (i * A), -A},
   {"A / 2", A / 2, A * 0.5}, {"A / i", A / i, -i * A}, {"-A", -A, A - A - A}, {"A + 2", A + 2, A + one + one},
   {"2 + A", 2 + A, A + one + one}, {"2 - A", 2 - A, one + one - A}, {"A - i", A - i, A + one * (-i)},
   {"i - A", i - A, -A + i}, {"A - '1'", A - "1", A - one},
@@ -71,6 +71,10 @@ local errors = {
   {"Error, number devided by an operator\n", meta.__div, 1, A},
   {"Error, table devided by an operator\n", meta.__div, {1}, A},
   {"Error, operator devided by an object of unrecognized type\n", meta.__div, A, B},
+  {"Error, operator multiplied with a number that is not a number\n", meta.__mul, A, 0 / 0},
+  {"Error, operator added to a number that is not a number\n", meta.__sub, Complex.New(0, 0 / 0), A},
+  {"Error, operator added to a number that is not a number\n", meta.__add, A, 0 / 0},
+  {"Error, operator devided by a number that is not a number\n", meta.__div, A, 0 / 0},
   {"Error, operator devided by an object of unrecognized type\n", meta.__div, A, {}},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end

@@ -9,36 +9,38 @@ local function read(path)
   return text
 end
 
-local O = NewOperator(3, 0, {{1, -0, 0.5}, {2, -2, -1}, {1e-16}}, {{"Name", "hop"}})
-local text = "\nOperator: hop\n" ..
-  "QComplex         =          0 (Real==0 or Complex==1 or Mixed==2)\n" ..
+local O = NewOperator(3, 1, {{1, -0, 0.5}, {2, -2, -1}, {3, 1, 2}, {2, -1, 1e-16}, {1e-16 - i}}, {{"Name", "100% hop"}})
+local text = "\nOperator: 100% hop\n" ..
+  "QComplex         =          2 (Real==0 or Complex==1 or Mixed==2)\n" ..
   "MaxLength        =          2 (largest number of product of lader operators)\n" ..
   "NFermionic modes =          3 (Number of fermions in the one particle basis)\n" ..
-  "NBosonic modes   =          0 (Number of bosons in the one particle basis)\n" ..
+  "NBosonic modes   =          1 (Number of bosons in the one particle basis)\n" ..
   "\nOperator of Length   0\n" ..
-  "QComplex      =          0 (Real==0 or Complex==1)\n" ..
+  "QComplex      =          1 (Real==0 or Complex==1)\n" ..
   "N             =          1 (number of operators of length   0)\n" ..
-  "|  1.000000000000000E-16\n" ..
+  "|  1.000000000000000E-16 -1.000000000000000E+00\n" ..
   "\nOperator of Length   2\n" ..
   "QComplex      =          0 (Real==0 or Complex==1)\n" ..
-  "N             =          2 (number of operators of length   2)\n" ..
+  "N             =          4 (number of operators of length   2)\n" ..
   "C  1 A  0 |  5.000000000000000E-01\n" ..
-  "C  2 A  2 | -1.000000000000000E+00\n\n"
+  "C  2 A  2 | -1.000000000000000E+00\n" ..
+  "C  1 C  3 |  2.000000000000000E+00\n" ..
+  "C  2 A  1 |  1.000000000000000E-16\n\n"
 check.equal("print", tostring(O), text)
 local path = os.tmpname()
 O.Print({{"file", path}})
 check.equal("print to file", read(path), text)
 O.Print({{"file", path}, {"Full", true}})
-check.equal("full print to file", read(path):sub(1, 27), "\nprintout of Operator: hop\n")
+check.equal("full print to file", read(path):sub(1, 32), "\nprintout of Operator: 100% hop\n")
 os.remove(path)
 check.error("file that can't be written", "Error in .Print(arg) can't write to file /nowhere/at/all\n", O.Print,
   {{"file", "/nowhere/at/all"}})
 
 -- Chop and Conjugate work in place, the transposes make new operators.
 O.Chop()
-check.equal("chopped constant", O.N[0], 0)
-O.Chop(0.7)
-check.equal("chopped to one term", O.N[2], 1)
+check.equal("chopped noise", O.N[0] .. " " .. O.N[2], "1 3")
+O.Chop(1.5)
+check.equal("chopped to one term", O.N[0] .. " " .. O.N[2], "0 1")
 O.Chop(2)
 check.equal("no tables without terms", #O.N, 0)
 local A = NewOperator(2, 0, {{1, -0, 1 + 2 * i}, {3 * i}})

@@ -1,0 +1,312 @@
+#include "core/operator_rows.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "core/space_check.h"
+#include "core/surviving_terms.h"
+#include "host/base/status.h"
+
+namespace fermix {
+
+namespace {
+
+// How many elements of a state are prepared before their rows are used.
+constexpr std::size_t RowsAtOnce = 1024;
+// How far ahead sums are fetched: some hundred nanoseconds of entries.
+constexpr std::uint32_t EntriesAhead = 32;
+
+template <class C>
+std::size_t SlabBytes(const RowSlab<C>& slab) {
+  return slab.target.size() * (sizeof(std::uint32_t) + sizeof(C)) + slab.start.size() * sizeof(std::size_t);
+}
+
+// Begins a slab. The one before keeps what it needs, the new one takes over its spare room.
+template <class C>
+void BeginSlab(OperatorRows<C>& O) {
+  RowSlab<C> next;
+  if (!O.slabs.empty()) {
+    RowSlab<C> kept = O.slabs.back();
+    O.bytes += SlabBytes(kept);
+    next = std::exchange(O.slabs.back(), std::move(kept));
+    next.start.resize(1);
+    next.target.clear();
+    next.value.clear();
+  }
+  O.slabs.push_back(std::move(next));
+}
+
+// Works out the rows of determinants, as many together as let the look-ups of their results overlap.
+template <class C>
+class RowWriter {
+ public:
+  explicit RowWriter(OperatorRows<C>& O) : O_(O), results_(O.compiled, *O.numbering) {}
+
+  void write(const std::uint32_t* numbers, std::size_t count, RowSlab<C>& slab) {
+    std::uint32_t ends[BasisBatch];
+    for (std::size_t done = 0; done < count;) {
+      std::uint32_t rows = 0;
+      results_.clear();
+      for (; done < count && rows < BasisBatch && results_.count < BasisBatch; ++done) {
+        FindSurvivingTerms(O_.compiled, O_.numbering->keys.at(numbers[done]), true, results_);
+        ends[rows++] = results_.count;
+      }
+      BasisAddBatch(*O_.numbering, results_.keys.data(), results_.count, results_.numbers.data());
+      append(ends, rows, slab);
+    }
+  }
+
+ private:
+  void append(const std::uint32_t* ends, std::uint32_t rows, RowSlab<C>& slab) {
+    const std::size_t first = slab.target.size();
+    slab.target.insert(slab.target.end(), results_.numbers.begin(),
+                       results_.numbers.begin() + results_.count);
+    slab.value.resize(first + results_.count);
+    for (std::uint32_t r = 0; r < rows; ++r) slab.start.push_back(first + ends[r]);
+    std::visit(
+        [&](const auto& values) {
+          FurtherCodes furtherCodes(results_);
+          for (std::uint32_t i = 0; i < results_.count; ++i)
+            slab.value[first + i] = ToKind<C>(ResultCoefficient(results_, values, i, furtherCodes));
+        },
+        O_.compiled.values);
+  }
+
+  OperatorRows<C>& O_;
+  SurvivingTerms results_;
+};
+
+// Appends rows to slab, or leaves it as it is when memory runs out.
+template <class C>
+[[nodiscard]] bool Appended(RowWriter<C>& writer, const std::uint32_t* numbers, std::size_t count,
+                            RowSlab<C>& slab) {
+  const std::size_t rows = slab.start.size(), entries = slab.target.size();
+  if (FitsInMemory([&] { writer.write(numbers, count, slab); })) return true;
+  slab.start.resize(rows);
+  slab.target.resize(entries);
+  slab.value.resize(entries);
+  return false;
+}
+
+// Gives a row to each of count numbers that has none: one that is remembered while there is room, else one in
+// scratch, in the order of numbers.
+template <class C>
+void PrepareRows(OperatorRows<C>& O, RowWriter<C>& writer, const std::uint32_t* numbers, std::size_t count,
+                 RowSlab<C>& scratch) {
+  constexpr std::uint32_t full = OperatorRows<C>::RowsPerSlab;
+  std::vector<std::uint32_t> missing;
+  for (std::size_t i = 0; i < count; ++i)
+    if (O.rowOf[numbers[i]] == 0) missing.push_back(numbers[i]);
+  if (missing.empty()) return;
+  const auto room = [&] { return O.bytes + (O.slabs.empty() ? 0 : SlabBytes(O.slabs.back())) < O.limit; };
+  for (std::size_t done = 0; done < missing.size();) {
+    if (!room()) {
+      scratch = RowSlab<C>();
+      writer.write(missing.data() + done, missing.size() - done, scratch);
+      return;
+    }
+    const std::size_t part = std::min<std::size_t>(missing.size() - done, full - O.rows % full);
+    if ((O.rows % full == 0 && !FitsInMemory([&] { BeginSlab(O); })) ||
+        !Appended(writer, missing.data() + done, part, O.slabs.back())) {
+      O.limit = 0;  // from now on rows are worked out each time
+      continue;
+    }
+    for (const std::size_t end = done + part; done < end; ++done) O.rowOf[missing[done]] = ++O.rows;
+  }
+}
+
+template <class T>
+void MakeRoom(NumberedSums<T>& sums, std::size_t numbers) {
+  if (sums.value.size() < numbers) sums.value.resize(numbers);
+  sums.met.resize(sums.value.size());
+  sums.order.resize(sums.value.size() + 1);  // one more: numbers are written ahead
+}
+
+// The sums that were met, in their order; sums is empty then.
+template <class T>
+NumberedState<T> TakeSums(NumberedSums<T>& sums) {
+  NumberedState<T> result;
+  result.number.assign(sums.order.begin(), sums.order.begin() + sums.count);
+  result.value.reserve(sums.count);
+  for (std::uint32_t k = 0; k < sums.count; ++k) {
+    __builtin_prefetch(&sums.value[sums.order[std::min(k + EntriesAhead, sums.count - 1)]], 1);
+    const std::uint32_t number = sums.order[k];
+    result.value.push_back(std::exchange(sums.value[number], T{}));
+    sums.met[number] = 0;
+  }
+  sums.count = 0;
+  return result;
+}
+
+// Adds the entries of row r times x.
+template <class C, class X, class T>
+inline void AddRow(const RowSlab<C>& slab, std::size_t r, X x, NumberedSums<T>& sums) {
+  const std::uint32_t* target = slab.target.data();
+  const C* coefficient = slab.value.data();
+  T* value = sums.value.data();
+  std::uint8_t* met = sums.met.data();
+  std::uint32_t *order = sums.order.data(), count = sums.count;
+  const std::size_t last = slab.target.size() - 1, end = slab.start[r + 1];
+  for (std::size_t e = slab.start[r]; e < end; ++e) {
+    __builtin_prefetch(&value[target[std::min(e + EntriesAhead, last)]], 1);
+    const std::uint32_t number = target[e];
+    order[count] = number;  // no branch: whether a number is new can't be predicted
+    count += 1 - met[number];
+    met[number] = 1;
+    value[number] += coefficient[e] * x;
+  }
+  sums.count = count;
+}
+
+}  // namespace
+
+template <class C>
+OperatorRows<C>::OperatorRows(const OperatorType& O, const DeterminantRestrictionType* R,
+                              std::shared_ptr<DeterminantBasis> basis, std::size_t bytesForRows)
+    : compiled(CompileOperator(O, R, RowsAtOnce)), numbering(std::move(basis)), limit(bytesForRows) {
+  RequireSameSpace(numbering->layout, "Wave-function", O.layout, "the operator");
+}
+
+template <class C, class X, class T>
+NumberedState<T> OperatorRowsMultiply(OperatorRows<C>& O, const NumberedState<X>& x, NumberedSums<T>& sums) {
+  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
+  RowWriter<C> writer(O);
+  RowSlab<C> scratch;
+  try {
+    for (std::size_t first = 0; first < x.number.size(); first += RowsAtOnce) {
+      const std::size_t end = std::min(x.number.size(), first + RowsAtOnce);
+      PrepareRows(O, writer, x.number.data() + first, end - first, scratch);
+      MakeRoom(sums, std::size_t{O.numbering->N} + 1);
+      std::size_t unremembered = 0;
+      for (std::size_t i = first; i < end; ++i) {
+        const std::uint32_t row = O.rowOf[x.number[i]];
+        if (row) {
+          AddRow(O.slabs[(row - 1) / O.RowsPerSlab], (row - 1) % O.RowsPerSlab, x.value[i], sums);
+        } else {
+          AddRow(scratch, unremembered++, x.value[i], sums);
+        }
+      }
+    }
+    return TakeSums(sums);
+  } catch (...) {
+    sums = {};
+    throw;
+  }
+}
+
+namespace {
+
+// Notes the place of each element of psi, calls use(k, place) for the elements k of other, and forgets the
+// places again. A place of 0: psi does not have the element.
+template <class T, class Use>
+void WithPlaces(const NumberedState<T>& psi, const NumberedState<T>& other, NumberedPlaces& places,
+                Use&& use) {
+  std::uint32_t highest = 0;
+  for (const auto* list : {&psi.number, &other.number})
+    for (const std::uint32_t number : *list) highest = std::max(highest, number);
+  if (places.size() <= highest) places.resize(std::size_t{highest} + 1);
+  const std::size_t before = psi.number.size(), count = other.number.size();
+  for (std::size_t k = 0; k < before; ++k) places[psi.number[k]] = static_cast<std::uint32_t>(k + 1);
+  for (std::size_t k = 0; k < count; ++k) use(k, places[other.number[k]]);
+  for (std::size_t k = 0; k < before; ++k) places[psi.number[k]] = 0;
+}
+
+}  // namespace
+
+template <class T>
+void NumberedAddMultiplied(NumberedState<T>& psi, const NumberedState<T>& other, T factor,
+                           NumberedPlaces& places) {
+  // Room for all beforehand, so that nothing can fail half-way.
+  psi.number.reserve(psi.number.size() + other.number.size());
+  psi.value.reserve(psi.value.size() + other.value.size());
+  WithPlaces(psi, other, places, [&](std::size_t k, std::uint32_t place) {
+    const T added = other.value[k] * factor;
+    if (place) {
+      psi.value[place - 1] += added;
+    } else {
+      psi.number.push_back(other.number[k]);
+      psi.value.push_back(added);
+    }
+  });
+}
+
+template <class T>
+T NumberedDotProduct(const NumberedState<T>& a, const NumberedState<T>& b, NumberedPlaces& places) {
+  T sum{};
+  WithPlaces(a, b, places, [&](std::size_t k, std::uint32_t place) {
+    if (place) sum += Conj(a.value[place - 1]) * b.value[k];
+  });
+  return sum;
+}
+
+template <class T>
+void NumberedTruncate(NumberedState<T>& psi, double epsilon) {
+  std::size_t kept = 0;
+  for (std::size_t k = 0; k < psi.number.size(); ++k) {
+    psi.number[kept] = psi.number[k];
+    psi.value[kept] = psi.value[k];
+    kept += NormSqr(psi.value[k]) > epsilon * epsilon;
+  }
+  psi.number.resize(kept);
+  psi.value.resize(kept);
+}
+
+template <class T>
+NumberedState<T> NumberState(DeterminantBasis& numbering, const WaveFunctionType& psi) {
+  RequireSameSpace(Layout(psi), "Wave-function", numbering.layout, "the numbering");
+  NumberedState<T> x;
+  const std::uint32_t words = KeyWords(numbering.layout), N = ElementCount(psi);
+  std::vector<KeyWord> keys(std::size_t{BasisBatch} * words);
+  x.number.resize(N);
+  x.value.resize(N);
+  for (std::uint32_t first = 0; first < N; first += BasisBatch) {
+    const std::uint32_t part = std::min(BasisBatch, N - first);
+    for (std::uint32_t k = 0; k < part; ++k) {
+      std::copy_n(ElementKey(psi, first + k + 1), words, &keys[std::size_t{k} * words]);
+      x.value[first + k] = ToKind<T>(ElementValue(psi, first + k + 1));
+    }
+    BasisHash(numbering, keys.data(), part, &x.number[first]);
+    BasisAddBatch(numbering, keys.data(), part, &x.number[first]);
+  }
+  return x;
+}
+
+template <class T>
+WaveFunctionType StateOfNumbers(const DeterminantBasis& numbering, const NumberedState<T>& x) {
+  WaveFunctionType psi(numbering.layout, IsComplex<T>, numbering.NBitsKey);
+  auto& values = std::get<BlockedArray<T>>(psi.values);
+  BasisReserve(*psi.basis, x.number.size());
+  for (std::size_t k = 0; k < x.number.size(); ++k) {
+    BasisAdd(*psi.basis, numbering.keys.at(x.number[k]));
+    *values.append() = x.value[k];
+  }
+  return psi;
+}
+
+template struct OperatorRows<double>;
+template struct OperatorRows<Complex16>;
+template NumberedState<double> OperatorRowsMultiply(OperatorRows<double>&, const NumberedState<double>&,
+                                                    NumberedSums<double>&);
+template NumberedState<Complex16> OperatorRowsMultiply(OperatorRows<double>&, const NumberedState<Complex16>&,
+                                                       NumberedSums<Complex16>&);
+template NumberedState<Complex16> OperatorRowsMultiply(OperatorRows<Complex16>&, const NumberedState<double>&,
+                                                       NumberedSums<Complex16>&);
+template NumberedState<Complex16> OperatorRowsMultiply(OperatorRows<Complex16>&,
+                                                       const NumberedState<Complex16>&,
+                                                       NumberedSums<Complex16>&);
+template void NumberedAddMultiplied(NumberedState<double>&, const NumberedState<double>&, double,
+                                    NumberedPlaces&);
+template void NumberedAddMultiplied(NumberedState<Complex16>&, const NumberedState<Complex16>&, Complex16,
+                                    NumberedPlaces&);
+template double NumberedDotProduct(const NumberedState<double>&, const NumberedState<double>&,
+                                   NumberedPlaces&);
+template Complex16 NumberedDotProduct(const NumberedState<Complex16>&, const NumberedState<Complex16>&,
+                                      NumberedPlaces&);
+template void NumberedTruncate(NumberedState<double>&, double);
+template void NumberedTruncate(NumberedState<Complex16>&, double);
+template NumberedState<double> NumberState(DeterminantBasis&, const WaveFunctionType&);
+template NumberedState<Complex16> NumberState(DeterminantBasis&, const WaveFunctionType&);
+template WaveFunctionType StateOfNumbers(const DeterminantBasis&, const NumberedState<double>&);
+template WaveFunctionType StateOfNumbers(const DeterminantBasis&, const NumberedState<Complex16>&);
+
+}  // namespace fermix

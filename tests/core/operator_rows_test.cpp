@@ -1,0 +1,81 @@
+// Products through remembered rows against products term by term.
+#include "core/operator_rows.h"
+
+#include <gtest/gtest.h>
+
+#include "core/fock_space.h"
+#include "core/operator_on_state.h"
+
+namespace fermix::test {
+namespace {
+
+constexpr double Tolerance = 1e-13;
+
+// Same determinants under the same numbers, and close values.
+void ExpectSameState(const WaveFunctionType& a, const WaveFunctionType& b) {
+  ASSERT_TRUE(QSameBasis(*a.basis, *b.basis));
+  for (std::uint32_t i = 1; i <= ElementCount(a); ++i)
+    EXPECT_LT(Abs(ElementValue(a, i) - ElementValue(b, i)), Tolerance);
+}
+
+// Three products one upon the other, twice: rows are made in the first round, and remembered in the second
+// unless the limit forbids it.
+template <class C, class X>
+void CompareWithDirectProducts(std::size_t limit, bool restricted) {
+  constexpr bool complexOperator = IsComplex<C>, complexState = IsComplex<X>;
+  using T = decltype(C{} * X{});
+  std::mt19937 random(77);
+  const FockSpace space{10};
+  OperatorType O = ToOperator(space, RandomTerms(space, random, 25, 4, complexOperator));
+  for (std::uint32_t i = 0; i < 10; ++i) OperatorAddLader(O, {Annihilate(i), Create(i)}, {0.1 * i, 0});
+  if (restricted) O.Restrictions = {{10, 0}, {1}, {3}, {StringToDet(10, 0, "1111100000")}};
+  const WaveFunctionType psi = ToState(space, RandomVector(space, random, complexState, 0.05), complexState);
+  OperatorRows<C> rows(O, nullptr, std::make_shared<DeterminantBasis>(Layout(psi)), limit);
+  NumberedSums<T> sums;
+  NumberedSums<decltype(C{} * T{})> furtherSums;
+  for (int round = 0; round < 2; ++round) {
+    const auto first = OperatorRowsMultiply(rows, NumberState<X>(*rows.numbering, psi), sums);
+    const auto second = OperatorRowsMultiply(rows, first, furtherSums);
+    const WaveFunctionType Opsi = OperatorPsi(O, psi), OOpsi = OperatorPsi(O, Opsi);
+    ExpectSameState(StateOfNumbers(*rows.numbering, first), Opsi);
+    ExpectSameState(StateOfNumbers(*rows.numbering, second), OOpsi);
+    EXPECT_GT(ElementCount(OOpsi), 50u);
+  }
+  EXPECT_EQ(rows.rows > 0, limit > 0);
+}
+
+TEST(OperatorRows, GiveWhatTermsOneByOneGive) {
+  for (const std::size_t limit : {std::size_t{1} << 30, std::size_t{2000}, std::size_t{0}})
+    for (const bool restricted : {false, true}) {
+      CompareWithDirectProducts<double, double>(limit, restricted);
+      CompareWithDirectProducts<double, Complex16>(limit, restricted);
+      CompareWithDirectProducts<Complex16, double>(limit, restricted);
+      CompareWithDirectProducts<Complex16, Complex16>(limit, restricted);
+    }
+}
+
+// Sums, inner products and truncations of numbered states against those of states.
+TEST(NumberedState, ComputesAsStatesDo) {
+  std::mt19937 random(4);
+  const FockSpace space{6};
+  WaveFunctionType a = ToState(space, RandomVector(space, random, true, 0.6), true);
+  const WaveFunctionType b = ToState(space, RandomVector(space, random, true, 0.6), true);
+  DeterminantBasis numbering(Layout(a));
+  auto x = NumberState<Complex16>(numbering, a);
+  const auto y = NumberState<Complex16>(numbering, b);
+  NumberedPlaces places;
+  EXPECT_LT(Abs(NumberedDotProduct(x, y, places) - WaveFunctionDotProduct(a, b)), Tolerance);
+  const Complex16 factor{0.5, -0.25};
+  NumberedAddMultiplied(x, y, factor, places);
+  WaveFunctionAddComplexMultipliedUnionBasis(a, b, factor);
+  NumberedTruncate(x, 0.7);
+  WaveFunctionTruncateBasis(a, 0.7);
+  EXPECT_GT(ElementCount(a), 10u);
+  EXPECT_LT(ElementCount(a), numbering.N);
+  EXPECT_EQ(x.number.size(), ElementCount(a));
+  WaveFunctionAddMultipliedUnionBasis(a, StateOfNumbers(numbering, x), -1);
+  EXPECT_LT(WaveFunctionCalculateNorm(a), Tolerance);
+}
+
+}  // namespace
+}  // namespace fermix::test
