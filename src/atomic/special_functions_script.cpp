@@ -112,6 +112,8 @@ int LuaSphericalBesselJ(lua_State* L) {
 int LuaLaguerreL(lua_State* L) {
   CheckCount(L, 3, "math.LaguerreL expects 3 parameters n,l,x");
   const int n = CheckTruncated(L, 1), l = CheckTruncated(L, 2);
+  constexpr int MaxLaguerreN = 10000000;  // a step of the recurrence for each
+  if (n > MaxLaguerreN) luaL_error(L, "Laguerre polynomials only implemented for n<=10000000 n=%d", n);
   return lua_push(L, LaguerrePolynomial(n, l, luaL_checknumber(L, 3)));
 }
 

@@ -20,6 +20,14 @@ Complex16 Product(Complex16 a, Complex16 b) {
   return {std::fma(a.re, b.re, -(a.im * b.im)), std::fma(a.re, b.im, a.im * b.re)};
 }
 
+// x conj(z) / |z|^2, and Smith's rule where one of its products leaves the range of normal numbers.
+Complex16 RealQuotient(double x, Complex16 z) {
+  const double norm = NormSqr(z), re = x * z.re, im = -x * z.im;
+  if (std::isnormal(norm) && std::isnormal(std::fmax(std::fabs(re), std::fabs(im))))
+    return {re / norm, im / norm};
+  return Complex16(x) / z;
+}
+
 Complex16 Apply(ArithmeticOp op, Complex16 a, Complex16 b) {
   switch (op) {
     case Add:
@@ -37,10 +45,7 @@ Complex16 Apply(ArithmeticOp op, Complex16 a, Complex16 b) {
 }
 
 Complex16 Apply(ArithmeticOp op, double x, Complex16 z) {
-  if (op == Div) {
-    const double norm = NormSqr(z);
-    return {x * z.re / norm, -x * z.im / norm};
-  }
+  if (op == Div) return RealQuotient(x, z);
   if (op == Pow) {
     const double logx = std::log(x), magnitude = std::exp(z.re * logx), phase = z.im * logx;
     return {magnitude * std::cos(phase), magnitude * std::sin(phase)};
@@ -83,24 +88,26 @@ bool CallOwnMetamethod(lua_State* L, ArithmeticOp op, int left, int right) {
   return true;
 }
 
-void Combine(lua_State* L, ArithmeticOp op, int left, int right, int depth);
+void Combine(lua_State* L, ArithmeticOp op, int left, int right, int depth, TableWalk& walk);
 
-void CombineTable(lua_State* L, ArithmeticOp op, int left, int right, bool tableLeft, int depth) {
-  EnterTable(L, depth);
+void CombineTable(lua_State* L, ArithmeticOp op, int left, int right, bool tableLeft, int depth,
+                  TableWalk& walk) {
+  walk.Enter(L, tableLeft ? left : right, depth);
   MapTable(L, tableLeft ? left : right, [&] {
     const int element = lua_gettop(L);
-    Combine(L, op, tableLeft ? element : left, tableLeft ? right : element, depth + 1);
+    Combine(L, op, tableLeft ? element : left, tableLeft ? right : element, depth + 1, walk);
   });
 }
 
-void CombineComplexLeft(lua_State* L, ArithmeticOp op, Complex16 a, int left, int right, int depth) {
+void CombineComplexLeft(lua_State* L, ArithmeticOp op, Complex16 a, int left, int right, int depth,
+                        TableWalk& walk) {
   switch (lua_type(L, right)) {
     case LUA_TNUMBER:
       lua_pushcomplex(L, Apply(op, a, lua_tonumber(L, right)));
       return;
     case LUA_TTABLE:
       if (op == Div && QMatrixTable(L, right)) return PushComplexOpRecord(L, op, a, right);
-      return CombineTable(L, op, left, right, false, depth);
+      return CombineTable(L, op, left, right, false, depth, walk);
     case LUA_TUSERDATA:
       if (const Complex16* b = TestRecord<Complex16>(L, right)) {
         lua_pushcomplex(L, Apply(op, a, *b));
@@ -112,31 +119,33 @@ void CombineComplexLeft(lua_State* L, ArithmeticOp op, Complex16 a, int left, in
   }
 }
 
-void CombineComplexRight(lua_State* L, ArithmeticOp op, int left, int right, Complex16 b, int depth) {
+void CombineComplexRight(lua_State* L, ArithmeticOp op, int left, int right, Complex16 b, int depth,
+                         TableWalk& walk) {
   if (lua_type(L, left) == LUA_TNUMBER) {
     lua_pushcomplex(L, Apply(op, lua_tonumber(L, left), b));
   } else if (lua_istable(L, left) || lua_isuserdata(L, left)) {
     if (CallOwnMetamethod(L, op, left, right)) return;
     if (!lua_istable(L, left)) RefuseLeft(L, op, left);
-    CombineTable(L, op, left, right, true, depth);
+    CombineTable(L, op, left, right, true, depth, walk);
   } else {
     RefuseLeft(L, op, left);
   }
 }
 
 // Pushes left op right, one of which is complex; the other may be a table of operands. Indices are absolute.
-void Combine(lua_State* L, ArithmeticOp op, int left, int right, int depth) {
+void Combine(lua_State* L, ArithmeticOp op, int left, int right, int depth, TableWalk& walk) {
   if (const Complex16* a = TestRecord<Complex16>(L, left)) {
-    CombineComplexLeft(L, op, *a, left, right, depth);
+    CombineComplexLeft(L, op, *a, left, right, depth, walk);
   } else {
-    CombineComplexRight(L, op, left, right, *CheckRecord<Complex16>(L, right), depth);
+    CombineComplexRight(L, op, left, right, *CheckRecord<Complex16>(L, right), depth, walk);
   }
 }
 
 template <ArithmeticOp op>
 int LuaComplexArithmetic(lua_State* L) {
   lua_settop(L, 2);
-  Combine(L, op, 1, 2, 0);
+  TableWalk walk;
+  Combine(L, op, 1, 2, 0, walk);
   return 1;
 }
 

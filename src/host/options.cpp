@@ -12,12 +12,12 @@ namespace fermix {
 namespace {
 
 // Integers of options are cut towards 0 (luaL_checkinteger) and then to the width of the target; what does
-// not even fit 64 bits saturates, not-a-number is 0.
+// not even fit 64 bits saturates.
 template <class T>
 T CheckOptionInteger(lua_State* L, int index) {
   const double x = luaL_checknumber(L, index);
   constexpr double range = 9.2e18;
-  if (std::isnan(x)) return 0;
+  if (std::isnan(x)) luaL_argerror(L, index, "number expected, got nan");
   if (std::fabs(x) < range) return static_cast<T>(static_cast<std::int64_t>(x));
   return x < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
 }

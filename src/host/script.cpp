@@ -18,11 +18,12 @@ std::size_t living = 0, madeSinceCollection = 0, livedAfterCollection = 0;
 
 constexpr std::size_t freeAllowance = std::size_t{64} << 20;
 
-// x to the nearest integer, ties to even as lua_tounsigned does, within the range of T; not-a-number gives 0.
+// The number at index to the nearest integer, ties to even as lua_tounsigned does, within the range of T.
 template <class T>
-T SaturatedRound(double x) {
+T CheckRounded(lua_State* L, int index) {
   using Limits = std::numeric_limits<T>;
-  if (std::isnan(x)) return 0;
+  const double x = luaL_checknumber(L, index);
+  if (std::isnan(x)) luaL_argerror(L, index, "number expected, got nan");
   const double rounded = std::nearbyint(x);
   if (rounded <= static_cast<double>(Limits::min())) return Limits::min();
   if (rounded >= static_cast<double>(Limits::max())) return Limits::max();
@@ -60,17 +61,15 @@ void AccountDeadRecord(std::size_t bytes) { living -= std::min(living, bytes); }
 // --- Reading
 
 void lua_check(lua_State* L, int index, double& value) { value = luaL_checknumber(L, index); }
-void lua_check(lua_State* L, int index, int& value) {
-  value = SaturatedRound<int>(luaL_checknumber(L, index));
-}
+void lua_check(lua_State* L, int index, int& value) { value = CheckRounded<int>(L, index); }
 void lua_check(lua_State* L, int index, std::uint32_t& value) {
-  value = SaturatedRound<std::uint32_t>(luaL_checknumber(L, index));
+  value = CheckRounded<std::uint32_t>(L, index);
 }
 void lua_check(lua_State* L, int index, std::uint16_t& value) {
-  value = static_cast<std::uint16_t>(SaturatedRound<std::int64_t>(luaL_checknumber(L, index)));
+  value = static_cast<std::uint16_t>(CheckRounded<std::int64_t>(L, index));
 }
 void lua_check(lua_State* L, int index, std::uint8_t& value) {
-  value = static_cast<std::uint8_t>(SaturatedRound<std::int64_t>(luaL_checknumber(L, index)));
+  value = static_cast<std::uint8_t>(CheckRounded<std::int64_t>(L, index));
 }
 
 void lua_check(lua_State* L, int index, std::string& value) {

@@ -122,8 +122,8 @@ int CollectRecord(lua_State* L) {
 // --- Reading
 // -------------------------------------------------------------------------------------------------------
 
-// Numbers are numbers or numeric strings; integers are rounded to the nearest as lua_tounsigned does, NaN and
-// what does not fit 32 bits saturates (uint32_t, int) or is cut (uint16_t, uint8_t).
+// Numbers are numbers or numeric strings; integers are rounded to the nearest as lua_tounsigned does, what
+// does not fit 32 bits saturates (uint32_t, int) or is cut (uint16_t, uint8_t); "number expected, got nan".
 void lua_check(lua_State* L, int index, double& value);
 void lua_check(lua_State* L, int index, int& value);
 void lua_check(lua_State* L, int index, std::uint32_t& value);

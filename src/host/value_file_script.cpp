@@ -22,23 +22,34 @@ namespace {
 // --- Values as text
 
 // What the text around a value asks of the interpreter when the file is read: it nests at most 200 calls of
-// its parser, and keeps all that is open in 250 registers - one for a list and one for each of up to 49 of
-// its elements that wait to be stored, up to three for a table, a key and its value.
+// its parser, some of them those of the script that reads, and keeps all that is open in 250 registers - one
+// for a table, one for each of up to 49 elements of a list that wait to be stored, and one for a key that is
+// none of the first 256 constants.
 struct Nesting {
   int depth = 0, registers = 0;
 };
-constexpr int maxDepth = 150;
+constexpr int maxDepth = 180;
 constexpr int maxRegisters = 240;
-constexpr int maxWaiting = 50, keyedRegisters = 3;
+constexpr int maxWaiting = 50;
+constexpr int tableRegisters = 3;      // of a table with a key and a value
 constexpr int recordRegisters = 110;   // of the call that makes a record
 constexpr int maxListRegisters = 100;  // beyond, the elements of a list are written with their keys
+constexpr int maxConstants = 250;
+
+// Where the text goes, and what is known of what has been written.
+struct Output {
+  std::FILE* stream;
+  TableWalk walk;
+  int constants = 0;  // at most so many, as each one is counted every time
+};
 
 // Refuses what would not be read back; also what contains itself.
 void CheckNesting(lua_State* L, const Nesting& nesting, int inside) {
-  EnterTable(L, nesting.registers + inside > maxRegisters ? maxDepth : nesting.depth, maxDepth);
+  const bool full = nesting.registers + inside > maxRegisters;
+  EnterTable(L, nesting.depth, full ? nesting.depth : maxDepth);
 }
 
-void Write(lua_State* L, int index, std::FILE* stream, Nesting nesting);
+void Write(lua_State* L, int index, Output& out, Nesting nesting);
 
 // Number of elements before the first nil.
 int SequenceLength(lua_State* L, int index) {
@@ -91,36 +102,38 @@ std::vector<SortedKey> PushKeys(lua_State* L, int index, int listed) {
   return keys;
 }
 
-void WriteTable(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
-  CheckNesting(L, nesting, keyedRegisters);
+void WriteTable(lua_State* L, int index, Output& out, Nesting nesting) {
+  CheckNesting(L, nesting, tableRegisters);
+  out.walk.CountRepeated(L, index);
   const int length = SequenceLength(L, index);
   // A short list takes no more room than its keys would.
   const bool list =
-      length < keyedRegisters || nesting.registers + std::min(length, maxWaiting) <= maxListRegisters;
+      length < tableRegisters || nesting.registers + std::min(length, maxWaiting) <= maxListRegisters;
   const int listed = list ? length : 0;
   const char* separator = "";
-  std::fputs("{ ", stream);
+  std::fputs("{ ", out.stream);
   for (int i = 1; i <= listed; ++i) {
-    std::fputs(separator, stream);
+    std::fputs(separator, out.stream);
     lua_rawgeti(L, index, i);
-    Write(L, -1, stream, {nesting.depth + 1, nesting.registers + 1 + (i - 1) % maxWaiting});
+    Write(L, -1, out, {nesting.depth + 1, nesting.registers + 1 + (i - 1) % maxWaiting});
     separator = lua_istable(L, -1) ? " , \n  " : " , ";
     lua_pop(L, 1);
   }
   if (listed) separator = " ,\n  ";
   for (const SortedKey& key : PushKeys(L, index, listed)) {
-    const Nesting inner = {nesting.depth + 1, nesting.registers + keyedRegisters};
+    Nesting inner = {nesting.depth + 1, nesting.registers + 1 + listed % maxWaiting};
     lua_rawgeti(L, -1, key.position);
-    std::fprintf(stream, "%s[ ", separator);
-    Write(L, -1, stream, inner);
-    std::fputs(" ] = ", stream);
+    std::fprintf(out.stream, "%s[ ", separator);
+    Write(L, -1, out, inner);
+    std::fputs(" ] = ", out.stream);
+    inner.registers += lua_istable(L, -1) || lua_isuserdata(L, -1) || out.constants > maxConstants;
     lua_rawget(L, index);
-    Write(L, -1, stream, inner);
+    Write(L, -1, out, inner);
     lua_pop(L, 1);
     separator = " ,\n  ";
   }
   lua_pop(L, 1);
-  std::fputs(" }", stream);
+  std::fputs(" }", out.stream);
 }
 
 // Writes the userdata at index if it is a T; false if it is none.
@@ -132,48 +145,53 @@ bool WriteRecord(lua_State* L, int index, std::FILE* stream) {
 }
 
 // A matrix is the call that makes it from its table form.
-bool WriteMatrix(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
+bool WriteMatrix(lua_State* L, int index, Output& out, Nesting nesting) {
   const auto* m = TestRecord<CompactMatrixType>(L, index);
   if (!m) return false;
-  std::fputs("Matrix.New(", stream);
+  std::fputs("Matrix.New(", out.stream);
   LuaPushTable_CompactMatrixType(L, *m);
-  Write(L, -1, stream, nesting);
+  Output rows{out.stream, {}, out.constants};  // a table of its own, whose place another one may take
+  Write(L, -1, rows, nesting);
+  out.constants = rows.constants;
   lua_pop(L, 1);
-  std::fputs(")", stream);
+  std::fputs(")", out.stream);
   return true;
 }
 
-void WriteUserdata(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
-  CheckNesting(L, nesting, TestRecord<Complex16>(L, index) ? keyedRegisters : recordRegisters);
-  if (!(WriteRecord<Complex16>(L, index, stream) || WriteRecord<OperatorType>(L, index, stream) ||
-        WriteRecord<WaveFunctionType>(L, index, stream) || WriteRecord<SpectraTypeArray>(L, index, stream) ||
-        WriteMatrix(L, index, stream, nesting)))
+void WriteUserdata(lua_State* L, int index, Output& out, Nesting nesting) {
+  const bool number = TestRecord<Complex16>(L, index);
+  CheckNesting(L, nesting, number ? tableRegisters : recordRegisters);
+  out.constants += number ? 3 : maxConstants;
+  if (!(WriteRecord<Complex16>(L, index, out.stream) || WriteRecord<OperatorType>(L, index, out.stream) ||
+        WriteRecord<WaveFunctionType>(L, index, out.stream) ||
+        WriteRecord<SpectraTypeArray>(L, index, out.stream) || WriteMatrix(L, index, out, nesting)))
     luaL_error(L, "Error in LuaASCIIStreamPrint unrecognized type of user data\n");
 }
 
-void Write(lua_State* L, int index, std::FILE* stream, Nesting nesting) {
+void Write(lua_State* L, int index, Output& out, Nesting nesting) {
   index = lua_absindex(L, index);
+  ++out.constants;
   switch (lua_type(L, index)) {
     case LUA_TNIL:
-      std::fputs("nil", stream);
+      std::fputs("nil", out.stream);
       break;
     case LUA_TNUMBER:
-      PrintSource(stream, lua_tonumber(L, index));
+      PrintSource(out.stream, lua_tonumber(L, index));
       break;
     case LUA_TBOOLEAN:
-      std::fputs(lua_toboolean(L, index) ? "true" : "false", stream);
+      std::fputs(lua_toboolean(L, index) ? "true" : "false", out.stream);
       break;
     case LUA_TSTRING: {
       std::string text;
       lua_check(L, index, text);
-      PrintSource(stream, text);
+      PrintSource(out.stream, text);
       break;
     }
     case LUA_TTABLE:
-      WriteTable(L, index, stream, nesting);
+      WriteTable(L, index, out, nesting);
       break;
     case LUA_TUSERDATA:
-      WriteUserdata(L, index, stream, nesting);
+      WriteUserdata(L, index, out, nesting);
       break;
     case LUA_TFUNCTION:
       luaL_error(L, "Error in LuaASCIIStreamPrint unrecognized type of function\n");
@@ -322,7 +340,10 @@ constexpr luaL_Reg ioFunctions[] = {{"get", Entry<LuaGet>}, {"put", Entry<LuaPut
 
 }  // namespace
 
-void LuaASCIIStreamPrint(lua_State* L, int index, std::FILE* stream) { Write(L, index, stream, {}); }
+void LuaASCIIStreamPrint(lua_State* L, int index, std::FILE* stream) {
+  Output out{stream, {}};
+  Write(L, index, out, {});
+}
 
 void RegisterValueFiles(lua_State* L) {
   lua_getglobal(L, "io");

@@ -14,6 +14,25 @@ bool ReadForm(lua_State* L, int index, bool userdata) {
   return userdata;
 }
 
+// Refuses calls of a function with another number of arguments than so many, and an option list behind them.
+void CheckCount(lua_State* L, const char* function, int expected) {
+  const int n = lua_gettop(L);
+  if (n != expected && n != expected + 1)
+    luaL_error(L, "%s called with %d arguments, %d or %d arguments expected\n", function, n, expected,
+               expected + 1);
+}
+
+// The square matrix that make gives for the size at index 1.
+int PushSquare(lua_State* L, const char* function, CompactMatrixType (*make)(std::uint32_t)) {
+  CheckCount(L, function, 1);
+  const std::uint32_t n = CheckMatrixSize(L, 1, function);
+  const bool userdata = ReadForm(L, 2, true);
+
+  CompactMatrixType m = make(n);
+  m.IsUserdata = userdata;
+  return lua_push(L, std::move(m));
+}
+
 // A random number, evenly between two ends.
 double Draw(double from, double to) { return std::rand() / 2147483647.0 * (to - from) + from; }
 
@@ -46,37 +65,17 @@ int LuaMatrixToUserdata(lua_State* L) {
   return lua_push(L, std::move(m));
 }
 
-// Matrix.Identity(n [, options])
+// Matrix.Identity(n [, options]) and Matrix.Zero(n [, options])
 int LuaMatrixIdentity(lua_State* L) {
-  const int arguments = lua_gettop(L);
-  if (arguments != 1 && arguments != 2)
-    return luaL_error(L, "Matrix Identity called with %d arguments, 1 or 2 arguments expected\n", arguments);
-  const std::uint32_t n = CheckMatrixSize(L, 1, "Matrix Identity");
-  const bool userdata = ReadForm(L, 2, true);
-
-  CompactMatrixType m = InitCompactIdentityMatrix(n, n);
-  m.IsUserdata = userdata;
-  return lua_push(L, std::move(m));
+  return PushSquare(L, "Matrix Identity", [](std::uint32_t n) { return InitCompactIdentityMatrix(n, n); });
 }
-
-// Matrix.Zero(n [, options])
 int LuaMatrixZero(lua_State* L) {
-  const int arguments = lua_gettop(L);
-  if (arguments != 1 && arguments != 2)
-    return luaL_error(L, "Matrix Zero called with %d arguments, 1 or 2 arguments expected\n", arguments);
-  const std::uint32_t n = CheckMatrixSize(L, 1, "Matrix Zero");
-  const bool userdata = ReadForm(L, 2, true);
-
-  CompactMatrixType m = InitCompactMatrix(n, n, false);
-  m.IsUserdata = userdata;
-  return lua_push(L, std::move(m));
+  return PushSquare(L, "Matrix Zero", [](std::uint32_t n) { return InitCompactMatrix(n, n, false); });
 }
 
 // Matrix.Diagonal(list [, options])
 int LuaMatrixDiagonal(lua_State* L) {
-  const int arguments = lua_gettop(L);
-  if (arguments != 1 && arguments != 2)
-    return luaL_error(L, "Matrix Diagonal called with %d arguments, 1 or 2 arguments expected\n", arguments);
+  CheckCount(L, "Matrix Diagonal", 1);
   std::vector<Complex16> diagonal;
   luaL_checkarray_complex16(L, 1, diagonal);
   const bool userdata = ReadForm(L, 2, false);
@@ -97,9 +96,7 @@ int LuaMatrixDiagonal(lua_State* L) {
 
 // Matrix.Random({min, max}, {Ni, Nj} [, options])
 int LuaMatrixRandom(lua_State* L) {
-  const int arguments = lua_gettop(L);
-  if (arguments != 2 && arguments != 3)
-    return luaL_error(L, "Matrix Random called with %d arguments, 2 or 3 arguments expected\n", arguments);
+  CheckCount(L, "Matrix Random", 2);
   std::vector<Complex16> range;
   luaL_checkarray_complex16(L, 1, range);
   if (range.size() != 2)

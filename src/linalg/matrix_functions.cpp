@@ -46,13 +46,47 @@ int CompactMatrixPow(const CompactMatrixType& A, CompactMatrixType& R, std::int6
 
 // --- Exponentials
 
+namespace {
+
+// sum += exp(x) m for an exp(x) that overflows: an element becomes infinite unless m has a zero there, or one
+// that is small enough.
+void AddScaledByExp(CompactMatrixType& sum, const CompactMatrixType& m, double x) {
+  const auto add = [half = std::exp(x / 2)](double& element, double factor) {
+    if (factor != 0) element += factor * half * half;
+  };
+  std::visit(
+      [&](auto& elements) {
+        const auto& factors = std::get<std::decay_t<decltype(elements)>>(m.Data);
+        for (std::size_t k = 0; k < elements.size(); ++k) {
+          if constexpr (IsComplex<std::decay_t<decltype(elements[k])>>) {
+            add(elements[k].re, factors[k].re);
+            add(elements[k].im, factors[k].im);
+          } else {
+            add(elements[k], factors[k]);
+          }
+        }
+      },
+      sum.Data);
+}
+
+}  // namespace
+
 int HermitianCompactMatrixExp(const CompactMatrixType& A, CompactMatrixType& R) {
   CompactMatrixType V;
   std::vector<double> values;
   if (CompactMatrixEigensystem(A, V, values))
     return Fail("CompactMatrixEigensystem failed in HermitianCompactMatrixExp\n");
-  for (double& value : values) value = std::exp(value);
-  R = TransformDiagonalMatrixByCompactMatrixTtranATcon(values, V);
+  const double largest = values.empty() ? 0 : values.back();
+  std::vector<double> beyond(values.size());  // what overflows, relative to the largest
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    const double value = std::exp(values[k]);
+    if (std::isinf(value)) beyond[k] = std::exp(values[k] - largest);
+    values[k] = std::isinf(value) ? 0 : value;
+  }
+  CompactMatrixType result = TransformDiagonalMatrixByCompactMatrixTtranATcon(values, V);
+  if (!values.empty() && values.back() == 0 && beyond.back() == 1)
+    AddScaledByExp(result, TransformDiagonalMatrixByCompactMatrixTtranATcon(beyond, V), largest);
+  R = std::move(result);
   return 0;
 }
 

@@ -13,7 +13,7 @@ namespace {
 // The number at index as an integer; 0, which no index is, for what is none.
 int IntegerIndex(lua_State* L, int index) {
   int i = 0;
-  lua_check(L, index, i);
+  if (!std::isnan(lua_tonumber(L, index))) lua_check(L, index, i);
   return i;
 }
 
@@ -177,7 +177,24 @@ int PushRowView(lua_State* L, const CompactMatrixType& m) {
 
 // --- Row views
 
-// The view at index 1, indexed with the key at index 2. The script may have changed its fields.
+// What the row view at index shows. The script may have changed its fields; their values are left on the
+// stack, which keeps the matrix alive.
+struct ViewedRows {
+  CompactMatrixType& m;
+  IndexList rows;
+};
+
+ViewedRows ReadRows(lua_State* L, int index) {
+  luaL_checktype(L, index, LUA_TTABLE);
+  lua_pushliteral(L, "__Matrix");
+  lua_rawget(L, index);
+  CompactMatrixType& m = *CheckRecord<CompactMatrixType>(L, -1);
+  lua_pushliteral(L, "__Row");
+  lua_rawget(L, index);
+  return {m, ReadIndices(L, -1, [&](int row) { return CheckInView(L, row, m.Ni, "Nrow"); })};
+}
+
+// The view at index 1, indexed with the key at index 2.
 struct ViewAccess {
   CompactMatrixType& m;
   IndexList rows, columns;
@@ -189,14 +206,9 @@ ViewAccess ReadView(lua_State* L) {
     ScriptError(L, "Error: Matrix indexed with unrecognised string %s", lua_tostring(L, 2));
   if (lua_type(L, 2) != LUA_TNUMBER && !lua_istable(L, 2))
     luaL_error(L, "Error: Matrix indexed with unrecognised type!");
-  lua_pushliteral(L, "__Matrix");
-  lua_rawget(L, 1);
-  CompactMatrixType& m = *CheckRecord<CompactMatrixType>(L, -1);  // stays on the stack and so alive
-  lua_pushliteral(L, "__Row");
-  lua_rawget(L, 1);
-  ViewAccess view{m, ReadIndices(L, -1, [&](int index) { return CheckInView(L, index, m.Ni, "Nrow"); }),
-                  ReadIndices(L, 2, [&](int index) { return CheckInView(L, index, m.Nj, "Ncol"); })};
-  return view;
+  auto [m, rows] = ReadRows(L, 1);
+  return {m, std::move(rows),
+          ReadIndices(L, 2, [&, Nj = m.Nj](int index) { return CheckInView(L, index, Nj, "Ncol"); })};
 }
 
 // Pushes the list of the elements of row i, or of column j, at the other indices.
@@ -231,10 +243,35 @@ std::string KeyWords(const ViewAccess& view, bool length) {
   return KeyWords(view.rows, length) + " and " + KeyWords(view.columns, length);
 }
 
+// Puts the elements that the row view at index shows in its place; any other value stays.
+void ExpandView(lua_State* L, int index) {
+  if (!lua_istable(L, index) || !lua_getmetatable(L, index)) return;
+  luaL_getmetatable(L, MatrixRowMeta);
+  const bool view = lua_rawequal(L, -1, -2);
+  lua_pop(L, 2);
+  if (!view) return;
+  index = lua_absindex(L, index);
+  const auto [m, rows] = ReadRows(L, index);
+  std::vector<std::vector<Complex16>> elements;
+  for (const std::uint32_t i : rows.at)
+    for (std::uint32_t j = 0; j < m.Nj; ++j) {
+      if (j == 0) elements.emplace_back();
+      elements.back().push_back(CompactMatrixElement(m, i, j));
+    }
+  if (rows.list) {
+    lua_push(L, std::move(elements));
+  } else {
+    lua_push(L, std::move(elements.at(0)));
+  }
+  lua_replace(L, index);
+  lua_pop(L, 2);
+}
+
 // Reads the value at index, a table with one element for each of the indices.
 template <class Read>
 void ReadNewList(lua_State* L, int index, const ViewAccess& view, std::size_t length, Read&& read) {
   index = lua_absindex(L, index);
+  ExpandView(L, index);
   if (!lua_istable(L, index))
     ScriptError(
         L, "Error: Matrix indexed with %s. You try to set this to be equal to something that is not a table",
@@ -273,6 +310,7 @@ int LuaMatrixNewIndex(lua_State* L) {
   if (lua_type(L, 2) != LUA_TNUMBER) return luaL_error(L, "Error: Matrix indexed with unrecognised type!");
   const std::uint32_t i = CheckRow(L, 2, m.Ni);
   const int row = static_cast<int>(i) + 1;
+  ExpandView(L, 3);
   if (!lua_istable(L, 3))
     return luaL_error(L, "Error: Matrix you try to set row %d equal to somehting that is not a table\n", row);
   const std::size_t length = lua_rawlen(L, 3);

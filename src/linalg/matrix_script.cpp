@@ -61,6 +61,15 @@ CompactMatrixType ReadTable(lua_State* L, int index) {
   return m;
 }
 
+// Asks for the memory of a large table at once, so that what can't be had is not filled for half a minute.
+void RefuseTooLargeTable(const CompactMatrixType& m) {
+  constexpr std::size_t bytesOfElement = 16, large = std::size_t{1} << 26;
+  const std::size_t bytes = bytesOfElement * m.Ni * m.Nj;
+  if (bytes < large) return;
+  void* volatile whole = ::operator new(bytes);
+  ::operator delete(whole);
+}
+
 int LuaMatrixToString(lua_State* L) {
   return lua_push(L, CompactMatrixToString(*CheckRecord<CompactMatrixType>(L, 1)));
 }
@@ -124,6 +133,7 @@ bool QMatrixTable(lua_State* L, int index) {
 int LuaPushTable_CompactMatrixType(lua_State* L, const CompactMatrixType& m) {
   luaL_checkstack(L, 4, "table too deep");
   if (m.Ni > INT_MAX || m.Nj > INT_MAX) throw std::bad_alloc();
+  RefuseTooLargeTable(m);
   const int Ni = static_cast<int>(m.Ni), Nj = static_cast<int>(m.Nj);
   lua_createtable(L, Ni, 0);
   std::visit(

@@ -55,28 +55,6 @@ TEST(CoulombSingleShell, TermsOfTwoElectronsAndTwoHoles) {
   }
 }
 
-TEST(CoulombSingleShell, MonopoleCountsPairs) {
-  for (int l = 0; l <= 3; ++l) {
-    const int NF = 4 * l + 2;
-    std::vector<double> F(l + 1);
-    F[0] = 2.5;
-    const OperatorType U = CreateOperatorCoulombSingleShell(static_cast<std::uint32_t>(NF), Shell(l), F);
-    for (int n : {0, 1, 2, std::min(3, NF)}) {
-      const Sector sector({NF}, {n});
-      ExpectLevels(Eigenvalues(Matrix(U, sector), sector.size()),
-                   {{2.5 * n * (n - 1) / 2, static_cast<int>(sector.size())}}, Tolerance);
-    }
-  }
-}
-
-TEST(CoulombSingleShell, DoesNotDependOnTheOrderOfSpins) {
-  ShellIndices swapped = Shell(2);
-  std::swap(swapped.list[0], swapped.list[1]);
-  const std::vector<double> F = {1, 0.8, 0.6};
-  EXPECT_TRUE(QOperatorEqual(CreateOperatorCoulombSingleShell(10, Shell(2), F),
-                             CreateOperatorCoulombSingleShell(10, swapped, F), Tolerance));
-}
-
 // Largest element of the commutators of U with S^2, L^2 and the components of S, L of all shells together.
 double LargestCommutator(const OperatorType& U, const std::vector<ShellIndices>& shells,
                          const Sector& sector) {
@@ -128,28 +106,6 @@ TEST(CoulombTwoShells, TermsOfPAndDElectron) {
   }
   const Sector sector({6, 10}, {1, 1});
   ExpectLevels(Eigenvalues(Matrix(U, sector), sector.size()), levels, Tolerance);
-}
-
-// The average energy of a pair, Slater: F0 - sum over k of G^k (lA k lB; 0 0 0)^2 / 2.
-TEST(CoulombTwoShells, AveragesOfTheIntegrals) {
-  const struct {
-    std::vector<double> F, G;
-    double average;
-  } cases[] = {
-      {{1, 0}, {0, 0}, 1}, {{0, 1}, {0, 0}, 0}, {{0, 0}, {1, 0}, -1 / 15.0}, {{0, 0}, {0, 1}, -3 / 70.0}};
-  const Sector sector({6, 10}, {5, 9});
-  for (const auto& c : cases) {
-    const Dense U = Matrix(
-        CreateOperatorCoulombTwoShellsConstantOccupation(16, Shell(1, 0), Shell(2, 6), c.F, c.G), sector);
-    Amplitude trace = 0;
-    for (std::size_t i = 0; i < sector.size(); ++i) trace += U[i * sector.size() + i];
-    EXPECT_NEAR(trace.real() / static_cast<double>(sector.size()), 45 * c.average, 1e-11);
-  }
-  // F0 alone is the product of the electron numbers.
-  const OperatorType monopole =
-      CreateOperatorCoulombTwoShellsConstantOccupation(16, Shell(1, 0), Shell(2, 6), {1, 0}, {0, 0});
-  ExpectLevels(Eigenvalues(Matrix(monopole, sector), sector.size()), {{45, static_cast<int>(sector.size())}},
-               1e-11);
 }
 
 TEST(Coulomb, IsHermitianAndInNormalOrder) {

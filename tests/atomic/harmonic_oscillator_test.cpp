@@ -17,12 +17,10 @@ struct Model {
   double h;          // distance of grid points
   double tolerance;  // the box errs by exponentials of the width, the grid by the fourth power of h
 };
-const Model models[] = {
-    {"standing waves", 14, 28, 28, CreateOperatorHarmonicOscillatorOnStandingWaves,
-     CreateOperatorHarmonicOscillatorOnStandingWavesPointInteraction, 0, 1e-7},
-    {"grid", 7, 40, 79, CreateOperatorHarmonicOscillatorOnGrid,
-     CreateOperatorHarmonicOscillatorOnGridInteraction, 0.175, 1e-3},
-};
+const Model models[] = {{"standing waves", 14, 28, 28, CreateOperatorHarmonicOscillatorOnStandingWaves,
+                         CreateOperatorHarmonicOscillatorOnStandingWavesPointInteraction, 0, 1e-7},
+                        {"grid", 7, 40, 79, CreateOperatorHarmonicOscillatorOnGrid,
+                         CreateOperatorHarmonicOscillatorOnGridInteraction, 0.175, 1e-3}};
 
 // Element (i, j) of the spatial functions, after a check that both spins have the same and none mix.
 Dense Spatial(const OperatorType& O, int functions) {

@@ -1,16 +1,9 @@
 #include "atomic/orbital_names.h"
 
-#include <gtest/gtest.h>
-#include <functional>
+#include "linalg/random_matrix.h"
 
 namespace fermix {
 namespace {
-
-std::string Printed(const std::function<void()>& f) {
-  testing::internal::CaptureStdout();
-  f();
-  return testing::internal::GetCapturedStdout();
-}
 
 constexpr const char* unread = "\" as either relativistic or non-relativistic atomic orbital, returning -1\n";
 

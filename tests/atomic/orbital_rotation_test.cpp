@@ -1,10 +1,10 @@
 #include "atomic/orbital_rotation.h"
 
-#include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
 
 #include "atomic/basis_change.h"
+#include "linalg/random_matrix.h"
 
 namespace fermix {
 namespace {
@@ -47,19 +47,17 @@ double Overlap(const State& a, const State& b) {
 TEST(OrbitalRotationMatrix, IsTheOverlapOfNewAndOldStates) {
   const struct {
     OrbitalNames from, to;
-  } cases[] = {
-      {{"3d"}, {"3d3/2", "3d5/2"}},
-      {{"3d"}, {"3d5/2", "3d3/2"}},
-      {{"3d5/2", "3d3/2"}, {"3d"}},
-      {{"1s", "2p"}, {"2p", "1s"}},
-      {{"2p3/2", "2p1/2"}, {"2p1/2", "2p3/2"}},
-      {{"2p", "3d", "1s"}, {"3d3/2", "2p3/2", "1s1/2", "3d5/2", "2p1/2"}},
-      {{"3d3/2", "4f", "3d5/2"}, {"4f7/2", "4f5/2", "3d"}},
-      {{"3d"}, {"2p1/2", "3d5/2", "2p3/2", "3d3/2"}},  // more rows than columns
-      {{"bath_5a", "3d", "1s"}, {"3d5/2", "3d3/2"}},
-      {{"1s"}, {"1s1/2"}},
-      {{"3d3/2"}, {"3d3/2", "3d5/2"}},
-  };
+  } cases[] = {{{"3d"}, {"3d3/2", "3d5/2"}},
+               {{"3d"}, {"3d5/2", "3d3/2"}},
+               {{"3d5/2", "3d3/2"}, {"3d"}},
+               {{"1s", "2p"}, {"2p", "1s"}},
+               {{"2p3/2", "2p1/2"}, {"2p1/2", "2p3/2"}},
+               {{"2p", "3d", "1s"}, {"3d3/2", "2p3/2", "1s1/2", "3d5/2", "2p1/2"}},
+               {{"3d3/2", "4f", "3d5/2"}, {"4f7/2", "4f5/2", "3d"}},
+               {{"3d"}, {"2p1/2", "3d5/2", "2p3/2", "3d3/2"}},  // more rows than columns
+               {{"bath_5a", "3d", "1s"}, {"3d5/2", "3d3/2"}},
+               {{"1s"}, {"1s1/2"}},
+               {{"3d3/2"}, {"3d3/2", "3d5/2"}}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.from[0] + " to " + c.to[0]);
     const auto R = OrbitalRotationMatrix(c.from, c.to);
@@ -96,9 +94,7 @@ TEST(OrbitalRotationMatrix, RefusesListsThatDoNotMatch) {
        {"2p"},
        start + "Rotation from relativistic to non-relativistic orbitals or vice versa failed.\n"}};
   for (const auto& c : cases) {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(OrbitalRotationMatrix(c.from, c.to).Ni, 0u);
-    const std::string printed = testing::internal::GetCapturedStdout();
+    const std::string printed = Printed([&] { EXPECT_EQ(OrbitalRotationMatrix(c.from, c.to).Ni, 0u); });
     EXPECT_TRUE(printed.ends_with(c.lastLine)) << printed;
   }
   EXPECT_EQ(OrbitalRotationMatrix({}, {}).Ni, 0u);
@@ -120,9 +116,7 @@ TEST(NonRelToRelRotationMatrix, RefusesListsThatDoNotMatch) {
       {{"3d"}, {"3d3/2", "3d"}, "List of new orbitals is missing the second entry belonging to \"3d3/2\".\n"},
       {{"3d"}, {"3d3/2", "3d7/2"}, "Could not connect \"3d\" with \"3d7/2\".\n"}};
   for (const auto& c : cases) {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(NonRelToRelRotationMatrix(c.nonRel, c.rel).Ni, 0u);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), start + c.line);
+    EXPECT_EQ(Printed([&] { EXPECT_EQ(NonRelToRelRotationMatrix(c.nonRel, c.rel).Ni, 0u); }), start + c.line);
   }
 }
 

@@ -91,20 +91,5 @@ TEST(MagneticDipole, IsTheTensorOfTheUnitVectorAndTheSpin) {
   }
 }
 
-TEST(MagneticDipole, SquareOfManyElectronsAndNames) {
-  using enum VectorComponent;
-  const Sector sector({6}, {3});
-  const std::size_t n = sector.size();
-  Dense squares(n * n);
-  for (auto c : {x, y, z}) {
-    const Dense T = Matrix(CreateOperatorT(c, 6, Shell(1)), sector);
-    squares = Sum(squares, Multiply(T, T, n));
-  }
-  const OperatorType Tsqr = CreateOperatorT(sqr, 6, Shell(1));
-  EXPECT_LT(Distance(Matrix(Tsqr, sector), squares), Tolerance);
-  EXPECT_EQ(Tsqr.Name, "T^2");
-  EXPECT_EQ(CreateOperatorT(plus, 6, Shell(1)).Name, "T^+");
-}
-
 }  // namespace
 }  // namespace fermix::test

@@ -23,8 +23,7 @@ const std::map<std::string, std::set<std::string>> standsOn = {
     {"atomic", {"host/base", "linalg", "core", "atomic"}},
     {"crystal", {"host/base", "linalg", "core", "atomic", "crystal"}},
     {"graphics", {"host/base", "linalg", "core", "solvers", "spectra", "graphics"}},
-    {"host", {"host/base", "host"}},
-};
+    {"host", {"host/base", "host"}}};
 
 bool QScriptFile(const std::string& path) {
   return fs::path(path).stem().string().ends_with("_script") || path.starts_with("host/script_library/") ||

@@ -20,13 +20,6 @@ TEST(MersenneTwister, StartsWithTheDefaultSeed) {
   EXPECT_EQ(twister.Draw(), 4123659995u);
 }
 
-TEST(MersenneTwister, SeedsByArray) {
-  MersenneTwister twister;
-  for (int i = 0; i < 624; ++i) twister.Draw();  // the next draw regenerates
-  twister.SeedByArray(keys);
-  for (const std::uint32_t expected : reference) EXPECT_EQ(twister.Draw(), expected);
-}
-
 TEST(MersenneTwister, KeepsItsPositionWhenSeeded) {
   MersenneTwister twister, neighbour;
   twister.Draw();

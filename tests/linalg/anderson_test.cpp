@@ -1,7 +1,5 @@
 #include "linalg/anderson.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <numeric>
 

@@ -1,7 +1,5 @@
 #include "linalg/matrix_shape.h"
 
-#include <gtest/gtest.h>
-
 #include "linalg/compact_tensor.h"
 #include "linalg/random_matrix.h"
 

@@ -1,6 +1,9 @@
-// Random matrices for tests; seeds are the caller's.
+// Random matrices for tests (seeds are the caller's), and what matrices are compared by.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <cmath>
 #include <random>
 
 #include "linalg/compact_matrix.h"
@@ -34,6 +37,42 @@ CompactMatrixType RandomHermitian(std::mt19937& random, std::uint32_t n) {
     for (std::size_t j = 0; j < i; ++j) data[i * n + j] = Conj(data[j * n + i]);
   }
   return m;
+}
+
+// The product op(a) op(b).
+inline CompactMatrixType Times(const CompactMatrixType& a, const CompactMatrixType& b, char opA = 'N',
+                               char opB = 'N') {
+  CompactMatrixType product;
+  EXPECT_EQ(CompactMatrixMultiply(opA, opB, a, b, product), 0);
+  return product;
+}
+
+inline CompactMatrixType Identity(std::uint32_t n) { return InitCompactIdentityMatrix(n, n); }
+
+// The largest difference of two elements; NaN counts, and so do other shapes.
+inline double Deviation(const CompactMatrixType& a, const CompactMatrixType& b) {
+  if (a.Ni != b.Ni || a.Nj != b.Nj) return HUGE_VAL;
+  double largest = 0;
+  for (std::uint32_t i = 0; i < a.Ni; ++i)
+    for (std::uint32_t j = 0; j < a.Nj; ++j) {
+      const double d = Abs(CompactMatrixElement(a, i, j) - CompactMatrixElement(b, i, j));
+      if (!(d <= largest)) largest = std::isnan(d) ? HUGE_VAL : d;
+    }
+  return largest;
+}
+
+inline CompactMatrixType RealMatrix(std::uint32_t Ni, std::uint32_t Nj, std::vector<double> elements) {
+  CompactMatrixType m = InitCompactMatrix(Ni, Nj, false);
+  m.Data = std::move(elements);
+  return m;
+}
+
+// What f prints.
+template <class F>
+std::string Printed(F&& f) {
+  testing::internal::CaptureStdout();
+  f();
+  return testing::internal::GetCapturedStdout();
 }
 
 // (z - A)^-1 for a square A.

@@ -1,7 +1,5 @@
 #include "linalg/tridiagonal.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -63,18 +61,12 @@ TEST(TriDiagonalMatrix, PolesGiveTheFunctionOfTheDenseMatrix) {
 TEST(TriDiagonalMatrix, EigenvectorsSolveTheChain) {
   std::mt19937 random(5);
   const TriDiagonalMatrixType M = RandomChain(random, 20);
-  const CompactMatrixType H = DenseChain(M);
   CompactMatrixType V;
   std::vector<double> e;
   ASSERT_EQ(TriDiagonalMatrixToEigensystem(M, V, e), 0);
   EXPECT_EQ(V.Name, "Eigenvectors of Matrix");
-  for (std::uint32_t k = 0; k < 20; ++k)
-    for (std::uint32_t i = 0; i < 20; ++i) {
-      Complex16 residual = -e[k] * CompactMatrixElement(V, k, i);
-      for (std::uint32_t j = 0; j < 20; ++j)
-        residual += CompactMatrixElement(H, i, j) * CompactMatrixElement(V, k, j);
-      EXPECT_NEAR(Abs(residual), 0, 1e-13);
-    }
+  EXPECT_LT(Deviation(Times(V, V, 'T'), Identity(20)), 1e-13);
+  EXPECT_LT(Deviation(TransformDiagonalMatrixByCompactMatrixTtranATcon(e, V), DenseChain(M)), 1e-13);
 }
 
 TEST(TriDiagonalMatrix, EmptyAndBrokenChains) {
@@ -86,9 +78,7 @@ TEST(TriDiagonalMatrix, EmptyAndBrokenChains) {
   EXPECT_EQ(P.a0, 3);
   M = InitTriDiagonalMatrix(2);
   M.b[1] = std::nan("");
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(TriDiagonalMatrixToListOfPoles(M, P), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(TriDiagonalMatrixToListOfPoles(M, P), 1); }),
             "TriDiagonalMatrixToEigensystem called with a matrix that is not finite\n");
   EXPECT_EQ(P.a0, 3);
 }
@@ -109,9 +99,8 @@ TEST(TriDiagonalMatrix, PlainFileHasALineForEachLevel) {
             "    0  0.000000000000000E+00  3.000000000000000E+00\n"
             "    1 -1.500000000000000E+00  5.000000000000000E-01\n"
             "    2  2.000000000000000E+00  0.000000000000000E+00\n");
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(FilePrintPlainTriDiagonalMatrix(M, "", "w"), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "ERROR\nCan't open  for writing with mode w.\n");
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(FilePrintPlainTriDiagonalMatrix(M, "", "w"), 1); }),
+            "ERROR\nCan't open  for writing with mode w.\n");
 }
 
 template <class T>
@@ -132,15 +121,9 @@ TYPED_TEST(HermitianPoles, GiveTheDiagonalResolventOfEachRow) {
     ASSERT_EQ(poles.size(), 3u);
     EXPECT_EQ(vectors.Ni, n);
     const Complex16 z(0.2, 0.4);
-    const CompactMatrixType G = Resolvent(A, z);
-    for (std::uint32_t v = 0; v < 3; ++v) {
-      Complex16 expected = 0;
-      for (std::uint32_t i = 0; i < n; ++i)
-        for (std::uint32_t j = 0; j < n; ++j)
-          expected += Conj(CompactMatrixElement(V, v, i)) * CompactMatrixElement(G, i, j) *
-                      CompactMatrixElement(V, v, j);
-      EXPECT_NEAR(Abs(SumOverPoles(poles[v], z) - expected), 0, 1e-12);
-    }
+    const CompactMatrixType expected = Times(Times(V, Resolvent(A, z), '*'), V, 'N', 'T');
+    for (std::uint32_t v = 0; v < 3; ++v)
+      EXPECT_NEAR(Abs(SumOverPoles(poles[v], z) - CompactMatrixElement(expected, v, v)), 0, 1e-12);
   }
 }
 
@@ -154,12 +137,11 @@ TEST(ListOfPoles, OrderKeepsPairsTogether) {
 }
 
 // A[i][j] = sum_kl Q[k][i] T_kl conj(Q[l][j]).
-template <class T>
-void CheckReduction() {
+TYPED_TEST(HermitianPoles, HouseholderReductionTurnsBack) {
   std::mt19937 random(9);
   for (const std::uint32_t n : {1u, 2u, 3u, 50u}) {
     SCOPED_TRACE(n);
-    CompactMatrixType A = RandomHermitian<T>(random, n), Q, overlap, back;
+    CompactMatrixType A = RandomHermitian<TypeParam>(random, n), Q;
     A.A0 = 1, A.B0 = 2, A.Mu = 3;
     TriDiagonalMatrixType chain, alone;
     ASSERT_EQ(CompactMatrixTriDiagonalize(A, &Q, chain), 0);
@@ -167,30 +149,23 @@ void CheckReduction() {
     EXPECT_EQ(alone.a, chain.a);
     EXPECT_EQ(alone.b, chain.b);
     EXPECT_EQ(chain.a[0] + chain.b[0] + chain.mu, 6);
-    ASSERT_EQ(CompactMatrixMultiply('*', 'T', Q, Q, overlap), 0);
-    ASSERT_EQ(CompactMatrixMultiply3('T', 'N', '*', Q, DenseChain(chain), Q, back), 0);
-    for (std::uint32_t i = 0; i < n; ++i)
-      for (std::uint32_t j = 0; j < n; ++j) {
-        EXPECT_NEAR(Abs(CompactMatrixElement(overlap, i, j) - Complex16(i == j)), 0, 1e-14);
-        EXPECT_NEAR(Abs(CompactMatrixElement(back, i, j) - CompactMatrixElement(A, i, j)), 0, 1e-13);
-      }
+    EXPECT_LT(Deviation(Times(Q, Q, '*', 'T'), Identity(n)), 1e-14);
+    EXPECT_LT(Deviation(Times(Times(Q, DenseChain(chain), 'T'), Q, 'N', '*'), A), 1e-13);
   }
 }
 
-TEST(TriDiagonalMatrix, HouseholderReductionTurnsBack) {
-  CheckReduction<double>();
-  CheckReduction<Complex16>();
-  CompactMatrixType empty, bad = InitCompactMatrix(1, 1, false);
-  std::get<0>(bad.Data)[0] = std::nan("");
+TEST(TriDiagonalMatrix, ReductionOfEmptyAndBadMatrices) {
+  CompactMatrixType empty;
   empty.A0 = 4;
   TriDiagonalMatrixType chain;
   ASSERT_EQ(CompactMatrixTriDiagonalize(empty, nullptr, chain), 0);
   EXPECT_EQ(ChainLength(chain), 0u);
   EXPECT_EQ(chain.a[0], 4);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(CompactMatrixTriDiagonalize(bad, nullptr, chain), 1);
-  EXPECT_EQ(CompactMatrixTriDiagonalize(InitCompactMatrix(1, 2, false), nullptr, chain), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  const std::string printed = Printed([&] {
+    EXPECT_EQ(CompactMatrixTriDiagonalize(RealMatrix(1, 1, {NAN}), nullptr, chain), 1);
+    EXPECT_EQ(CompactMatrixTriDiagonalize(InitCompactMatrix(1, 2, false), nullptr, chain), 1);
+  });
+  EXPECT_EQ(printed,
             "CompactMatrixTriDiagonalize called with a matrix that is not finite\n"
             "CompactMatrixTriDiagonalize called with non-square matrix\n");
 }

@@ -5,7 +5,7 @@
 #include "host/base/verbosity.h"
 #include "solvers/model_systems.h"
 
-namespace fermix::testing {
+namespace fermix::test {
 namespace {
 
 // <v_1|T^k|v_1> of the chain, times the weight b[0]^2: what <psi|H^k|psi> has to be for k < 2 N.
@@ -21,8 +21,8 @@ double ChainMoment(const TriDiagonalMatrixType& M, int k) {
   return x[1] * M.b[0] * M.b[0];
 }
 
-double ExactMoment(const DenseMatrix& H, const std::vector<Amplitude>& psi, int k) {
-  std::vector<Amplitude> x = psi;
+double ExactMoment(const Dense& H, Dense x, int k) {
+  const Dense psi = x;
   for (; k > 0; --k) x = Multiply(H, x);
   return Dot(psi, x).real();
 }
@@ -34,24 +34,22 @@ TriDiagonalMatrixType Chain(std::size_t N) {
   return M;
 }
 
-struct Case {
-  const char* form;
-  bool complexOperator, complexState, mixed;
-};
-
 TEST(Lanczos, ChainHasTheMomentsOfTheOperatorInAllForms) {
-  const Case cases[] = {{"RR", false, false, false},
-                        {"RC", false, true, false},
-                        {"CC", true, false, false},  // the state is made complex
-                        {"CC", true, true, false},
-                        {"MC", true, true, true}};
+  const struct {
+    const char* form;
+    bool complexOperator, complexState, mixed;
+  } cases[] = {{"RR", false, false, false},
+               {"RC", false, true, false},
+               {"CC", true, false, false},  // the state is made complex
+               {"CC", true, true, false},
+               {"MC", true, true, true}};
   GlobalVerbosity = 1;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.form);
     Model model = RandomModel(8, c.complexOperator, 3);
     if (c.mixed) model.Add({}, 0.25);  // a real constant next to complex tables
-    const std::vector<Mask> masks = Sector(8, 4);
-    std::vector<Amplitude> start(masks.size());
+    const std::vector<Mask> masks = Electrons(4, 8);
+    Dense start(masks.size());
     for (std::size_t i = 0; i < 20; ++i)
       start[3 * i] = {std::cos(double(i)), c.complexState ? 0.3 * double(i) : 0};
     WaveFunctionType psi = MakeState(8, masks, start, c.complexState);
@@ -61,7 +59,7 @@ TEST(Lanczos, ChainHasTheMomentsOfTheOperatorInAllForms) {
     EXPECT_EQ(::testing::internal::GetCapturedStdout(),
               std::string("Start of LanczosTriDiagonalize") + c.form + "\n");
     EXPECT_EQ(M.a[0], 0);
-    const DenseMatrix H = Dense(model, masks);
+    const Dense H = MatrixOf(model, masks);
     double scale = ExactMoment(H, start, 0);
     for (int k = 0; k < 12; ++k) {
       EXPECT_NEAR(ChainMoment(M, k) / scale, ExactMoment(H, start, k) / scale, 1e-10) << "moment " << k;
@@ -75,13 +73,13 @@ TEST(Lanczos, RestrictionsProjectTheStartAndAllThatFollows) {
   const Model model = RandomModel(8, false, 4);
   const Mask half = 0x0f;
   const DeterminantRestrictionType R = Restrict(8, {{half, 2, 3}});
-  std::vector<Mask> all = Sector(8, 4), inside;
+  std::vector<Mask> all = Electrons(4, 8), inside;
   for (const Mask m : all)
     if (std::popcount(m & half) == 2 || std::popcount(m & half) == 3) inside.push_back(m);
-  std::vector<Amplitude> start(all.size(), 0.5), startInside(inside.size(), 0.5);
+  Dense start(all.size(), 0.5), startInside(inside.size(), 0.5);
   const WaveFunctionType psi = MakeState(8, all, start, false),
                          psiInside = MakeState(8, inside, startInside, false);
-  const DenseMatrix H = Dense(model, inside);
+  const Dense H = MatrixOf(model, inside);
   OperatorType restricted = MakeOperator(model);
   restricted.Restrictions = R;
 
@@ -117,12 +115,12 @@ TEST(Lanczos, ShortChainsAndEmptyStarts) {
   EXPECT_EQ(LanczosTriDiagonalize(H, psi, 0, none, 0.1), 0u);
   EXPECT_EQ(LanczosTriDiagonalize(H, psi, 0, one, 0.1), 1u);
   EXPECT_DOUBLE_EQ(one.b[0], 2);
-  EXPECT_NEAR(one.a[1], Dense(model, {3})[0][0].real(), 1e-14);
+  EXPECT_NEAR(one.a[1], MatrixOf(model, {3})[0].real(), 1e-14);
   EXPECT_EQ(LanczosTriDiagonalize(H, MakeState(4, {3}, {0.0}, true), 1e-10, zero, 0.0), 0u);
   EXPECT_EQ(LanczosTriDiagonalize(H, MakeState(4, {}, {}, false), 1e-10, empty, 0.0), 0u);
   for (const TriDiagonalMatrixType* M : {&zero, &empty}) {
-    for (const double a : M->a) EXPECT_EQ(a, 0);
-    for (const double b : M->b) EXPECT_EQ(b, 0);
+    EXPECT_EQ(M->a, std::vector<double>(5));
+    EXPECT_EQ(M->b, std::vector<double>(4));
   }
 }
 
@@ -144,4 +142,4 @@ TEST(Lanczos, ProgressLinesNameTheCoefficients) {
 }
 
 }  // namespace
-}  // namespace fermix::testing
+}  // namespace fermix::test

@@ -1,7 +1,5 @@
 #include "spectra/broadening.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <functional>
 #include <numbers>

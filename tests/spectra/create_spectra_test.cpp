@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <stdexcept>
 
-#include "core/fock_space.h"
+#include "exact.h"
 #include "host/base/verbosity.h"
 
 namespace fermix {
@@ -21,46 +20,18 @@ using test::Term;
 // All 32 occupations of five orbitals; the random operators conserve nothing, so that H connects all of them.
 const FockSpace Space{5};
 
-// --- An independent diagonalisation
-
 struct Pole {
   double energy, weight;
 };
 
-// Angle that turns element (p, q) of a real symmetric matrix to 0 and the smaller way round.
-double JacobiAngle(double pp, double qq, double pq) { return 0.5 * std::atan2(2 * pq, qq - pp); }
-
-// Poles of <v| (z - H)^-1 |v> by cyclic Jacobi rotations of the real symmetric matrix (Re H, -Im H; Im H, Re
-// H) on (Re v, Im v), in which each level of H stands twice and shares its weight.
+// Poles of <v| (z - H)^-1 |v> by the dense eigensystem of H.
 std::vector<Pole> ReferencePoles(const Dense& H, const Dense& v) {
-  const std::size_t half = v.size(), n = 2 * half;
-  std::vector<double> A(n * n), x(n);
-  for (std::size_t i = 0; i < half; ++i) {
-    x[i] = v[i].real();
-    x[half + i] = v[i].imag();
-    for (std::size_t j = 0; j < half; ++j) {
-      A[i * n + j] = A[(half + i) * n + half + j] = H[i * half + j].real();
-      A[(half + i) * n + j] = H[i * half + j].imag();
-      A[i * n + half + j] = -H[i * half + j].imag();
-    }
-  }
-  const auto rotate = [](double& a, double& b, double c, double s) {
-    const double t = c * a - s * b;
-    b = s * a + c * b;
-    a = t;
-  };
-  for (int sweep = 0; sweep < 20; ++sweep)  // converges quadratically: far more than enough
-    for (std::size_t p = 0; p < n; ++p)
-      for (std::size_t q = p + 1; q < n; ++q) {
-        if (A[p * n + q] == 0) continue;
-        const double angle = JacobiAngle(A[p * n + p], A[q * n + q], A[p * n + q]);
-        const double c = std::cos(angle), s = std::sin(angle);
-        for (std::size_t k = 0; k < n; ++k) rotate(A[p * n + k], A[q * n + k], c, s);
-        for (std::size_t k = 0; k < n; ++k) rotate(A[k * n + p], A[k * n + q], c, s);
-        rotate(x[p], x[q], c, s);
-      }
+  Dense vectors;
   std::vector<Pole> poles;
-  for (std::size_t k = 0; k < n; ++k) poles.push_back({A[k * n + k], x[k] * x[k]});
+  for (const double energy : test::Eigenvalues(H, v.size(), &vectors)) {
+    const std::size_t k = poles.size() * v.size();
+    poles.push_back({energy, std::norm(test::Dot(Dense(&vectors[k], &vectors[k] + v.size()), v))});
+  }
   return poles;
 }
 
@@ -240,16 +211,14 @@ TEST(EnergyWindow, FollowsThePoles) {
   const double unset = CreateSpectraSettings::UnsetEmin;
   const struct {
     double EminPole, EmaxPole, Emin, Emax, Gamma, expectedEmin, expectedEmax, expectedGamma;
-  } cases[] = {
-      {2, 2, unset, -unset, 0, -0.25, 4.25, 10 * 4.5 / 1000},
-      {-2, -2, unset, -unset, 0, -4.25, 0.25, 10 * 4.5 / 1000},
-      {0, 0, unset, -unset, 0, -1, 1, 0.02},
-      {0, 0, -3, -unset, 0, -3, 1, 0.04},
-      {1, 9, unset, -unset, 0, 0, 10, 0.1},
-      {1, 9, 2, -unset, 0, 2, 10, 0.08},
-      {1, 9, unset, 5, 0.3, 0, 5, 0.3},
-      {2, 2, unset, 3, 0, -0.25, 3, 0.0325},
-  };
+  } cases[] = {{2, 2, unset, -unset, 0, -0.25, 4.25, 10 * 4.5 / 1000},
+               {-2, -2, unset, -unset, 0, -4.25, 0.25, 10 * 4.5 / 1000},
+               {0, 0, unset, -unset, 0, -1, 1, 0.02},
+               {0, 0, -3, -unset, 0, -3, 1, 0.04},
+               {1, 9, unset, -unset, 0, 0, 10, 0.1},
+               {1, 9, 2, -unset, 0, 2, 10, 0.08},
+               {1, 9, unset, 5, 0.3, 0, 5, 0.3},
+               {2, 2, unset, 3, 0, -0.25, 3, 0.0325}};
   for (const auto& c : cases) {
     CreateSpectraSettings settings;
     settings.solver.grid.Emin = c.Emin;
@@ -259,79 +228,6 @@ TEST(EnergyWindow, FollowsThePoles) {
     EXPECT_DOUBLE_EQ(w.Emin, c.expectedEmin);
     EXPECT_DOUBLE_EQ(w.Emax, c.expectedEmax);
     EXPECT_DOUBLE_EQ(w.Gamma, c.expectedGamma);
-  }
-}
-
-// One particle on orbital 0, moved to orbital 1, which has the energy 2: a single pole.
-struct SinglePole {
-  OperatorType H = InitOperator(3, 0), T = InitOperator(3, 0), nothing = InitOperator(3, 0);
-  WaveFunctionType psi{KeyLayout{3, 0}};
-  SinglePole() {
-    for (OperatorType* O : {&H, &T, &nothing}) InitOperatorFixedLength(*O, 2, 4);
-    OperatorAddLader(H, {Annihilate(1), Create(1)}, 2);
-    OperatorAddLader(T, {Annihilate(0), Create(1)}, 3);
-    OperatorAddLader(nothing, {Annihilate(2), Create(1)}, 1);
-    const Key key{OrbitalBit(0)};
-    RealWaveFunctionAddElement(psi, key.data(), 1);
-  }
-};
-
-TEST_F(CreateSpectraTest, SinglePoleSetsTheWindowOnBothPaths) {
-  const SinglePole system;
-  for (const std::uint32_t DenseBorder : {1513u, 0u}) {
-    CreateSpectraSettings settings;
-    settings.solver.DenseBorder = DenseBorder;
-    const auto result = CreateSpectra(system.H, {&system.T}, {&system.psi}, settings);
-    const SpectraType& S = result.spectra.spectra.at(0);
-    EXPECT_DOUBLE_EQ(S.EminPole, 2);
-    EXPECT_DOUBLE_EQ(S.EmaxPole, 2);
-    EXPECT_DOUBLE_EQ(S.Emin, -0.25);
-    EXPECT_DOUBLE_EQ(S.Emax, 4.25);
-    EXPECT_DOUBLE_EQ(S.Gamma, 10 * 4.5 / 1000);
-    EXPECT_DOUBLE_EQ(S.FirstB[0], 3);
-    EXPECT_NEAR(S.Im[500], -9 / (S.Gamma / 2), 1e-9);  // the pole stands on point 500
-  }
-}
-
-TEST_F(CreateSpectraTest, TransitionsThatGiveNothing) {
-  const SinglePole system;
-  const auto alone = CreateSpectra(system.H, {&system.nothing}, {&system.psi}, {});
-  EXPECT_EQ(alone.representations.index(), 0u);  // no determinants: the Lanczos path
-  const SpectraType& S = alone.spectra.spectra.at(0);
-  EXPECT_EQ(S.Emin, -1);
-  EXPECT_EQ(S.Emax, 1);
-  EXPECT_EQ(*std::min_element(S.Im.begin(), S.Im.end()), 0);
-  const auto both = CreateSpectra(system.H, {&system.nothing, &system.T}, {&system.psi}, {});
-  EXPECT_EQ(both.representations.index(), 1u);
-  EXPECT_EQ(std::get<1>(both.representations).at(0).b, std::vector<double>{0});
-  EXPECT_DOUBLE_EQ(std::get<1>(both.representations).at(1).b.at(0), 9);
-}
-
-TEST_F(CreateSpectraTest, EmptyWindowIsRefused) {
-  const SinglePole system;
-  CreateSpectraSettings settings;
-  settings.solver.grid.Emin = 100;
-  try {
-    CreateSpectra(system.H, {&system.T}, {&system.psi}, settings);
-    ADD_FAILURE() << "no exception";
-  } catch (const std::runtime_error& e) {
-    EXPECT_STREQ(e.what(),
-                 "CreateSpectra called with an empty energy window, Emin=100.000000 is not below "
-                 "Emax=4.250000\n");
-  }
-}
-
-TEST_F(CreateSpectraTest, ChainsGoToOneFileEach) {
-  const SinglePole system;
-  CreateSpectraSettings settings;
-  settings.solver.DenseBorder = 0;
-  settings.solver.NTri = 1;
-  settings.file = testing::TempDir() + "fermix_chain.dat";
-  CreateSpectra(system.H, {&system.T}, {&system.psi}, settings);
-  CreateSpectra(system.H, {&system.T, &system.nothing}, {&system.psi}, settings);
-  for (const char* suffix : {"", "_00", "_01"}) {
-    const std::string path = settings.file + suffix;
-    EXPECT_EQ(std::remove(path.c_str()), 0) << path;
   }
 }
 

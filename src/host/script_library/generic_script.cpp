@@ -33,7 +33,7 @@ bool PushRecord(lua_State* L, int index, const Policy& policy) {
 
 // Pushes what the policy makes of the value at index.
 template <class Policy>
-void Walk(lua_State* L, int index, const Policy& policy, int depth) {
+void Walk(lua_State* L, int index, const Policy& policy, int depth, TableWalk& walk) {
   index = lua_absindex(L, index);
   switch (lua_type(L, index)) {
     case LUA_TNIL:
@@ -44,8 +44,8 @@ void Walk(lua_State* L, int index, const Policy& policy, int depth) {
     case LUA_TNUMBER:
       return lua_pushnumber(L, policy.Number(lua_tonumber(L, index)));
     case LUA_TTABLE:
-      EnterTable(L, depth);
-      return policy.Table(L, index, depth);
+      walk.Enter(L, index, depth);
+      return policy.Table(L, index, depth, walk);
     case LUA_TUSERDATA:
       if (!(PushRecord<Complex16>(L, index, policy) || PushRecord<SpectraTypeArray>(L, index, policy) ||
             PushRecord<WaveFunctionType>(L, index, policy) || PushRecord<OperatorType>(L, index, policy) ||
@@ -59,8 +59,8 @@ void Walk(lua_State* L, int index, const Policy& policy, int depth) {
 
 // Walks the values of a table; keys and metatable stay.
 template <class Policy>
-void WalkTable(lua_State* L, int index, const Policy& policy, int depth) {
-  MapTable(L, index, [&] { Walk(L, -1, policy, depth + 1); });
+void WalkTable(lua_State* L, int index, const Policy& policy, int depth, TableWalk& walk) {
+  MapTable(L, index, [&] { Walk(L, -1, policy, depth + 1, walk); });
 }
 
 // --- Policies
@@ -69,7 +69,9 @@ struct CopyPolicy {
   static constexpr const char* unknownType = "Error: copying or cloning an object of unrecognised type\n";
   static constexpr const char* unknownUserdata = unknownType;
   double Number(double x) const { return x; }
-  void Table(lua_State* L, int index, int depth) const { WalkTable(L, index, *this, depth); }
+  void Table(lua_State* L, int index, int depth, TableWalk& walk) const {
+    WalkTable(L, index, *this, depth, walk);
+  }
   void Record(lua_State* L, const Complex16& z) const { lua_pushcomplex(L, z); }
   void Record(lua_State* L, const SpectraTypeArray& S) const { lua_push(L, SpectraTypeArray(S)); }
   void Record(lua_State* L, const WaveFunctionType& psi) const { lua_push(L, WaveFunctionCopy(psi)); }
@@ -83,7 +85,9 @@ struct ChopPolicy {
   double threshold;
 
   double Number(double x) const { return std::fabs(x) < threshold ? 0 : x; }
-  void Table(lua_State* L, int index, int depth) const { WalkTable(L, index, *this, depth); }
+  void Table(lua_State* L, int index, int depth, TableWalk& walk) const {
+    WalkTable(L, index, *this, depth, walk);
+  }
   // Unlike a plain number, a part equal to the threshold is dropped here.
   void Record(lua_State* L, const Complex16& z) const {
     const double re = std::fabs(z.re) > threshold ? z.re : 0;
@@ -128,7 +132,9 @@ struct ConjugatePolicy {
   static constexpr const char* unknownType = "Error: complex conjugate an object of unrecognised type\n";
   static constexpr const char* unknownUserdata = unknownType;
   double Number(double x) const { return x; }
-  void Table(lua_State* L, int index, int depth) const { WalkTable(L, index, *this, depth); }
+  void Table(lua_State* L, int index, int depth, TableWalk& walk) const {
+    WalkTable(L, index, *this, depth, walk);
+  }
   void Record(lua_State* L, const Complex16& z) const { lua_pushcomplex(L, Conj(z)); }
   void Record(lua_State* L, const WaveFunctionType& psi) const { lua_push(L, ConjugateState(psi)); }
   void Record(lua_State* L, const OperatorType& O) const {
@@ -168,14 +174,15 @@ TableShape ShapeOfTable(lua_State* L, int index) {
 }
 
 template <class Policy>
-void TransposeAsMatrix(lua_State* L, int index, const TableShape& shape, const Policy& policy, int depth) {
+void TransposeAsMatrix(lua_State* L, int index, const TableShape& shape, const Policy& policy, int depth,
+                       TableWalk& walk) {
   lua_createtable(L, shape.width, 0);
   for (int j = 1; j <= shape.width; ++j) {
     lua_createtable(L, shape.length, 0);
     for (int i = 1; i <= shape.length; ++i) {
       lua_rawgeti(L, index, i);
       lua_rawgeti(L, -1, j);
-      Walk(L, -1, policy, depth + 2);
+      Walk(L, -1, policy, depth + 2, walk);
       lua_rawseti(L, -4, i);
       lua_pop(L, 2);
     }
@@ -185,21 +192,23 @@ void TransposeAsMatrix(lua_State* L, int index, const TableShape& shape, const P
 }
 
 template <class Policy>
-void TransposeTable(lua_State* L, int index, const Policy& policy, int depth) {
+void TransposeTable(lua_State* L, int index, const Policy& policy, int depth, TableWalk& walk) {
   const TableShape shape = ShapeOfTable(L, index);
-  if (shape.QMatrix) return TransposeAsMatrix(L, index, shape, policy, depth);
+  if (shape.QMatrix) return TransposeAsMatrix(L, index, shape, policy, depth, walk);
   if (shape.tables)
     luaL_warning(L,
                  "Transpose of a table containing tables, but not of equal length, transposed the elements, "
                  "not the table\n");
-  WalkTable(L, index, policy, depth);
+  WalkTable(L, index, policy, depth, walk);
 }
 
 struct TransposePolicy {
   static constexpr const char* unknownType = "Error: transpose of an object of unrecognised type\n";
   static constexpr const char* unknownUserdata = unknownType;
   double Number(double x) const { return x; }
-  void Table(lua_State* L, int index, int depth) const { TransposeTable(L, index, *this, depth); }
+  void Table(lua_State* L, int index, int depth, TableWalk& walk) const {
+    TransposeTable(L, index, *this, depth, walk);
+  }
   void Record(lua_State* L, const Complex16& z) const { lua_pushcomplex(L, z); }
   void Record(lua_State* L, const WaveFunctionType& psi) const { lua_push(L, WaveFunctionCopy(psi)); }
   void Record(lua_State* L, const OperatorType& O) const {
@@ -216,7 +225,9 @@ struct ConjugateTransposePolicy {
   static constexpr const char* unknownUserdata =
       "Error: conjugate transpose of an object of unrecognised type\n";
   double Number(double x) const { return x; }
-  void Table(lua_State* L, int index, int depth) const { TransposeTable(L, index, *this, depth); }
+  void Table(lua_State* L, int index, int depth, TableWalk& walk) const {
+    TransposeTable(L, index, *this, depth, walk);
+  }
   void Record(lua_State* L, const Complex16& z) const { lua_pushcomplex(L, Conj(z)); }
   void Record(lua_State* L, const WaveFunctionType& psi) const { lua_push(L, ConjugateState(psi)); }
   void Record(lua_State* L, const OperatorType& O) const {
@@ -233,7 +244,8 @@ struct ConjugateTransposePolicy {
 template <class Policy>
 int Generic(lua_State* L) {
   luaL_checkany(L, 1);
-  Walk(L, -1, Policy{}, 0);
+  TableWalk walk;
+  Walk(L, -1, Policy{}, 0, walk);
   return 1;
 }
 
@@ -309,7 +321,8 @@ int LuaChop(lua_State* L) {
   }
   constexpr double defaultThreshold = 10 * DBL_EPSILON;
   const ChopPolicy policy{n == 1 ? defaultThreshold : CheckThreshold(L, n)};
-  Walk(L, n == 1 ? 1 : n - 1, policy, 0);
+  TableWalk walk;
+  Walk(L, n == 1 ? 1 : n - 1, policy, 0, walk);
   return 1;
 }
 

@@ -90,7 +90,14 @@ same("hop", NewOperator("CrAn", 3, 2, 1), NewOperator(3, 0, {{2, -1, 1}}))
 for _, kind in ipairs {"Identity", "I", "1"} do
   check.equal(kind, NewOperator(kind, 3) == NewOperator(3, 0, {{1}}), true)
 end
-check.equal("name", NewOperator("n", 3, 2, 1).Name, "Number operator a^{+}_(2) a_(1)")
+same("sums", NewOperator("Create", 3, {0, 2, 0}, {0.5, i, 1}), NewOperator(3, 0, {{0, 1.5}, {2, i}}))
+same("hops", NewOperator("n", 3, {0, 2}, {2, 0}, {i, -i}), NewOperator(3, 0, {{0, -2, i}, {2, -0, -i}}))
+for name, O in pairs {
+  ["Number operator a^{+}_(2) a_(1)"] = NewOperator("n", 3, 2, 1), ["Number operator"] = NewOperator("n", 3, {2}, {1}, {1}),
+  ["Creation operator on site 2"] = NewOperator("Cr", 3, 2), ["Creation operator"] = NewOperator("Cr", 3, {2}, {1}),
+  ["Annihilation operator on site 0"] = NewOperator("An", 3, 0), ["Annihilation operator"] = NewOperator("An", 3, {2}, {1}),
+  ["Identity operator"] = NewOperator("I", 3)
+} do check.equal("name", O.Name, name) end
 
 -- Oscillators give two operators; a unit matrix changes nothing.
 for _, kind in ipairs {"HOSW", "HarmonicOscillatorOnStandingWaves", "HOGrid", "HarmonicOscillatorOnGrid"} do

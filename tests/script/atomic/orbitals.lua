@@ -26,7 +26,7 @@ same("p, jjz", YtojjzMatrix(1),
       {1, 0, 0, 0, 0, 0}, {0, math.sqrt(1 / 3), math.sqrt(2 / 3), 0, 0, 0},
       {0, 0, 0, math.sqrt(2 / 3), math.sqrt(1 / 3), 0}, {0, 0, 0, 0, 0, 1}})
 check.equal("large l", #YtoZMatrix(20), 82)
-for k, l in ipairs {4, 1e300, -1, -1e300, "q", 0 / 0} do check.equal("no shell " .. k, #YtoKMatrix(l), k == 6 and 2 or 0) end
+for _, l in ipairs {4, 1e300, -1, "q"} do check.equal("no shell", #YtoKMatrix(l), 0) end
 check.equal("no shell in a list", #YtoKMatrix({1, 4}), 0)
 
 -- The matrix in its use: rotated to cubic harmonics, a cubic crystal field of a d shell is diagonal.
@@ -82,6 +82,7 @@ for _, name in ipairs {"YtoKMatrix", "YtoZMatrix", "ZtoKMatrix"} do
   check.error(name, "Second argument of " .. name .. " is optional but iff given should be a list of options.\n",
               _G[name], 1, false)
   check.error(name, "bad argument #1 to '?' (number expected, got nil)", _G[name], nil)
+  check.error(name, "bad argument #1 to '?' (number expected, got nan)", _G[name], 0 / 0)
   check.error(name, "bad argument #-1 to '?' (number expected, got table)", _G[name], {{1}})
 end
 local function counted(text, f, ...)

@@ -51,13 +51,6 @@ pair[1].NF = 2
 check.equal("separate", pair[2].NF, 4)
 check_states("separate", H, {Eigensystem(H, two, 1), pair[2]}, {E0, 0}, 1e-10)
 
--- More states than determinants: the others are zero.
-local hop = NewOperator(2, 0, {{0, -1, 1}, {1, -0, 1}})
-local many = Eigensystem(hop, {2, 0, {"11", 1, 1}}, 4)
-check.equal("more states than determinants", #many, 4)
-check.near("lower", Braket(many[1], hop, many[1]), -1, 1e-12)
-check.equal("zero vector", Complex.Re(many[3] * many[3]) + Complex.Re(many[4] * many[4]), 0)
-
 -- --- Start functions, changed in place
 local psi = NewWavefunction(4, 0, {{"1001", 3}, {"0110", 1}})
 check.equal("nothing is returned", select("#", Eigensystem(H, psi)), 0)

@@ -8,11 +8,12 @@ local values = {
   false, 0, 1, -1, 0.5, 1e300, -1e300, 0 / 0, inf, "", "x", "7", I, {}, {0}, {{}}, {{1}}, {{1, 2}, {3}}, {{"a", 1}},
   {{"Name", {}}}, {x = 1}, cyclic, long, print, io.stdout, coroutine.create(print)
 }
--- One of each record, when its functions exist
-values[#values + 1] = NewOperator and NewOperator(3, 0, {{0, -1, 1}, {1, -0, 1}, {1, 2, -1, -2, 3}})
-values[#values + 1] = NewOperator and NewOperator(1, 1, {{1, -1, 1}})
-values[#values + 1] = NewWavefunction and NewWavefunction(3, 0, {{"110", 0.6}, {"101", Complex.New(0, 0.8)}})
+-- One of each record
+values[#values + 1] = NewOperator(3, 0, {{0, -1, 1}, {1, -0, 1}, {1, 2, -1, -2, 3}})
+values[#values + 1] = NewOperator(1, 1, {{1, -1, 1}})
+values[#values + 1] = NewWavefunction(3, 0, {{"110", 0.6}, {"101", Complex.New(0, 0.8)}})
 values[#values + 1] = Spectra.FromTable({{{0, 1}, {1, Complex.New(2, -4)}, {2, 0}, ["Name"] = "a"}})
+values[#values + 1] = Matrix.New({{0, I}, {2, 1e300}})
 values[0] = nil
 
 local stock = {}
@@ -27,7 +28,7 @@ local function collect(prefix, t)
   end
 end
 collect("", _G)
-for _, name in ipairs {"Complex", "Spectra", "Ob"} do collect(name .. ".", _G[name] or {}) end
+for _, name in ipairs {"Complex", "Spectra", "Ob", "Matrix", "MatrixMeta", "MatrixRowMeta", "Velko"} do collect(name .. ".", _G[name] or {}) end
 for _, record in ipairs {PhysicalConstants, EnergyUnits, PhysicalConstants.c} do
   collect("metamethod ", getmetatable(record))
 end

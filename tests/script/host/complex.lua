@@ -21,7 +21,9 @@ for _, row in ipairs {
   {"I ^ I", I ^ I, math.exp(-math.pi / 2), 0}, {"2 ^ I", 2 ^ I, math.cos(math.log(2)), math.sin(math.log(2))},
   {"2 ^ (1 + I)", 2 ^ (1 + I), 2 * math.cos(math.log(2)), 2 * math.sin(math.log(2))},
   {"Exp", Complex.Exp(C(1, Pi)), -math.exp(1), 0}, {"I()", Complex.I(), 0, 1},
-  {"huge quotient", C(1e300, 1e300) / C(1e300, 1e300), 1, 0}
+  {"huge quotient", C(1e300, 1e300) / C(1e300, 1e300), 1, 0}, {"1 / tiny", 1e-100 / C(0, 1e-200), 0, -1e100},
+  {"1 / huge", 1e250 / C(3e200, 4e200), 1.2e49, -1.6e49}, {"tiny / 1", 1e-250 / C(0, 1e-100), 0, -1e-150},
+  {"huge / 1", 1e300 / C(1e10, 0), 1e290, 0}
 } do
   local name, z, re, im = table.unpack(row)
   check.near(name .. " re", z.re, re, 1e-14 * (1 + math.abs(re)))
@@ -57,7 +59,6 @@ for _, f in ipairs {Complex.Re, Complex.re, Complex.Im, Complex.im} do
   check.error("part of nothing", part, f)
 end
 check.error("unknown part", "Error Complex variable not found", meta.__index, z, "x")
-check.error("part by a table", "Error Complex variable not found", meta.__index, z, {})
 check.error("unknown part written", "Error index xyz not found in Complex Object\n", meta.__newindex, z, "xyz", 1)
 check.error("Exp of a number", "bad argument #1 to 'Complex.Exp' (Complex_Type expected, got number)", Complex.Exp, 1)
 check.error("New of nothing", "bad argument #2 to 'Complex.New' (number expected, got no value)", Complex.New, 1)
@@ -115,17 +116,4 @@ I.re = 2
 check.equal("shared I", tostring(I), "(2 + 1 I)")
 I.re = 0
 
--- The functions of mathematics that know complex numbers.
-check.equal("abs", abs(C(3, 4)), 5)
-check.equal("sqrt(4)", sqrt(4), 2)
-for _, w in ipairs {C(-4, 0), C(3, 4), C(3, -4), C(-3, 4), C(-3, -4), C(0, 2), C(1e-200, 1e-200), C(0, 0)} do
-  local r = sqrt(w)
-  check.ok("principal root", r.re >= 0)
-  check.near("sqrt(" .. tostring(w) .. ")", r * r, w, 1e-15 * (1 + abs(w)))
-end
-check.near("sqrt(-4)", sqrt(-4), 2 * I, 0)
-check.near("exp", exp(I * Pi / 2), I, 1e-16)
-check.near("Pi", Pi - pi, 0, 0)
-check.near("E", Exp(1), E, 1e-15)
-check.equal("inf", 1 / inf, 0)
 check.done()

@@ -76,6 +76,7 @@ check.near("sqrt(-4 - 0 i)", sqrt(C(-4, -0)), -2 * I, 0)
 check.near("log(-1 + 0 i)", log(C(-1, 0)), Pi * I, 0)
 check.near("log(-1 - 0 i)", log(C(-1, -0)), -Pi * I, 0)
 check.equal("sqrt(4)", sqrt(4), 2)
+check.equal("abs", abs(C(3, 4)), 5)
 check.equal("far out of the range of exp", tostring(exp(C(1000, 0))), "inf")
 check.near("far out of the range of cosh", tanh(C(1000, 1)), 1, 0)
 

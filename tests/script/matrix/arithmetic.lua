@@ -64,14 +64,19 @@ check.ok("shape", Matrix.New({{1, 2, 3, 4}}) ~= Matrix.New({{1}, {2}, {3}, {4}})
 twin[1][1] = C(1, 0)
 check.ok("kind", m ~= twin)
 check.ok("the same in table form", Matrix.ToTable(m) == Matrix.ToTable(twin))
+local nan = Matrix.New({{0 / 0}})
+check.ok("NaN differs from itself", nan ~= Copy(nan))
 check.ok("other types", m ~= I and I ~= m and m ~= 1)
 check.equal("length", #Matrix.New({{1, 2}, {3, 4}, {5, 6}}), 3)
 
 -- A noisy imaginary part is dropped when a table is read.
 check.equal("noise", tostring(Matrix.New({{C(1, 1e-17)}})), "{ {  1      } }\n")
 check.ok("more than noise", tostring(Matrix.New({{C(1, 1e-15)}})) ~= "{ {  1      } }\n")
-check.equal("text", tostring(Matrix.New({{1, -0.5}, {1000, 2}})), "{ {  1      , -0.5    } ,\n  {  1000   ,  2      } }\n")
-check.equal("complex text", tostring(Matrix.New({{1, 2 * I}})), "{ {  1 + 0 I        ,  0 + 2 I        } }\n")
+check.equal("text", tostring(Matrix.New({{1, -0.5}, {1e-20, 123456789}})), "{ {  1      , -0.5    } ,\n  {  1e-20  ,  1.23e8 } }\n")
+check.equal("complex text", tostring(Matrix.New({{C(1, -2), C(-0.5, 1 / 3)}})), "{ {  1 - 2 I        , -0.5 + 0.333333 I} }\n")
+local infinite = Matrix.New({{I}})
+infinite[1][1] = C(inf, 1)
+check.equal("infinite parts stay apart", (-1 * infinite)[1][1], C(-inf, -1))
 check.equal("empty text", tostring(Matrix.New({})), "")
 
 -- Generic functions

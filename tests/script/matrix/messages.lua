@@ -89,29 +89,6 @@ local errors = {
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], e[2], table.unpack(e, 3, e.n or #e)) end
 
--- Odd arguments raise errors or give results, whatever the function.
-local cyclic = {}
-cyclic[1] = cyclic
-local odd = {nil, 0, -1, nan, inf, 1e300, "x", true, print, {}, {{}}, {{}, {}}, {{nan}}, {{inf, 1}, {1, inf}}, {{1e300, 1e300}, {1e300, -1e300}}, cyclic,
-  {cyclic}, {1, 2}, userdata, Matrix.New({}), Matrix.New({{}, {}}), Matrix.New(square), I, NewOperator(1, 0, {}), {{I, 1}, {2, 3}}}
-local calls = 0
-local function try(f)
-  for i = 1, 25 do
-    pcall(f, odd[i])
-    for j = 1, 25 do
-      local ok, result = pcall(f, odd[i], odd[j])
-      if ok and type(result) == "userdata" then tostring(result) end
-      calls = calls + 1
-    end
-  end
-end
-for _, f in pairs(Matrix) do try(f) end
-for _, f in pairs(U) do if type(f) == "function" then try(f) end end
-for _, f in pairs(getmetatable(userdata)) do if f ~= getmetatable(userdata).__gc then try(f) end end
-for _, f in pairs(MatrixRowMeta) do try(f) end
-for _, f in ipairs {Dot, Eigensystem, Rotate, Orthonormalize, Transpose, Chop, Copy} do try(f) end
-check.ok("calls", calls > 20000)
-
 -- A released matrix is a clear error.
 local gone = Matrix.New(square)
 getmetatable(gone).__gc(gone)

@@ -52,7 +52,7 @@ local errors = {
   {"ERROR: LuaNewOperator called with to many particles in he one particle basis NF= 32769, NB=0\n", 32769, 0, {}},
   {"ERROR: LuaNewOperator called with to many particles in he one particle basis NF= 8, NB=4096\n", 8, 4096, {}},
   {"ERROR: LuaNewOperator called with to many particles in he one particle basis NF= -1, NB=0\n", -1, 0, {}},
-  {"ERROR: LuaNewOperator called with to many particles in he one particle basis NF= 0, NB=0\n", nan, 0, {}},
+  {"bad argument #1 to '?' (number expected, got nan)", nan, 0, {}},
   {"ERROR: LuaNewOperator called with to many particles in he one particle basis NF= 2147483647, NB=0\n", 1e300, 0, {}},
   {"ERROR: LuaNewOperator called an empty table as operator at position 2\n", 2, 0, {{1, 1}, {}}},
   {"ERROR: Opperator 1 at position 2 adding particle with index 5 but there are only 4 (3 Fermions + 1 Bosons in the basis)\n)\n", 3, 1, {{1, -5, 1}}},

@@ -63,12 +63,6 @@ for verb, metamethod in pairs(operators) do
   check.error("string" .. verb, "Error: character string " .. verb .. " spectrum\n", metamethod, "2", A)
 end
 
--- Whatever they are called with, they must not fall.
-for _, name in ipairs{"__add", "__pow", "__index", "__newindex", "__tostring", "__gc"} do
-  for _, arguments in ipairs{{}, {1, 2}, {nil, nil}, {I, I}, {{}, A}} do
-    pcall(meta[name], table.unpack(arguments))
-  end
-end
 local released = spectrum(1, 2)
 meta.__gc(released)
 meta.__gc(released)
