@@ -186,7 +186,8 @@ void Cases(benchmark::internal::Benchmark* b) {
   b->Args({2, 24, 400000})
       ->Args({2, 26, 100000})
       ->Args({3, 26, 50000})
-      ->Args({3, 64, 40000});  // towards a million determinants
+      ->Args({3, 64, 40000})
+      ->Args({3, 100, 30000});  // towards a million determinants
   b->Unit(benchmark::kMillisecond);
 }
 BENCHMARK(GrowingBasis)->Apply(Cases);
