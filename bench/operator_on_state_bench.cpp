@@ -100,6 +100,30 @@ void GrowingBasis(benchmark::State& state) {
   Report(state, CompileOperator(H, nullptr, ElementCount(psi)), psi, rate, result);
 }
 
+// The same product by one ladder operator after the other and one element after the other, for comparison.
+void LadderSteps(benchmark::State& state) {
+  const auto orbitals = static_cast<std::uint32_t>(state.range(1));
+  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
+  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
+  double result = 0;
+  const CycleRate rate = Timed(state, [&] {
+    WaveFunctionType Hpsi(Layout(psi));
+    Key key(KeyWords(Layout(psi)));
+    for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
+      for (std::uint32_t length = 0; length <= MaxLength(H); ++length)
+        for (std::uint32_t t = 0; t < TermCount(H.l[length]); ++t) {
+          std::copy_n(ElementKey(psi, i), key.size(), key.data());
+          const double amplitude =
+              OperatorLader(key.data(), H.l[length].o.data() + std::size_t{t} * length, length, orbitals);
+          if (amplitude == 0) continue;
+          RealWaveFunctionAddElement(Hpsi, key.data(),
+                                     amplitude * TermValue(H.l[length], t).re * ElementValue(psi, i).re);
+        }
+    result = ElementCount(Hpsi);
+  });
+  Report(state, CompileOperator(H, nullptr, ElementCount(psi)), psi, rate, result);
+}
+
 void FixedBasis(benchmark::State& state) {
   const auto orbitals = static_cast<std::uint32_t>(state.range(1));
   const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
@@ -191,6 +215,7 @@ void Cases(benchmark::internal::Benchmark* b) {
   b->Unit(benchmark::kMillisecond);
 }
 BENCHMARK(GrowingBasis)->Apply(Cases);
+BENCHMARK(LadderSteps)->Apply(Cases);
 BENCHMARK(FixedBasis)->Apply(Cases);
 BENCHMARK(RememberedRows)->Apply(Cases);
 BENCHMARK(FixedRowsOne)->Apply(Cases);
