@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "alloc_failure.h"
 #include "core/fock_space.h"
 #include "core/operator_on_state.h"
 
@@ -52,6 +53,30 @@ TEST(OperatorRows, GiveWhatTermsOneByOneGive) {
       CompareWithDirectProducts<Complex16, double>(limit, restricted);
       CompareWithDirectProducts<Complex16, Complex16>(limit, restricted);
     }
+}
+
+// Where memory runs out, a product fails or does without remembered rows; the next one is right in any case.
+TEST(OperatorRows, StandAnyFailureOfMemory) {
+  std::mt19937 random(3);
+  const FockSpace space{8};
+  const OperatorType O = ToOperator(space, RandomTerms(space, random, 40, 4, false));
+  const WaveFunctionType psi = ToState(space, RandomVector(space, random, false, 0.3), false),
+                         expected = OperatorPsi(O, psi);
+  bool failed = true;
+  for (std::size_t n = 0; failed; ++n) {
+    OperatorRows<double> rows(O, nullptr, std::make_shared<DeterminantBasis>(Layout(psi)), 1 << 20);
+    const auto x = NumberState<double>(*rows.numbering, psi);
+    NumberedSums<double> sums;
+    {
+      FailingAllocation failure(n);
+      try {
+        OperatorRowsMultiply(rows, x, sums);
+      } catch (const std::bad_alloc&) {
+      }
+    }
+    failed = QAllocationFailed();
+    ExpectSameState(StateOfNumbers(*rows.numbering, OperatorRowsMultiply(rows, x, sums)), expected);
+  }
 }
 
 // Sums, inner products and truncations of numbered states against those of states.
