@@ -26,9 +26,7 @@ int WavefunctionChop(lua_State* L) {
 
 // .Conjugate(), in place
 int WavefunctionConjugate(lua_State* L) {
-  WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
-  if (auto* values = std::get_if<BlockedArray<Complex16>>(&psi.values))
-    for (std::size_t i = 0; i < values->size; ++i) (*values)[i] = Conj((*values)[i]);
+  WaveFunctionConjugate(MethodSelf<WaveFunctionType>(L));
   return 0;
 }
 
@@ -57,11 +55,7 @@ int WavefunctionDet(lua_State* L) {
 
   WaveFunctionType result = OrScriptError(L, text, [&] {
     WaveFunctionType det(Layout(psi), QComplex(psi), psi.basis->NBitsKey);
-    if (QComplex(psi)) {
-      ComplexWaveFunctionAddElement(det, ElementKey(psi, i), ElementValue(psi, i));
-    } else {
-      RealWaveFunctionAddElement(det, ElementKey(psi, i), ElementValue(psi, i).re);
-    }
+    WaveFunctionAddElement(det, ElementKey(psi, i), ElementValue(psi, i));
     det.Name = RecordName((psi.Name + ".Det(" + std::to_string(i) + ")").c_str());
     return det;
   });
@@ -89,7 +83,6 @@ int WavefunctionPrefactorDet(lua_State* L) {
 
 // .Print([options])
 int WavefunctionPrint(lua_State* L) {
-  const WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
   const int n = lua_gettop(L);
   if (n > 1 || (n == 1 && !lua_istable(L, 1)))
     return luaL_error(L, "Error in .Print(arg) unrecognized arguments in Print()\n");
@@ -104,6 +97,8 @@ int WavefunctionPrint(lua_State* L) {
   if (Binary && file.empty())
     return luaL_error(L, "Error in .Print(arg) Binary mode only allowed for printing to file\n");
 
+  // Only now, as reading an option may run the collector, and with it a finaliser that releases the state.
+  const WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
   WaveFunctionPrinter printer = Full ? StreamPrintWaveFunctionFullReadable : StreamPrintWaveFunctionReadable;
   if (file.empty()) {
     static_cast<void>(printer(psi, stdout));
@@ -195,6 +190,7 @@ int LuaWavefunctionIndex(lua_State* L) {
 }
 
 int LuaWavefunctionNewIndex(lua_State* L) {
+  const CollectorPause pause(L);  // a number as name becomes a string
   WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
   const std::string key = luaL_checkstring(L, 2);
   if (key == "Name") {
