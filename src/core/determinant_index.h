@@ -16,6 +16,23 @@
 
 namespace fermix {
 
+// Keys of at most 31 bits: their hash is one-to-one, so that equal hashes mean equal keys.
+struct NarrowKeys : std::integral_constant<std::uint32_t, 1> {};
+
+// Calls f with the number of words of a key, as DispatchWords, or with NarrowKeys.
+template <class F>
+decltype(auto) DispatchKeys(const KeyLayout& layout, F&& f) {
+  if ((layout.NBoson ? 8 * NWord(layout) : layout.NFermion) <= 31) return f(NarrowKeys{});
+  return DispatchWords(KeyWords(layout), std::forward<F>(f));
+}
+
+// Both steps, a shift and a multiplication by an odd number, can be undone in 31 bits. Never 0.
+inline std::uint32_t KeyHash(const KeyWord* key, NarrowKeys) {
+  auto y = static_cast<std::uint32_t>(*key >> 33);
+  y ^= y >> 16;
+  return (y * 0x9e3779b1u) << 1 | 1;
+}
+
 // One wide multiplication for each word, its halves folded: keys are dense bit patterns at the top of a word,
 // and the middle bits of the product depend on all of them. Never 0.
 template <class Words>
@@ -56,6 +73,12 @@ inline const KeyWord* KeyAt(const DeterminantBasis& basis, std::uint32_t i, Word
   return &basis.keys.blocks[i / BlockElements][i % BlockElements * words];
 }
 
+// True when element number, found by the hash of key, has that key.
+template <class Words>
+inline bool QHolds(const DeterminantBasis& basis, std::uint32_t number, const KeyWord* key, Words words) {
+  return std::is_same_v<Words, NarrowKeys> || SameKey(KeyAt(basis, number, words), key, words);
+}
+
 // The number of key, 0 if it is not there. The basis has an index.
 template <class Words>
 std::uint32_t FindHashed(const DeterminantBasis& basis, const KeyWord* key, Words words, std::uint32_t hash) {
@@ -64,7 +87,7 @@ std::uint32_t FindHashed(const DeterminantBasis& basis, const KeyWord* key, Word
     const DeterminantBasis::Bucket& bucket = basis.buckets[b];
     for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
       const std::uint32_t number = bucket.number[std::countr_zero(matches)];
-      if (SameKey(KeyAt(basis, number, words), key, words)) return number;
+      if (QHolds(basis, number, key, words)) return number;
     }
     if (!bucket.hash[DeterminantBasis::Bucket::Places - 1]) return 0;
   }
@@ -78,7 +101,7 @@ std::uint32_t AddHashed(DeterminantBasis& basis, const KeyWord* key, Words words
     DeterminantBasis::Bucket& bucket = basis.buckets[b];
     for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
       const std::uint32_t number = bucket.number[std::countr_zero(matches)];
-      if (SameKey(KeyAt(basis, number, words), key, words)) return number;
+      if (QHolds(basis, number, key, words)) return number;
     }
     const unsigned empty = Matches(bucket, 0);
     if (!empty) continue;
@@ -111,7 +134,7 @@ inline void ForEachNumber(const DeterminantBasis& basis, Words words, const KeyW
       const std::uint32_t candidate =
           bucket.number[std::countr_zero(matches | 1u << last)] & -std::uint32_t{matches != 0};
       candidates[i] = candidate;
-      __builtin_prefetch(KeyAt(basis, candidate, words));
+      if constexpr (!std::is_same_v<Words, NarrowKeys>) __builtin_prefetch(KeyAt(basis, candidate, words));
       fetch(candidate);
       // A full bucket without a match has run over into the next one.
       __builtin_prefetch(&basis.buckets[matches == 0 && bucket.hash[last] ? NextBucket(b, size) : b]);
@@ -119,7 +142,7 @@ inline void ForEachNumber(const DeterminantBasis& basis, Words words, const KeyW
     for (std::uint32_t i = 0; i < part; ++i) {
       const KeyWord* key = keys + std::size_t{first + i} * words;
       const std::uint32_t c = candidates[i];
-      use(first + i, c && SameKey(KeyAt(basis, c, words), key, words) ? c : missing(key, hashes[first + i]));
+      use(first + i, c && QHolds(basis, c, key, words) ? c : missing(key, hashes[first + i]));
     }
   }
 }

@@ -34,7 +34,7 @@ template <class T>
 void AddResults(const SurvivingTerms& results, const ResultValues<T>& added, std::size_t wanted,
                 DeterminantBasis& basis, BlockedArray<T>& values) {
   BasisMakeRoom(basis, std::size_t{basis.N} + results.count, wanted);
-  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+  DispatchKeys(basis.layout, [&](auto words) {
     ForEachNumber(
         basis, words, results.keys.data(), results.numbers.data(), results.count,
         [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
@@ -53,7 +53,7 @@ template <class T>
 void AddResultsInside(const SurvivingTerms& results, const ResultValues<T>& added,
                       const DeterminantBasis& basis, BlockedArray<T>& values) {
   if (basis.buckets.empty()) return;
-  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+  DispatchKeys(basis.layout, [&](auto words) {
     ForEachNumber(
         basis, words, results.keys.data(), results.numbers.data(), results.count,
         [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
