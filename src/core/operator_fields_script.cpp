@@ -7,6 +7,7 @@
 #include "core/operator_algebra.h"
 #include "core/operator_print.h"
 #include "core/restriction_script.h"
+#include "core/space_script.h"
 #include "host/base/text.h"
 
 namespace fermix {
@@ -104,34 +105,20 @@ int PushTermCounts(lua_State* L, const OperatorType& O) {
 }
 
 // The most that a ladder index of 15 bits can tell apart.
-constexpr double MaxOperatorParticles = 32768;
+constexpr ParticleLimit Limit = {32768, "2^15 = 32768"};
 
 void ChangeSpace(lua_State* L, OperatorType& O, std::uint32_t NFermion, std::uint32_t NBoson) {
   if (OperatorChangeNFandNB(O, NFermion, NBoson)) luaL_error(L, "Internal error in OperatorChangeNFandNB\n");
 }
 
-// The new number of particles of a kind, at index 3; old of them are there, and others of the other kind.
-std::uint32_t CheckCount(lua_State* L, const char* kind, std::uint32_t old, const char* otherKind,
-                         std::uint32_t others) {
-  const double x = luaL_checknumber(L, 3);
-  const int count = CheckRounded(L, 3);
-  if (!(x > -0.5 && double(count) + others <= MaxOperatorParticles))
-    ScriptError(
-        L,
-        "Maximum number of fermions + bosons allowed is 2^15 = 32768\nTrying to change the number of %s "
-        "from %d to %d with %d %s\n",
-        kind, static_cast<int>(old), count, static_cast<int>(others), otherKind);
-  return static_cast<std::uint32_t>(count);
-}
-
 void SetNFermion(lua_State* L, OperatorType& O) {
   const auto [NF, NB] = O.layout;
-  ChangeSpace(L, O, CheckCount(L, "fermions", NF, "bosons", NB), NB);
+  ChangeSpace(L, O, CheckCount(L, Limit, "fermions", NF, "bosons", NB), NB);
 }
 
 void SetNBoson(lua_State* L, OperatorType& O) {
   const auto [NF, NB] = O.layout;
-  ChangeSpace(L, O, NF, CheckCount(L, "bosons", NB, "fermions", NF));
+  ChangeSpace(L, O, NF, CheckCount(L, Limit, "bosons", NB, "fermions", NF));
   luaL_error(L, "Current version does not suport Bosons\n");  // the change stays
 }
 

@@ -5,6 +5,7 @@
 
 #include "core/determinant_script.h"
 #include "core/method_script.h"
+#include "core/space_script.h"
 #include "core/state_file.h"
 #include "host/base/text.h"
 
@@ -136,33 +137,21 @@ constexpr ScriptMethod methods[] = {{"Chop", Entry<WavefunctionChop>},
 
 // --- Fields
 
-void ChangeSpace(lua_State* L, WaveFunctionType& psi, std::uint32_t NFermion, std::uint32_t NBoson) {
-  if (WaveFunctionChangeNFandNB(psi, NFermion, NBoson))
+void ChangeSpace(lua_State* L, WaveFunctionType& psi, KeyLayout layout) {
+  if (WaveFunctionChangeNFandNB(psi, layout.NFermion, layout.NBoson))
     luaL_error(L, "Internal error in WaveFunctionChangeNFandNB\n");
 }
 
+constexpr ParticleLimit Limit = {MaxStateParticles, "2^16 = 65535"};
+
 void SetNFermion(lua_State* L, WaveFunctionType& psi) {
-  const double x = luaL_checknumber(L, 3);
-  const int NF = CheckRounded(L, 3), old = static_cast<int>(Layout(psi).NFermion),
-            NB = static_cast<int>(Layout(psi).NBoson);
-  if (!(x > -0.5 && double(NF) + NB <= MaxStateParticles))
-    ScriptError(L,
-                "Maximum number of fermions + bosons allowed is 2^16 = 65535\nTrying to change the number of "
-                "fermions from %d to %d with %d bosons\n",
-                old, NF, NB);
-  ChangeSpace(L, psi, static_cast<std::uint32_t>(NF), Layout(psi).NBoson);
+  const auto [NF, NB] = Layout(psi);
+  ChangeSpace(L, psi, {CheckCount(L, Limit, "fermions", NF, "bosons", NB), NB});
 }
 
 void SetNBoson(lua_State* L, WaveFunctionType& psi) {
-  const double x = luaL_checknumber(L, 3);
-  const int NB = CheckRounded(L, 3), old = static_cast<int>(Layout(psi).NBoson),
-            NF = static_cast<int>(Layout(psi).NFermion);
-  if (!(x > -0.5 && double(NB) + NF <= MaxStateParticles))
-    ScriptError(L,
-                "Maximum number of fermions + bosons allowed is 2^16 = 65535\nTrying to change the number of "
-                "bosons from %d to %d with %d fermions\n",
-                old, NB, NF);
-  ChangeSpace(L, psi, Layout(psi).NFermion, static_cast<std::uint32_t>(NB));
+  const auto [NF, NB] = Layout(psi);
+  ChangeSpace(L, psi, {NF, CheckCount(L, Limit, "bosons", NB, "fermions", NF)});
   luaL_error(L, "Current version does not suport Bosons\n");  // the change stays
 }
 

@@ -18,6 +18,8 @@ check.ok("no orbitals", #Expand(psi, {}) == 1 and Expand(psi, {})[1] == psi)
 local all, sum = Expand(psi, {0, 1, 2}), parts[1]
 for k = 1, #all do sum = sum + all[k] end
 check.ok("parts sum to the state", sum == psi)
+local release = {__len = function() getmetatable(psi).__gc(psi) return 2 end}
+check.equal("a length that would release the state", #Expand(psi, setmetatable({0, 2}, release)), 4)
 
 -- --- ExpandToBasis
 local elements = ExpandToBasis(psi)
