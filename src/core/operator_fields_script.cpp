@@ -35,6 +35,7 @@ void WriteText(lua_State* L, const std::string& text, const std::string& path) {
 
 // .Print([options])
 int OperatorPrint(lua_State* L) {
+  const CollectorPause pause(L);  // reading an option may make a string
   const OperatorType& O = MethodSelf<OperatorType>(L);
   const int n = lua_gettop(L);
   if (n > 1) return luaL_error(L, "Error in .Print(arg) unrecognized arguments in Print()\n");
@@ -161,6 +162,7 @@ int LuaOperatorIndex(lua_State* L) {
 }
 
 int LuaOperatorNewIndex(lua_State* L) {
+  const CollectorPause pause(L);  // a number as name becomes a string
   OperatorType& O = *CheckRecord<OperatorType>(L, 1);
   const std::string key = luaL_checkstring(L, 2);
   if (key == "Name") {

@@ -84,6 +84,8 @@ int WavefunctionPrefactorDet(lua_State* L) {
 
 // .Print([options])
 int WavefunctionPrint(lua_State* L) {
+  const CollectorPause pause(L);  // reading an option may make a string
+  const WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
   const int n = lua_gettop(L);
   if (n > 1 || (n == 1 && !lua_istable(L, 1)))
     return luaL_error(L, "Error in .Print(arg) unrecognized arguments in Print()\n");
@@ -98,8 +100,6 @@ int WavefunctionPrint(lua_State* L) {
   if (Binary && file.empty())
     return luaL_error(L, "Error in .Print(arg) Binary mode only allowed for printing to file\n");
 
-  // Only now, as reading an option may run the collector, and with it a finaliser that releases the state.
-  const WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
   WaveFunctionPrinter printer = Full ? StreamPrintWaveFunctionFullReadable : StreamPrintWaveFunctionReadable;
   if (file.empty()) {
     static_cast<void>(printer(psi, stdout));
