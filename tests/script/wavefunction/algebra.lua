@@ -35,7 +35,7 @@ check.error("cyclic table", "Error: table nested deeper than 200 levels, or cont
 local doubled = {a}
 for _ = 1, 100 do doubled = {doubled, doubled} end
 check.error("shared tables", "Error: tables shared inside of a table come to more than 4000000 values\n", meta.__mul,
-  {1, a}, doubled)
+  {a}, doubled)
 
 local two = NewWavefunction(2, 0, {{"10", 1}})
 local bosons = NewWavefunction(3, 0, {})
