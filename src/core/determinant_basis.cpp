@@ -113,9 +113,8 @@ void BasisFindBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uin
     return;
   }
   DispatchKeys(basis.layout, [&](auto words) {
-    ForEachNumber(
+    FindEach(
         basis, words, keys, numbers, count, [](std::uint32_t) {},
-        [&](const KeyWord* key, std::uint32_t hash) { return FindHashed(basis, key, words, hash); },
         [&](std::uint32_t i, std::uint32_t number) { numbers[i] = number; });
   });
 }
@@ -124,7 +123,7 @@ void BasisAddBatch(DeterminantBasis& basis, const KeyWord* keys, std::uint32_t c
                    std::uint32_t* numbers) {
   BasisMakeRoom(basis, std::size_t{basis.N} + count, 0);
   DispatchKeys(basis.layout, [&](auto words) {
-    ForEachNumber(
+    AddEach(
         basis, words, keys, numbers, count, [](std::uint32_t) {},
         [&](const KeyWord* key, std::uint32_t hash) { return AddHashed(basis, key, words, hash); },
         [&](std::uint32_t i, std::uint32_t number) { numbers[i] = number; });

@@ -35,7 +35,7 @@ void AddResults(const SurvivingTerms& results, const ResultValues<T>& added, std
                 DeterminantBasis& basis, BlockedArray<T>& values) {
   BasisMakeRoom(basis, std::size_t{basis.N} + results.count, wanted);
   DispatchKeys(basis.layout, [&](auto words) {
-    ForEachNumber(
+    AddEach(
         basis, words, results.keys.data(), results.numbers.data(), results.count,
         [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
         [&](const KeyWord* key, std::uint32_t hash) {
@@ -54,11 +54,9 @@ void AddResultsInside(const SurvivingTerms& results, const ResultValues<T>& adde
                       const DeterminantBasis& basis, BlockedArray<T>& values) {
   if (basis.buckets.empty()) return;
   DispatchKeys(basis.layout, [&](auto words) {
-    ForEachNumber(
+    FindEach(
         basis, words, results.keys.data(), results.numbers.data(), results.count,
-        [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
-        [&](const KeyWord* key, std::uint32_t hash) { return FindHashed(basis, key, words, hash); },
-        Adder(results, added, values));
+        [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); }, Adder(results, added, values));
   });
 }
 
