@@ -29,7 +29,8 @@ void ClearPadding(Key& key, std::uint32_t NFermion, bool warn) {
 std::size_t WrongCharacter(const std::string& text, std::uint32_t NFermion) {
   std::uint32_t digits = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == ' ') continue;
+    const bool insideMode = digits > NFermion && (digits - NFermion) % 2 == 1;
+    if (text[i] == ' ' && !insideMode) continue;
     const bool fits = digits < NFermion ? text[i] == '0' || text[i] == '1'
                                         : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
     if (!fits) return i;

@@ -64,12 +64,20 @@ class CollectorPause {
   lua_State* L_;
 };
 
+inline bool QNaN(Complex16 z) { return std::isnan(z.re) || std::isnan(z.im); }
+
 // The number at index; not-a-number would silently spoil all that it meets, and gives the error text.
 inline Complex16 CheckNumber(lua_State* L, int index, const char* text) {
   Complex16 z;
   lua_check(L, index, z);
-  if (std::isnan(z.re) || std::isnan(z.im)) luaL_error(L, "%s", text);
+  if (QNaN(z)) luaL_error(L, "%s", text);
   return z;
+}
+
+// 1 / z for the number z at index. A zero without imaginary part, also of Complex_Type, gives infinity.
+inline Complex16 CheckDivisor(lua_State* L, int index, const char* text) {
+  const Complex16 z = CheckNumber(L, index, text);
+  return z.im == 0 ? Complex16(1 / z.re) : Complex16(1) / z;
 }
 
 // A finite or infinite threshold; not-a-number would silently drop everything.

@@ -47,9 +47,9 @@ int LuaOperatorDiv(lua_State* L) {
   if (lua_istable(L, 1)) return luaL_error(L, "Error, table devided by an operator\n");
   if (!TestRecord<OperatorType>(L, 1) || !luaL_isType<Complex16>(L, 2))
     return luaL_error(L, "Error, operator devided by an object of unrecognized type\n");
-  const Complex16 z = CheckNumber(L, 2, "Error, operator devided by a number that is not a number\n");
+  const Complex16 factor = CheckDivisor(L, 2, "Error, operator devided by a number that is not a number\n");
   OperatorType result = *CheckRecord<OperatorType>(L, 1);
-  OperatorScale(result, z.im == 0 ? Complex16(1 / z.re) : Complex16(1) / z);
+  OperatorScale(result, factor);
   return lua_push(L, std::move(result));
 }
 

@@ -7,6 +7,7 @@
 #include "core/operator_algebra.h"
 #include "core/operator_print.h"
 #include "core/restriction_script.h"
+#include "core/space_script.h"
 #include "host/base/text.h"
 
 namespace fermix {
@@ -34,6 +35,7 @@ void WriteText(lua_State* L, const std::string& text, const std::string& path) {
 
 // .Print([options])
 int OperatorPrint(lua_State* L) {
+  const CollectorPause pause(L);  // reading an option may make a string
   const OperatorType& O = MethodSelf<OperatorType>(L);
   const int n = lua_gettop(L);
   if (n > 1) return luaL_error(L, "Error in .Print(arg) unrecognized arguments in Print()\n");
@@ -104,34 +106,20 @@ int PushTermCounts(lua_State* L, const OperatorType& O) {
 }
 
 // The most that a ladder index of 15 bits can tell apart.
-constexpr double MaxOperatorParticles = 32768;
+constexpr ParticleLimit Limit = {32768, "2^15 = 32768"};
 
 void ChangeSpace(lua_State* L, OperatorType& O, std::uint32_t NFermion, std::uint32_t NBoson) {
   if (OperatorChangeNFandNB(O, NFermion, NBoson)) luaL_error(L, "Internal error in OperatorChangeNFandNB\n");
 }
 
-// The new number of particles of a kind, at index 3; old of them are there, and others of the other kind.
-std::uint32_t CheckCount(lua_State* L, const char* kind, std::uint32_t old, const char* otherKind,
-                         std::uint32_t others) {
-  const double x = luaL_checknumber(L, 3);
-  const int count = CheckRounded(L, 3);
-  if (!(x > -0.5 && double(count) + others <= MaxOperatorParticles))
-    ScriptError(
-        L,
-        "Maximum number of fermions + bosons allowed is 2^15 = 32768\nTrying to change the number of %s "
-        "from %d to %d with %d %s\n",
-        kind, static_cast<int>(old), count, static_cast<int>(others), otherKind);
-  return static_cast<std::uint32_t>(count);
-}
-
 void SetNFermion(lua_State* L, OperatorType& O) {
   const auto [NF, NB] = O.layout;
-  ChangeSpace(L, O, CheckCount(L, "fermions", NF, "bosons", NB), NB);
+  ChangeSpace(L, O, CheckCount(L, Limit, "fermions", NF, "bosons", NB), NB);
 }
 
 void SetNBoson(lua_State* L, OperatorType& O) {
   const auto [NF, NB] = O.layout;
-  ChangeSpace(L, O, NF, CheckCount(L, "bosons", NB, "fermions", NF));
+  ChangeSpace(L, O, NF, CheckCount(L, Limit, "bosons", NB, "fermions", NF));
   luaL_error(L, "Current version does not suport Bosons\n");  // the change stays
 }
 
@@ -174,6 +162,7 @@ int LuaOperatorIndex(lua_State* L) {
 }
 
 int LuaOperatorNewIndex(lua_State* L) {
+  const CollectorPause pause(L);  // a number as name becomes a string
   OperatorType& O = *CheckRecord<OperatorType>(L, 1);
   const std::string key = luaL_checkstring(L, 2);
   if (key == "Name") {

@@ -82,8 +82,7 @@ void AddTerm(lua_State* L, OperatorType& O, int t) {
   lua_rawgeti(L, -1, n);
   lua_check(L, -1, value);
   lua_pop(L, 1);
-  if (std::isnan(value.re) || std::isnan(value.im))
-    luaL_error(L, "ERROR: Opperator %d has a prefactor that is not a number\n", t);
+  if (QNaN(value)) luaL_error(L, "ERROR: Opperator %d has a prefactor that is not a number\n", t);
   const auto length = static_cast<std::uint32_t>(lader.size());
   if (length > MaxLength(O)) InitOperatorFixedLength(O, length, 6);
   OperatorAddLaderNormalOrder(O, lader, value, QDetNotOrderedFcFaBcBa);

@@ -109,6 +109,7 @@ int WaveFunctionListSVDOrthogonalize(StateList& states, const OrthonormalizeSett
 }
 
 int WaveFunctionListOrthogonalize(StateList& states, const OrthonormalizeSettings& settings) {
+  constexpr double noise = 100 * DBL_EPSILON;  // what remains below this is rounding and has no direction
   StateList moved = states, work;
   WaveFunctionArrayToSameBasis(moved);
   for (WaveFunctionType& psi : moved) {
@@ -120,7 +121,7 @@ int WaveFunctionListOrthogonalize(StateList& states, const OrthonormalizeSetting
     const double after = WaveFunctionCalculateNorm(psi);
     if (!std::isfinite(after))
       return Fail("Norm of a wave-function is not a number in WaveFunctionListOrthogonalize\n");
-    if (after <= settings.SingularValue * before) continue;
+    if (after <= std::max(settings.SingularValue, noise) * before) continue;
     WaveFunctionMultiply(psi, 1 / after, 0);
     work.push_back(std::move(psi));
   }

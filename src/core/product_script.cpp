@@ -13,7 +13,7 @@
 #include "core/operator_on_state.h"
 #include "core/operator_script.h"
 #include "core/space_script.h"
-#include "core/wave_function_script.h"
+#include "core/wave_function_arithmetic_script.h"
 #include "host/table_walk.h"
 
 namespace fermix {
@@ -22,7 +22,7 @@ namespace {
 
 // A factor: one of the pointers is set, or none for a number z, or unknown.
 struct Factor {
-  bool table = false, complex = false, number = false;
+  bool complex = false, number = false;
   Complex16 z;
   const OperatorType* O = nullptr;
   const WaveFunctionType* psi = nullptr;
@@ -30,7 +30,6 @@ struct Factor {
 
 Factor ReadFactor(lua_State* L, int index) {
   Factor f;
-  f.table = lua_istable(L, index);
   f.O = TestRecord<OperatorType>(L, index);
   f.psi = TestRecord<WaveFunctionType>(L, index);
   f.complex = TestRecord<Complex16>(L, index) != nullptr;
@@ -40,19 +39,9 @@ Factor ReadFactor(lua_State* L, int index) {
 }
 
 int PushScaled(lua_State* L, const OperatorType& O, Complex16 z) {
-  if (std::isnan(z.re) || std::isnan(z.im))
-    return luaL_error(L, "Error, operator multiplied with a number that is not a number\n");
   OperatorType result = O;
   OperatorScale(result, z);
   return lua_push(L, std::move(result));
-}
-
-int PushScaled(lua_State* L, const WaveFunctionType& psi, Complex16 z, const char* outOfMemory) {
-  return lua_push(L, OrScriptError(L, outOfMemory, [&] {
-                    WaveFunctionType result = WaveFunctionCopy(psi);
-                    WaveFunctionMultiply(result, z.re, z.im);
-                    return result;
-                  }));
 }
 
 int PushProduct(lua_State* L, const OperatorType& A, const OperatorType& B) {
@@ -85,6 +74,9 @@ int PushFactors(lua_State* L, const Factor& a, const Factor& b) {
   if (a.O && b.psi) return PushProduct(L, *a.O, *b.psi);
   if (a.psi && b.O) return PushProduct(L, *a.psi, *b.O);
   if (a.psi && b.psi) return PushProduct(L, *a.psi, *b.psi);
+  if ((a.number && QNaN(a.z)) || (b.number && QNaN(b.z)))
+    return luaL_error(L, a.O || b.O ? "Error, operator multiplied with a number that is not a number\n"
+                                    : "Error, wavefunction multiplied with a number that is not a number\n");
   if (a.O && b.number) return PushScaled(L, *a.O, b.z);
   if (a.number && b.O) return PushScaled(L, *b.O, a.z);
   if (a.psi && b.number)
@@ -99,21 +91,25 @@ int PushFactors(lua_State* L, const Factor& a, const Factor& b) {
                                   : "Error, wavefunction multiplied with an object of unrecognized type\n");
 }
 
-// Pushes the product of the values at left and right.
-void PushProductOfValues(lua_State* L, int left, int right, int depth) {
-  left = lua_absindex(L, left);
-  right = lua_absindex(L, right);
-  const Factor a = ReadFactor(L, left), b = ReadFactor(L, right);
-  if (!a.table && !b.table) {
-    PushFactors(L, a, b);
+// Pushes the product of the value at left, no table, and that at right.
+void PushProductWithRight(lua_State* L, int left, int right, int depth, TableWalk& walk) {
+  if (!lua_istable(L, right)) {
+    PushFactors(L, ReadFactor(L, left), ReadFactor(L, right));
     return;
   }
-  EnterTable(L, depth);
-  if (a.table) {
-    MapTable(L, left, [&] { PushProductOfValues(L, -1, right, depth + 1); });
-  } else {
-    MapTable(L, right, [&] { PushProductOfValues(L, left, -1, depth + 1); });
+  walk.Enter(L, right, depth);
+  MapTable(L, right, [&] { PushProductWithRight(L, left, lua_gettop(L), depth + 1, walk); });
+}
+
+// Pushes the product of the values at left and right. Each value of a table on the left walks that on the
+// right anew, so that only what is shared inside of one of them counts as shared.
+void PushProductOfValues(lua_State* L, int left, int right, int depth, TableWalk& walk) {
+  if (!lua_istable(L, left)) {
+    TableWalk walkRight;
+    return PushProductWithRight(L, left, right, depth, walkRight);
   }
+  walk.Enter(L, left, depth);
+  MapTable(L, left, [&] { PushProductOfValues(L, lua_gettop(L), right, depth + 1, walk); });
 }
 
 }  // namespace
@@ -122,7 +118,8 @@ int LuaProduct(lua_State* L) {
   luaL_checkany(L, 1);
   luaL_checkany(L, 2);
   lua_settop(L, 2);
-  PushProductOfValues(L, 1, 2, 0);
+  TableWalk walk;
+  PushProductOfValues(L, 1, 2, 0, walk);
   return 1;
 }
 

@@ -140,13 +140,6 @@ struct BinaryElement {
   }
 };
 
-void Add(WaveFunctionType& psi, const KeyWord* key, double value) {
-  RealWaveFunctionAddElement(psi, key, value);
-}
-void Add(WaveFunctionType& psi, const KeyWord* key, Complex16 value) {
-  ComplexWaveFunctionAddElement(psi, key, value);
-}
-
 template <class Form, class T>
 int ReadElements(WaveFunctionType& psi, std::FILE* stream, std::uint32_t N, const char* reader) {
   const KeyLayout layout = Layout(psi);
@@ -168,7 +161,7 @@ int ReadElements(WaveFunctionType& psi, std::FILE* stream, std::uint32_t N, cons
       return Fail("Error in %s, element %u occupies orbitals beyond the %u of the basis\n", reader, i,
                   layout.NFermion);
     for (std::uint32_t b = 0; b < NWord(layout); ++b) SetKeyByte(key.data(), b, bytes[b]);
-    Add(psi, key.data(), value);
+    WaveFunctionAddElement(psi, key.data(), value);
   }
   return 0;
 }

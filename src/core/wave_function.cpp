@@ -79,6 +79,11 @@ void ComplexWaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, Co
   AddElement<Complex16>(psi, key, value);
 }
 
+void WaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, Complex16 value) {
+  if (QComplex(psi)) return AddElement<Complex16>(psi, key, value);
+  AddElement<double>(psi, key, value.re);
+}
+
 void WaveFunctionRandomize(WaveFunctionType& psi) {
   std::visit(
       [](auto& values) {
@@ -130,13 +135,7 @@ int WaveFunctionChangeNFandNB(WaveFunctionType& psi, std::uint32_t NFermionNew, 
     // are when that number does not change.
     for (std::uint32_t b = bytes; b < NWord(layout); ++b)
       if (b < NWord(old)) SetKeyByte(key.data(), b, KeyByte(from, b));
-    OrSay(addFailed, [&] {
-      std::visit(
-          [&](const auto& values) {
-            AddElement<std::decay_t<decltype(values[i])>>(changed, key.data(), values[i]);
-          },
-          psi.values);
-    });
+    OrSay(addFailed, [&] { WaveFunctionAddElement(changed, key.data(), ElementValue(psi, i)); });
   }
   psi = std::move(changed);
   return 0;

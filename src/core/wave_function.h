@@ -50,6 +50,8 @@ WaveFunctionType WaveFunctionCopy(const WaveFunctionType& Source);
 // Adds value to the element with that key; creates it if it is missing, also for a value of 0.
 void RealWaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, double value);
 void ComplexWaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, Complex16 value);
+// The same for a state of either kind; a real one takes the real part.
+void WaveFunctionAddElement(WaveFunctionType& psi, const KeyWord* key, Complex16 value);
 
 // Psi += Other, walking Other from its last element to its first. All or nothing when memory runs out.
 void WaveFunctionAddUnionBasis(WaveFunctionType& psi, const WaveFunctionType& other);
@@ -67,6 +69,8 @@ void ComplexWaveFunctionAddComplexMultipliedConserveBasis(WaveFunctionType& psi,
 void WaveFunctionAddMultipliedSameBasis(WaveFunctionType& psi, const WaveFunctionType& other,
                                         Complex16 factor);
 
+// In place.
+void WaveFunctionConjugate(WaveFunctionType& psi);
 // Scales in place. A real psi stays real when |im| < 10 (|re| eps + 2.2e-308).
 void WaveFunctionMultiply(WaveFunctionType& psi, double re, double im);
 
@@ -105,7 +109,8 @@ void MakeComplexFunctionRealWhenNormSmall(WaveFunctionType& psi, double epsilon)
 void MakeRealWaveFunctionFromComplexAccordingToNorm(WaveFunctionType& psi);
 
 // Lists of states. ToSameBasis puts all on the basis of the first, extended by the keys it lacks;
-// SeperateBasis gives each its own again.
+// SeperateBasis leaves it to the first and gives each other one its own; without memory the rest, after a
+// line, keep sharing.
 void WaveFunctionArrayToSameBasis(std::vector<WaveFunctionType>& states);
 void WaveFunctionArraySeperateBasis(std::vector<WaveFunctionType>& states);
 // For states on one basis: drops the elements in which all values are below epsilon; single values below it

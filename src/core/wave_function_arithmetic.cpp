@@ -237,6 +237,11 @@ void WaveFunctionAddMultipliedSameBasis(WaveFunctionType& psi, const WaveFunctio
                    });
 }
 
+void WaveFunctionConjugate(WaveFunctionType& psi) {
+  if (auto* values = std::get_if<BlockedArray<Complex16>>(&psi.values))
+    for (std::size_t i = 0; i < values->size; ++i) (*values)[i] = Conj((*values)[i]);
+}
+
 void WaveFunctionMultiply(WaveFunctionType& psi, double re, double im) {
   // Ten times the threshold of WaveFunctionAddComplexMultipliedUnionBasis, on purpose.
   if (!(std::fabs(im) < 10 * (std::fabs(re) * DBL_EPSILON + DBL_MIN))) MakeComplexWaveFunctionFromReal(psi);

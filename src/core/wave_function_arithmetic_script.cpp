@@ -4,7 +4,6 @@
 
 #include "core/method_script.h"
 #include "core/space_script.h"
-#include "core/wave_function_script.h"
 
 namespace fermix {
 
@@ -12,15 +11,15 @@ namespace {
 
 constexpr const char* SpaceFormat = "%s different number of %s in the basis (%d) and (%d)";
 
-int PushScaledCopy(lua_State* L, const WaveFunctionType& psi, Complex16 factor, const char* outOfMemory) {
+}  // namespace
+
+int PushScaled(lua_State* L, const WaveFunctionType& psi, Complex16 factor, const char* outOfMemory) {
   return lua_push(L, OrScriptError(L, outOfMemory, [&] {
                     WaveFunctionType result = WaveFunctionCopy(psi);
                     WaveFunctionMultiply(result, factor.re, factor.im);
                     return result;
                   }));
 }
-
-}  // namespace
 
 int LuaWavefunctionAdd(lua_State* L) {
   if (lua_gettop(L) > 2)
@@ -55,16 +54,17 @@ int LuaWavefunctionDiv(lua_State* L) {
   if (!TestRecord<WaveFunctionType>(L, 1) || !luaL_isType<Complex16>(L, 2))
     return luaL_error(L, "Error, wavefunction devided by an object of unrecognized type\n");
   const WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
-  if (TestRecord<Complex16>(L, 2))
-    return PushScaledCopy(L, psi, Complex16(1) / *CheckRecord<Complex16>(L, 2),
-                          "out of memory when deviding a wavefunction by a complex number");
-  return PushScaledCopy(L, psi, 1 / lua_tonumber(L, 2),
-                        "out of memory when deviding a wavefunction by a number");
+  const Complex16 factor =
+      CheckDivisor(L, 2, "Error, wavefunction devided by a number that is not a number\n");
+  return PushScaled(L, psi, factor,
+                    TestRecord<Complex16>(L, 2)
+                        ? "out of memory when deviding a wavefunction by a complex number"
+                        : "out of memory when deviding a wavefunction by a number");
 }
 
 int LuaWavefunctionUnm(lua_State* L) {
-  return PushScaledCopy(L, *CheckRecord<WaveFunctionType>(L, 1), -1,
-                        "out of memory when multipling a wavefunction with a number");
+  return PushScaled(L, *CheckRecord<WaveFunctionType>(L, 1), -1,
+                    "out of memory when multipling a wavefunction with a number");
 }
 
 int LuaWavefunctionEq(lua_State* L) {

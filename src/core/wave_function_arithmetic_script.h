@@ -1,9 +1,12 @@
 // Sums, quotients and comparison of script states; products stand in core/product_script.h.
 #pragma once
 
-#include "host/script.h"
+#include "core/wave_function_script.h"
 
 namespace fermix {
+
+// Pushes factor psi; memory that runs out is the script error outOfMemory.
+int PushScaled(lua_State* L, const WaveFunctionType& psi, Complex16 factor, const char* outOfMemory);
 
 int LuaWavefunctionAdd(lua_State* L);
 int LuaWavefunctionSubMin(lua_State* L);

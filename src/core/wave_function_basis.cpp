@@ -129,12 +129,17 @@ WaveFunctionType MovedToBasis(const WaveFunctionType& psi, const std::shared_ptr
   return moved;
 }
 
-// OrSay for state k of n: line has two places for them.
+// Runs step for state k of n and tells whether memory sufficed; line has two places for the numbers.
+template <class Step>
+bool FitsOrSays(const char* line, std::size_t k, std::size_t n, Step&& step) {
+  if (FitsInMemory(step)) return true;
+  Say(line, static_cast<int>(k), static_cast<int>(n));
+  return false;
+}
+
 template <class Step>
 void OrSayWhich(const char* line, std::size_t k, std::size_t n, Step&& step) {
-  if (FitsInMemory(step)) return;
-  Say(line, static_cast<int>(k), static_cast<int>(n));
-  throw std::bad_alloc();
+  if (!FitsOrSays(line, k, n, step)) throw std::bad_alloc();
 }
 
 }  // namespace
@@ -211,9 +216,10 @@ void WaveFunctionArrayToSameBasis(std::vector<WaveFunctionType>& states) {
 }
 
 void WaveFunctionArraySeperateBasis(std::vector<WaveFunctionType>& states) {
-  for (std::size_t k = 0; k < states.size(); ++k)
-    OrSayWhich("WaveFunctionCopy failed in WaveFunctionArraySeperateBasis at length %i of %i\n", k,
-               states.size(), [&] { states[k] = WaveFunctionCopy(states[k]); });
+  for (std::size_t k = 1; k < states.size(); ++k)
+    if (!FitsOrSays("WaveFunctionCopy failed in WaveFunctionArraySeperateBasis at length %i of %i\n", k,
+                    states.size(), [&] { states[k] = WaveFunctionCopy(states[k]); }))
+      return;
 }
 
 void BlockWaveFunctionTruncateBasis(std::vector<WaveFunctionType>& states, double epsilon) {

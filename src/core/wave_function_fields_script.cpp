@@ -5,6 +5,7 @@
 
 #include "core/determinant_script.h"
 #include "core/method_script.h"
+#include "core/space_script.h"
 #include "core/state_file.h"
 #include "host/base/text.h"
 
@@ -26,9 +27,7 @@ int WavefunctionChop(lua_State* L) {
 
 // .Conjugate(), in place
 int WavefunctionConjugate(lua_State* L) {
-  WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
-  if (auto* values = std::get_if<BlockedArray<Complex16>>(&psi.values))
-    for (std::size_t i = 0; i < values->size; ++i) (*values)[i] = Conj((*values)[i]);
+  WaveFunctionConjugate(MethodSelf<WaveFunctionType>(L));
   return 0;
 }
 
@@ -57,11 +56,7 @@ int WavefunctionDet(lua_State* L) {
 
   WaveFunctionType result = OrScriptError(L, text, [&] {
     WaveFunctionType det(Layout(psi), QComplex(psi), psi.basis->NBitsKey);
-    if (QComplex(psi)) {
-      ComplexWaveFunctionAddElement(det, ElementKey(psi, i), ElementValue(psi, i));
-    } else {
-      RealWaveFunctionAddElement(det, ElementKey(psi, i), ElementValue(psi, i).re);
-    }
+    WaveFunctionAddElement(det, ElementKey(psi, i), ElementValue(psi, i));
     det.Name = RecordName((psi.Name + ".Det(" + std::to_string(i) + ")").c_str());
     return det;
   });
@@ -89,6 +84,7 @@ int WavefunctionPrefactorDet(lua_State* L) {
 
 // .Print([options])
 int WavefunctionPrint(lua_State* L) {
+  const CollectorPause pause(L);  // reading an option may make a string
   const WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
   const int n = lua_gettop(L);
   if (n > 1 || (n == 1 && !lua_istable(L, 1)))
@@ -141,33 +137,21 @@ constexpr ScriptMethod methods[] = {{"Chop", Entry<WavefunctionChop>},
 
 // --- Fields
 
-void ChangeSpace(lua_State* L, WaveFunctionType& psi, std::uint32_t NFermion, std::uint32_t NBoson) {
-  if (WaveFunctionChangeNFandNB(psi, NFermion, NBoson))
+void ChangeSpace(lua_State* L, WaveFunctionType& psi, KeyLayout layout) {
+  if (WaveFunctionChangeNFandNB(psi, layout.NFermion, layout.NBoson))
     luaL_error(L, "Internal error in WaveFunctionChangeNFandNB\n");
 }
 
+constexpr ParticleLimit Limit = {MaxStateParticles, "2^16 = 65535"};
+
 void SetNFermion(lua_State* L, WaveFunctionType& psi) {
-  const double x = luaL_checknumber(L, 3);
-  const int NF = CheckRounded(L, 3), old = static_cast<int>(Layout(psi).NFermion),
-            NB = static_cast<int>(Layout(psi).NBoson);
-  if (!(x > -0.5 && double(NF) + NB <= MaxStateParticles))
-    ScriptError(L,
-                "Maximum number of fermions + bosons allowed is 2^16 = 65535\nTrying to change the number of "
-                "fermions from %d to %d with %d bosons\n",
-                old, NF, NB);
-  ChangeSpace(L, psi, static_cast<std::uint32_t>(NF), Layout(psi).NBoson);
+  const auto [NF, NB] = Layout(psi);
+  ChangeSpace(L, psi, {CheckCount(L, Limit, "fermions", NF, "bosons", NB), NB});
 }
 
 void SetNBoson(lua_State* L, WaveFunctionType& psi) {
-  const double x = luaL_checknumber(L, 3);
-  const int NB = CheckRounded(L, 3), old = static_cast<int>(Layout(psi).NBoson),
-            NF = static_cast<int>(Layout(psi).NFermion);
-  if (!(x > -0.5 && double(NB) + NF <= MaxStateParticles))
-    ScriptError(L,
-                "Maximum number of fermions + bosons allowed is 2^16 = 65535\nTrying to change the number of "
-                "bosons from %d to %d with %d fermions\n",
-                old, NB, NF);
-  ChangeSpace(L, psi, Layout(psi).NFermion, static_cast<std::uint32_t>(NB));
+  const auto [NF, NB] = Layout(psi);
+  ChangeSpace(L, psi, {NF, CheckCount(L, Limit, "bosons", NB, "fermions", NF)});
   luaL_error(L, "Current version does not suport Bosons\n");  // the change stays
 }
 
@@ -195,6 +179,7 @@ int LuaWavefunctionIndex(lua_State* L) {
 }
 
 int LuaWavefunctionNewIndex(lua_State* L) {
+  const CollectorPause pause(L);  // a number as name becomes a string
   WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
   const std::string key = luaL_checkstring(L, 2);
   if (key == "Name") {

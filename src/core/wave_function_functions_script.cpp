@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "core/method_script.h"
+#include "core/record_list_script.h"
 #include "core/space_script.h"
 #include "core/state_file.h"
 #include "core/wave_function_script.h"
@@ -18,12 +19,7 @@ namespace {
 // Copies of the states of the list at index; a copy shares the basis.
 std::vector<WaveFunctionType> CheckStates(lua_State* L, int index) {
   std::vector<WaveFunctionType> states;
-  const int count = static_cast<int>(lua_rawlen(L, index));
-  for (int i = 1; i <= count; ++i) {
-    lua_rawgeti(L, index, i);
-    states.push_back(*CheckRecord<WaveFunctionType>(L, -1));
-    lua_pop(L, 1);
-  }
+  for (const WaveFunctionType* psi : CheckRecords<WaveFunctionType>(L, index).records) states.push_back(*psi);
   return states;
 }
 

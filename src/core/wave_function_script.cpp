@@ -1,8 +1,6 @@
 // NewWavefunction and the metatable of states.
 #include "core/wave_function_script.h"
 
-#include <cmath>
-
 #include "core/determinant_script.h"
 #include "core/method_script.h"
 #include "core/product_script.h"
@@ -31,7 +29,7 @@ bool AddPair(lua_State* L, WaveFunctionType& psi, int i) {
   lua_rawgeti(L, -2, 2);
   Complex16 prefactor;
   lua_check(L, -1, prefactor);
-  if (std::isnan(prefactor.re) || std::isnan(prefactor.im))
+  if (QNaN(prefactor))
     luaL_error(L, "Error in LuaWavefunctionNew, prefactor of determinant number %d is not a number\n", i);
   const bool complex = TestRecord<Complex16>(L, -1) != nullptr;
   lua_pop(L, 2);

@@ -6,14 +6,6 @@ namespace fermix {
 
 namespace {
 
-// Adds to psi, of the kind of T, an element that it lacks.
-void AddElement(WaveFunctionType& psi, const KeyWord* key, double value) {
-  RealWaveFunctionAddElement(psi, key, value);
-}
-void AddElement(WaveFunctionType& psi, const KeyWord* key, Complex16 value) {
-  ComplexWaveFunctionAddElement(psi, key, value);
-}
-
 // An empty state with the settings of psi.
 WaveFunctionType EmptyLike(const WaveFunctionType& psi) {
   WaveFunctionType part(Layout(psi), QComplex(psi), psi.basis->NBitsKey);
@@ -40,28 +32,20 @@ std::vector<WaveFunctionType> WaveFunctionExpand(const WaveFunctionType& psi,
   std::vector<WaveFunctionType> functions;
   functions.reserve(parts);
   for (std::size_t p = 0; p < parts; ++p) functions.push_back(EmptyLike(psi));
-  std::visit(
-      [&](const auto& values) {
-        for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
-          std::size_t pattern = 0;
-          for (const std::uint32_t orbital : orbitals)
-            pattern = 2 * pattern + QOccupied(ElementKey(psi, i), orbital);
-          AddElement(functions[pattern], ElementKey(psi, i), values[i]);
-        }
-      },
-      psi.values);
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) {
+    std::size_t pattern = 0;
+    for (const std::uint32_t orbital : orbitals)
+      pattern = 2 * pattern + QOccupied(ElementKey(psi, i), orbital);
+    WaveFunctionAddElement(functions[pattern], ElementKey(psi, i), ElementValue(psi, i));
+  }
   return functions;
 }
 
 std::vector<WaveFunctionType> WaveFunctionExpandToDeterminantBasis(const WaveFunctionType& psi) {
   std::vector<WaveFunctionType> functions;
   functions.reserve(ElementCount(psi));
-  std::visit(
-      [&](const auto& values) {
-        for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
-          AddElement(functions.emplace_back(EmptyLike(psi)), ElementKey(psi, i), values[i]);
-      },
-      psi.values);
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
+    WaveFunctionAddElement(functions.emplace_back(EmptyLike(psi)), ElementKey(psi, i), ElementValue(psi, i));
   return functions;
 }
 
@@ -76,7 +60,7 @@ WaveFunctionType WaveFunctionTensorProduct(const WaveFunctionType& a, const Wave
     for (std::uint32_t i = 1; i <= ElementCount(a); ++i)
       for (std::uint32_t j = 1; j <= ElementCount(b); ++j) {
         JoinKeys(ElementKey(a, i), first, ElementKey(b, j), KeyWords(Layout(b)), key);
-        AddElement(product, key.data(), x[i] * y[j]);
+        WaveFunctionAddElement(product, key.data(), x[i] * y[j]);
       }
   });
   return product;

@@ -88,7 +88,7 @@ void luaL_checkarray_complex16(lua_State* L, int index, std::vector<Complex16>& 
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 3, "table too deep");
   value.clear();
-  const int length = luaL_len(L, index);
+  const int length = static_cast<int>(lua_rawlen(L, index));
   for (int i = 1; i <= length; ++i) {
     lua_rawgeti(L, index, i);
     if (!luaL_isType<Complex16>(L, -1))

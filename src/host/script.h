@@ -148,7 +148,8 @@ requires(IsScriptRecord<T> && !std::is_same_v<T, Complex16>) void lua_check(lua_
 }
 
 // Arrays. Anything but a table is read as one element. Nested arrays work by recursion. A failing element
-// raises the argument error about index -1.
+// raises the argument error about index -1. The length is the raw one: no metamethod of the script runs while
+// a caller holds on to records.
 template <class T>
 void lua_check(lua_State* L, int index, std::vector<T>& value) {
   value.clear();
@@ -159,8 +160,8 @@ void lua_check(lua_State* L, int index, std::vector<T>& value) {
     return;
   }
   luaL_checkstack(L, 3, "table too deep");
-  const int length = luaL_len(L, index);
-  value.reserve(length > 0 ? std::min(length, 1 << 20) : 0);
+  const int length = static_cast<int>(lua_rawlen(L, index));
+  value.reserve(std::min(length, 1 << 20));
   for (int i = 1; i <= length; ++i) {
     lua_rawgeti(L, index, i);
     T element{};

@@ -18,11 +18,6 @@ constexpr std::uint32_t CompleteBasisOrbitals = 24;
 // A start state of a norm below this is numerical noise of the orthogonalisation.
 constexpr double NoiseNorm = 1000 * DBL_EPSILON;
 
-void AddPlaceholder(WaveFunctionType& psi, const KeyWord* key, Complex16 value) {
-  if (QComplex(psi)) return ComplexWaveFunctionAddElement(psi, key, value);
-  RealWaveFunctionAddElement(psi, key, value.re);
-}
-
 // 1 + all hops within a restriction, the constant keeping the present determinants.
 OperatorType HoppingOperator(const DeterminantRestrictionType& R, const KeyLayout& layout) {
   OperatorType hop = InitOperator(layout.NFermion, layout.NBoson);
@@ -89,7 +84,7 @@ int FillLargeSystem(const OperatorType& H, std::uint32_t N, const DeterminantRes
   const std::uint64_t count = std::min<std::uint64_t>(300 + 100 * std::uint64_t{N}, 5000);
   for (std::uint64_t k = 0; k < count; ++k) {
     if (random.Next()) return 1;
-    AddPlaceholder(psi0, random.key(), 1.0);
+    WaveFunctionAddElement(psi0, random.key(), 1.0);
   }
   VerbosityPrintf(0x20000, "Random state psi0 created in CreateStartingFunctions\n");
   WaveFunctionRandomize(psi0);
@@ -142,7 +137,7 @@ int ExtendBasisCompletenessSmallSystems(const DeterminantRestrictionType& R, Wav
   Key key(KeyWords(Layout(psi)));
   const auto addIfAllowed = [&](std::uint64_t occupation) {
     key[0] = NFermion ? occupation << (64 - NFermion) : 0;  // orbital 0 is the highest bit
-    if (QFulfillsRestrictions(R, key.data())) AddPlaceholder(psi, key.data(), {1.0, 1.0});
+    if (QFulfillsRestrictions(R, key.data())) WaveFunctionAddElement(psi, key.data(), {1.0, 1.0});
   };
   const bool fits = FitsInMemory([&] {
     addIfAllowed(0);

@@ -220,16 +220,6 @@ void CheckHermitian(lua_State* L, OperatorType& H, double zero) {
 // --- Solving and giving back
 // ---------------------------------------------------------------------------------
 
-// Each state gets a basis of its own; when memory runs out, the rest keep sharing.
-void SeparateBases(std::vector<WaveFunctionType>& psi) {
-  for (std::size_t i = 1; i < psi.size(); ++i)
-    if (!FitsInMemory([&] { psi[i] = WaveFunctionCopy(psi[i]); })) {
-      Say("WaveFunctionCopy failed in WaveFunctionArraySeperateBasis at length %i of %i\n",
-          static_cast<int>(i), static_cast<int>(psi.size()));
-      return;
-    }
-}
-
 // What the solver could not do it has said; the states stand as they are.
 void Solve(OperatorType& H, Call& call) {
   if (call.ExpandBasis) {
@@ -238,7 +228,7 @@ void Solve(OperatorType& H, Call& call) {
   } else {
     static_cast<void>(BlockLanczosGroundStateConserveBasis(H, 0.0, call.psi, call.settings));
   }
-  SeparateBases(call.psi);
+  WaveFunctionArraySeperateBasis(call.psi);
 }
 
 int GiveBack(lua_State* L, Call& call) {

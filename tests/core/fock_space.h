@@ -171,11 +171,7 @@ inline WaveFunctionType ToState(const FockSpace& space, const Dense& v, bool com
   WaveFunctionType psi(ToLayout(space), complex);
   for (std::size_t n = 0; n < v.size(); ++n) {
     if (v[n] == 0.0) continue;
-    if (complex) {
-      ComplexWaveFunctionAddElement(psi, ToKey(space, n).data(), {v[n].real(), v[n].imag()});
-    } else {
-      RealWaveFunctionAddElement(psi, ToKey(space, n).data(), v[n].real());
-    }
+    WaveFunctionAddElement(psi, ToKey(space, n).data(), {v[n].real(), v[n].imag()});
   }
   return psi;
 }

@@ -42,11 +42,7 @@ WaveFunctionType RandomState(KeyLayout layout, bool complex, int elements) {
       if (random() & 1) key[i / 64] |= OrbitalBit(i);
     for (std::uint32_t b = NFermionBytes(layout.NFermion); b < NWord(layout); ++b)
       SetKeyByte(key.data(), b, static_cast<std::uint8_t>(random()));
-    if (complex) {
-      ComplexWaveFunctionAddElement(psi, key.data(), {value(random), value(random)});
-    } else {
-      RealWaveFunctionAddElement(psi, key.data(), value(random));
-    }
+    WaveFunctionAddElement(psi, key.data(), {value(random), value(random)});
   }
   return psi;
 }

@@ -52,11 +52,7 @@ WaveFunctionType RandomState(std::mt19937& random, std::uint32_t elements, bool 
     Key key(KeyWords(layout));
     key.front() = KeyWord{random() & 0x1f} << 44;
     key.back() ^= KeyWord{random() & 0x1f} << 59;
-    if (complex) {
-      ComplexWaveFunctionAddElement(psi, key.data(), {value(random), value(random)});
-    } else {
-      RealWaveFunctionAddElement(psi, key.data(), value(random));
-    }
+    WaveFunctionAddElement(psi, key.data(), {value(random), value(random)});
   }
   return psi;
 }
@@ -148,8 +144,8 @@ TEST(WaveFunction, TruncationKeepsWhatIsAboveTheThreshold) {
         WaveFunctionType psi(TwentyOrbitals, complex);
         std::vector<Key> expected;
         for (int k = 0; k < 5; ++k)
-          complex ? ComplexWaveFunctionAddElement(psi, KeyOf(k + 1).data(), {0, values[k]})
-                  : RealWaveFunctionAddElement(psi, KeyOf(k + 1).data(), values[k]);
+          WaveFunctionAddElement(psi, KeyOf(k + 1).data(),
+                                 complex ? Complex16(0, values[k]) : Complex16(values[k]));
         for (const int k : c.kept) expected.push_back(KeyOf(k + 1));
         const WaveFunctionType neighbour = shared ? psi : WaveFunctionType();
         WaveFunctionTruncateBasis(psi, c.epsilon);
@@ -299,11 +295,7 @@ TEST(WaveFunctionMemory, StepsAreAllOrNothingAndSayALine) {
     const auto psi = RandomState(random, 40, complex), other = RandomState(random, 500, complex);
     const Key key = KeyOf(0xfffff);
     const std::pair<const char*, std::function<void(WaveFunctionType&)>> steps[] = {
-        {"add an element",
-         [&](auto& a) {
-           complex ? ComplexWaveFunctionAddElement(a, key.data(), 1)
-                   : RealWaveFunctionAddElement(a, key.data(), 1);
-         }},
+        {"add an element", [&](auto& a) { WaveFunctionAddElement(a, key.data(), 1); }},
         {"sum",
          [&](auto& a) {
            WaveFunctionAddComplexMultipliedUnionBasis(a, other, {2, 3});

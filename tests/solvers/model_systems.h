@@ -43,11 +43,7 @@ inline WaveFunctionType MakeState(std::uint32_t orbitals, const std::vector<Mask
   WaveFunctionType psi({orbitals, 0}, complex, 8);
   for (std::size_t k = 0; k < masks.size(); ++k) {
     const Key key = ToKey(space, masks[k]);
-    if (complex) {
-      ComplexWaveFunctionAddElement(psi, key.data(), {values[k].real(), values[k].imag()});
-    } else {
-      RealWaveFunctionAddElement(psi, key.data(), values[k].real());
-    }
+    WaveFunctionAddElement(psi, key.data(), {values[k].real(), values[k].imag()});
   }
   return psi;
 }

@@ -123,8 +123,7 @@ struct ChopPolicy {
 
 WaveFunctionType ConjugateState(const WaveFunctionType& psi) {
   WaveFunctionType result = WaveFunctionCopy(psi);
-  if (auto* values = std::get_if<BlockedArray<Complex16>>(&result.values))
-    for (std::size_t i = 0; i < values->size; ++i) (*values)[i] = Conj((*values)[i]);
+  WaveFunctionConjugate(result);
   return result;
 }
 

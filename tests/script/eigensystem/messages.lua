@@ -52,7 +52,7 @@ local errors = {
   {"Eigensystem called with an operator that has a coefficient that is not a finite number\n",
    inf * H, R, 1},
   {"Eigensystem called with wave-function 2 that has a coefficient that is not a finite number\n",
-   H, {psi, nan * psi}},
+   H, {psi, inf * psi}},
   -- options
   {"Error in option 1, Options should be a LIST of two elements of the form {\"name\",value}\n", H, psi, {1}},
 }
@@ -73,7 +73,7 @@ check.equal("unknown option", message,
 check.equal("untouched", psi.N .. psi.PrefactorDet(1) .. psi.Name, "11start")
 local bent = NewOperator(2, 0, {{0, -1, 1}, {1, -0, 1 + 1e-9}})
 local before = tostring(bent)
-check.ok("not finite", not pcall(Eigensystem, bent, nan * psi))
+check.ok("not finite", not pcall(Eigensystem, bent, inf * psi))
 check.equal("not repaired", tostring(bent), before)
 
 -- Restrictions that nothing fulfils: states without determinants, or, on many orbitals, none at all.

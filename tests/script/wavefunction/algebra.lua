@@ -32,6 +32,10 @@ check.ok("table on the left", ({c, i} * a)[2] == i * a)
 local loop = {}
 loop.loop = loop
 check.error("cyclic table", "Error: table nested deeper than 200 levels, or containing itself\n", meta.__mul, loop, a)
+local doubled = {a}
+for _ = 1, 100 do doubled = {doubled, doubled} end
+check.error("shared tables", "Error: tables shared inside of a table come to more than 4000000 values\n", meta.__mul,
+  {a}, doubled)
 
 local two = NewWavefunction(2, 0, {{"10", 1}})
 local bosons = NewWavefunction(3, 0, {})
@@ -48,6 +52,9 @@ local errors = {
   {"Error, table devided by an operator\n", meta.__div, {}, a},
   {"Error, wavefunction devided by an object of unrecognized type\n", meta.__div, a, b},
   {"Error, wavefunction multiplied with an object of unrecognized type\n", meta.__mul, a, true},
+  {"Error, wavefunction multiplied with a number that is not a number\n", meta.__mul, a, 0 / 0},
+  {"Error, wavefunction multiplied with a number that is not a number\n", meta.__mul, {Complex.New(0, 0 / 0)}, a},
+  {"Error, wavefunction devided by a number that is not a number\n", meta.__div, a, 0 / 0},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
 for _, wrong in ipairs({1, true, {}, NewOperator(3, 0, {})}) do

@@ -18,6 +18,8 @@ check.ok("no orbitals", #Expand(psi, {}) == 1 and Expand(psi, {})[1] == psi)
 local all, sum = Expand(psi, {0, 1, 2}), parts[1]
 for k = 1, #all do sum = sum + all[k] end
 check.ok("parts sum to the state", sum == psi)
+local release = {__len = function() getmetatable(psi).__gc(psi) return 2 end}
+check.equal("a length that would release the state", #Expand(psi, setmetatable({0, 2}, release)), 4)
 
 -- --- ExpandToBasis
 local elements = ExpandToBasis(psi)
@@ -64,6 +66,7 @@ for _, method in ipairs({"Lowdin", "GramSchmidt"}) do
   check.equal(method .. ": zero functions", #Orthonormalize({NewWavefunction(3, 0, {})}, {{"Method", method}}), 0)
   check.equal(method .. ": huge dependent functions", #Orthonormalize({f[1] * 1e12, f[2] * 2e12, f[1] * 3e12}, {{"Method", method}}), 2)
 end
+check.equal("rounding is no direction", #Orthonormalize({f[1], f[1]}, {{"Method", "GramSchmidt"}, {"SingularValue", -1}}), 1)
 -- Löwdin treats two functions alike, Gram-Schmidt keeps the first.
 local x, y = NewWavefunction(2, 0, {{"10", 1}}), NewWavefunction(2, 0, {{"10", 0.6}, {"01", 0.8}})
 local q = Orthonormalize({x, y})
@@ -101,7 +104,7 @@ local errors = {
   {'Error Orthogonalize Option "SingularValue" should be a number and not nan\n', Orthonormalize, {psi}, {{"SingularValue", 0 / 0}}},
   {"bad argument #2 to '?' (number expected, got nan)", Chop, psi, 0 / 0},
   {"Failure in Orthogonalize Sorry\n", Orthonormalize, {psi * 1e200, psi}},
-  {"Failure in Orthogonalize Sorry\n", Orthonormalize, {psi * (0 / 0)}, {{"Method", "GramSchmidt"}}},
+  {"Failure in Orthogonalize Sorry\n", Orthonormalize, {psi / 0}, {{"Method", "GramSchmidt"}}},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
 for _, f in ipairs({DeterminantString, Expand, ExpandToBasis, TensorProduct, Orthonormalize}) do

@@ -106,6 +106,7 @@ local set = {
 for _, e in ipairs(set) do check.error(e[2], e[1], meta.__newindex, w, e[2], e[3]) end
 check.equal("the bosons stay", w.NB, 1)
 check.ok("modes in the text of a determinant", w.PrefactorDet("11 00") == 1 and w.PrefactorDet("1101") == 0)
+check.ok("a blank inside of a mode", not pcall(w.PrefactorDet, "110 0"))
 
 local call = {
   {"Errorr, call to chop with 2 arguments, expected 0 or 1\n", psi.Chop, 1, 2},
