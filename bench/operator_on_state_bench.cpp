@@ -3,7 +3,8 @@
 //
 // Counters: ns_pair, time for each pair of determinant and term; ns_survivor, time for each term that
 // survives; cycles_survivor, the same in clock cycles that the machine really gave, which a shared machine
-// changes by the minute; new, determinants of the result; survivors, results for each determinant.
+// changes by the minute; new, determinants of the result; survivors, results for each determinant;
+// bytes_besides, memory of the result for each determinant beyond key and value.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -89,8 +90,13 @@ void GrowingBasis(benchmark::State& state) {
   const auto orbitals = static_cast<std::uint32_t>(state.range(1));
   const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
   const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
-  double result = 0;
-  const CycleRate rate = Timed(state, [&] { result = ElementCount(OperatorPsi(H, psi)); });
+  double result = 0, bytes = 0;
+  const CycleRate rate = Timed(state, [&] {
+    const WaveFunctionType Hpsi = OperatorPsi(H, psi);
+    result = ElementCount(Hpsi);
+    bytes = static_cast<double>(OwnedBytes(Hpsi));
+  });
+  state.counters["bytes_besides"] = bytes / result - 8.0 * (KeyWords(Layout(psi)) + 1);
   Report(state, CompileOperator(H, nullptr, ElementCount(psi)), psi, rate, result);
 }
 

@@ -163,7 +163,7 @@ std::vector<KeyWord> ByteRows(const std::vector<KeyWord>& halves, std::uint32_t 
 void BuildLookUp(CompiledOperator& C, std::size_t elements) {
   const std::uint32_t bytes = NFermionBytes(C.layout.NFermion);
   C.plainTerms = C.terms;
-  if (elements < LookUpPays || bytes == 0) return;
+  if (elements < LookUpPays || bytes == 0 || C.terms == 0) return;
   if (!C.QLader && !QCountsBosons(C.Restrictions)) MoveDiagonalBehind(C);
   C.plainWords = (C.plainTerms + 63) / 64;
   C.rowWords = CompiledOperator::RowGrain *

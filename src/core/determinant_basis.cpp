@@ -45,6 +45,24 @@ void ResizeIndex(DeterminantBasis& basis, std::size_t size) {
   basis.buckets.swap(buckets);
 }
 
+// Enters all elements into an index that is empty.
+template <class Words>
+void EnterAll(DeterminantBasis& basis, Words words) {
+  constexpr std::uint32_t ahead = 16;
+  std::uint32_t hashes[ahead];
+  const std::uint32_t N = basis.N;
+  const auto prepare = [&](std::uint32_t i) {
+    hashes[i % ahead] = KeyHash(KeyAt(basis, i, words), words);
+    __builtin_prefetch(&basis.buckets[HomeBucket(hashes[i % ahead], basis.buckets.size())], 1);
+  };
+  for (std::uint32_t i = 1; i <= std::min(N, ahead - 1); ++i) prepare(i);
+  for (std::uint32_t i = 1; i <= N; ++i) {
+    if (i + ahead - 1 <= N) prepare(i + ahead - 1);
+    const std::uint32_t hash = hashes[i % ahead];
+    Enter(basis.buckets, HomeBucket(hash, basis.buckets.size()), hash, i);
+  }
+}
+
 }  // namespace
 
 DeterminantBasis::DeterminantBasis(KeyLayout keyLayout, std::uint32_t bits)
@@ -52,14 +70,14 @@ DeterminantBasis::DeterminantBasis(KeyLayout keyLayout, std::uint32_t bits)
 
 std::uint32_t BasisFind(const DeterminantBasis& basis, const KeyWord* key) {
   if (basis.buckets.empty()) return 0;
-  const std::uint32_t words = KeyWords(basis.layout);
-  return FindHashed(basis, key, words, KeyHash(key, words));
+  return DispatchKeys(basis.layout,
+                      [&](auto words) { return FindHashed(basis, key, words, KeyHash(key, words)); });
 }
 
 std::uint32_t BasisAdd(DeterminantBasis& basis, const KeyWord* key) {
   BasisMakeRoom(basis, std::size_t{basis.N} + 1, 0);
-  const std::uint32_t words = KeyWords(basis.layout);
-  return AddHashed(basis, key, words, KeyHash(key, words));
+  return DispatchKeys(basis.layout,
+                      [&](auto words) { return AddHashed(basis, key, words, KeyHash(key, words)); });
 }
 
 void BasisMakeRoom(DeterminantBasis& basis, std::size_t elements, std::size_t wanted) {
@@ -80,7 +98,7 @@ void BasisFit(DeterminantBasis& basis) noexcept {
 
 void BasisHash(const DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
                std::uint32_t* numbers) {
-  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+  DispatchKeys(basis.layout, [&](auto words) {
     for (std::uint32_t i = 0; i < count; ++i) {
       numbers[i] = KeyHash(keys + std::size_t{i} * words, words);
       __builtin_prefetch(basis.buckets.data() + HomeBucket(numbers[i], basis.buckets.size()));
@@ -94,10 +112,9 @@ void BasisFindBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uin
     std::fill_n(numbers, count, 0);
     return;
   }
-  DispatchWords(KeyWords(basis.layout), [&](auto words) {
-    ForEachNumber(
+  DispatchKeys(basis.layout, [&](auto words) {
+    FindEach(
         basis, words, keys, numbers, count, [](std::uint32_t) {},
-        [&](const KeyWord* key, std::uint32_t hash) { return FindHashed(basis, key, words, hash); },
         [&](std::uint32_t i, std::uint32_t number) { numbers[i] = number; });
   });
 }
@@ -105,8 +122,8 @@ void BasisFindBatch(const DeterminantBasis& basis, const KeyWord* keys, std::uin
 void BasisAddBatch(DeterminantBasis& basis, const KeyWord* keys, std::uint32_t count,
                    std::uint32_t* numbers) {
   BasisMakeRoom(basis, std::size_t{basis.N} + count, 0);
-  DispatchWords(KeyWords(basis.layout), [&](auto words) {
-    ForEachNumber(
+  DispatchKeys(basis.layout, [&](auto words) {
+    AddEach(
         basis, words, keys, numbers, count, [](std::uint32_t) {},
         [&](const KeyWord* key, std::uint32_t hash) { return AddHashed(basis, key, words, hash); },
         [&](std::uint32_t i, std::uint32_t number) { numbers[i] = number; });
@@ -121,19 +138,7 @@ void BasisShrink(DeterminantBasis& basis, std::uint32_t N) noexcept {
     static_cast<void>(FitsInMemory([&] { BucketTable(BucketsFor(N)).swap(basis.buckets); }));
   }
   std::fill(basis.buckets.begin(), basis.buckets.end(), Bucket{});
-  const std::uint32_t words = KeyWords(basis.layout);
-  constexpr std::uint32_t ahead = 16;
-  std::uint32_t hashes[ahead];
-  const auto prepare = [&](std::uint32_t i) {
-    hashes[i % ahead] = KeyHash(basis.keys.at(i), words);
-    __builtin_prefetch(&basis.buckets[HomeBucket(hashes[i % ahead], basis.buckets.size())], 1);
-  };
-  for (std::uint32_t i = 1; i <= std::min(N, ahead - 1); ++i) prepare(i);
-  for (std::uint32_t i = 1; i <= N; ++i) {
-    if (i + ahead - 1 <= N) prepare(i + ahead - 1);
-    const std::uint32_t hash = hashes[i % ahead];
-    Enter(basis.buckets, HomeBucket(hash, basis.buckets.size()), hash, i);
-  }
+  DispatchKeys(basis.layout, [&](auto words) { EnterAll(basis, words); });
 }
 
 bool QSameBasis(const DeterminantBasis& a, const DeterminantBasis& b) {

@@ -3,9 +3,10 @@
 //
 // Looking up goes in three steps, so that misses of the cache overlap with each other and with other work:
 // a hash is made and its bucket fetched (BasisHash); the bucket is searched, and what goes with the number
-// found is fetched; the stored key is compared. The last two steps are ForEachNumber.
+// found is fetched; the stored key is compared. The last two steps are FindEach and AddEach.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 
 #include "core/determinant_basis.h"
@@ -15,6 +16,23 @@
 #endif
 
 namespace fermix {
+
+// Keys of at most 31 bits: their hash is one-to-one, so that equal hashes mean equal keys.
+struct NarrowKeys : std::integral_constant<std::uint32_t, 1> {};
+
+// Calls f with the number of words of a key, as DispatchWords, or with NarrowKeys.
+template <class F>
+decltype(auto) DispatchKeys(const KeyLayout& layout, F&& f) {
+  if ((layout.NBoson ? 8 * NWord(layout) : layout.NFermion) <= 31) return f(NarrowKeys{});
+  return DispatchWords(KeyWords(layout), std::forward<F>(f));
+}
+
+// Both steps, a shift and a multiplication by an odd number, can be undone in 31 bits. Never 0.
+inline std::uint32_t KeyHash(const KeyWord* key, NarrowKeys) {
+  auto y = static_cast<std::uint32_t>(*key >> 33);
+  y ^= y >> 16;
+  return (y * 0x9e3779b1u) << 1 | 1;
+}
 
 // One wide multiplication for each word, its halves folded: keys are dense bit patterns at the top of a word,
 // and the middle bits of the product depend on all of them. Never 0.
@@ -56,6 +74,12 @@ inline const KeyWord* KeyAt(const DeterminantBasis& basis, std::uint32_t i, Word
   return &basis.keys.blocks[i / BlockElements][i % BlockElements * words];
 }
 
+// True when element number, found by the hash of key, has that key.
+template <class Words>
+inline bool QHolds(const DeterminantBasis& basis, std::uint32_t number, const KeyWord* key, Words words) {
+  return std::is_same_v<Words, NarrowKeys> || SameKey(KeyAt(basis, number, words), key, words);
+}
+
 // The number of key, 0 if it is not there. The basis has an index.
 template <class Words>
 std::uint32_t FindHashed(const DeterminantBasis& basis, const KeyWord* key, Words words, std::uint32_t hash) {
@@ -64,7 +88,7 @@ std::uint32_t FindHashed(const DeterminantBasis& basis, const KeyWord* key, Word
     const DeterminantBasis::Bucket& bucket = basis.buckets[b];
     for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
       const std::uint32_t number = bucket.number[std::countr_zero(matches)];
-      if (SameKey(KeyAt(basis, number, words), key, words)) return number;
+      if (QHolds(basis, number, key, words)) return number;
     }
     if (!bucket.hash[DeterminantBasis::Bucket::Places - 1]) return 0;
   }
@@ -78,7 +102,7 @@ std::uint32_t AddHashed(DeterminantBasis& basis, const KeyWord* key, Words words
     DeterminantBasis::Bucket& bucket = basis.buckets[b];
     for (unsigned matches = Matches(bucket, hash); matches; matches &= matches - 1) {
       const std::uint32_t number = bucket.number[std::countr_zero(matches)];
-      if (SameKey(KeyAt(basis, number, words), key, words)) return number;
+      if (QHolds(basis, number, key, words)) return number;
     }
     const unsigned empty = Matches(bucket, 0);
     if (!empty) continue;
@@ -89,37 +113,70 @@ std::uint32_t AddHashed(DeterminantBasis& basis, const KeyWord* key, Words words
   }
 }
 
-// For each of count keys that stand one behind the other, in order: use(i, number). hashes are those of
-// BasisHash. fetch(number) may fetch what use will need, and is called before it for a number that is
-// probably the right one; missing(key, hash) gives the number where it was not. The basis has an index.
-template <class Words, class Fetch, class Missing, class Use>
-inline void ForEachNumber(const DeterminantBasis& basis, Words words, const KeyWord* keys,
-                          const std::uint32_t* hashes, std::uint32_t count, Fetch&& fetch, Missing&& missing,
-                          Use&& use) {
-  constexpr std::uint32_t Ahead = 64;
+// What the home buckets tell about some keys.
+struct Probes {
+  static constexpr std::uint32_t Count = 64;
+  std::uint32_t candidate[Count];  // the first number that goes with the hash, 0 if none does
+  bool further[Count];             // none does, but the bucket has run over into the next one
+};
+
+// Looks into the home buckets of count hashes, and fetches ahead: stored keys, the next bucket where it is
+// needed, and by fetch(number) whatever the caller will need of an element.
+template <class Words, class Fetch>
+inline void ProbeBuckets(const DeterminantBasis& basis, Words words, const std::uint32_t* hashes,
+                         std::uint32_t count, Probes& probes, Fetch&& fetch) {
   constexpr unsigned last = DeterminantBasis::Bucket::Places - 1;
-  std::uint32_t candidates[Ahead];
-  for (std::uint32_t first = 0; first < count; first += Ahead) {
-    const std::uint32_t part = count - first < Ahead ? count - first : Ahead;
-    const std::size_t size = basis.buckets.size();
-    for (std::uint32_t i = 0; i < part; ++i) {
-      const std::uint32_t hash = hashes[first + i];
-      const std::size_t b = HomeBucket(hash, size);
-      const DeterminantBasis::Bucket& bucket = basis.buckets[b];
-      const unsigned matches = Matches(bucket, hash);
-      // Without a match the sentinel, which is at hand.
-      const std::uint32_t candidate =
-          bucket.number[std::countr_zero(matches | 1u << last)] & -std::uint32_t{matches != 0};
-      candidates[i] = candidate;
-      __builtin_prefetch(KeyAt(basis, candidate, words));
-      fetch(candidate);
-      // A full bucket without a match has run over into the next one.
-      __builtin_prefetch(&basis.buckets[matches == 0 && bucket.hash[last] ? NextBucket(b, size) : b]);
-    }
+  const std::size_t size = basis.buckets.size();
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::size_t b = HomeBucket(hashes[i], size);
+    const DeterminantBasis::Bucket& bucket = basis.buckets[b];
+    const unsigned matches = Matches(bucket, hashes[i]);
+    // Without a match the sentinel, which is at hand.
+    const std::uint32_t candidate =
+        bucket.number[std::countr_zero(matches | 1u << last)] & -std::uint32_t{matches != 0};
+    probes.candidate[i] = candidate;
+    if constexpr (!std::is_same_v<Words, NarrowKeys>) __builtin_prefetch(KeyAt(basis, candidate, words));
+    fetch(candidate);
+    const bool further = matches == 0 && bucket.hash[last];
+    probes.further[i] = further;
+    __builtin_prefetch(&basis.buckets[further ? NextBucket(b, size) : b]);
+  }
+}
+
+// For each of count keys that stand one behind the other, in order: use(i, number), with number 0 for a key
+// that is not there. hashes are those of BasisHash; fetch as above. The basis has an index.
+template <class Words, class Fetch, class Use>
+inline void FindEach(const DeterminantBasis& basis, Words words, const KeyWord* keys,
+                     const std::uint32_t* hashes, std::uint32_t count, Fetch&& fetch, Use&& use) {
+  Probes probes;
+  for (std::uint32_t first = 0; first < count; first += Probes::Count) {
+    const std::uint32_t part = std::min(count - first, Probes::Count);
+    ProbeBuckets(basis, words, hashes + first, part, probes, fetch);
     for (std::uint32_t i = 0; i < part; ++i) {
       const KeyWord* key = keys + std::size_t{first + i} * words;
-      const std::uint32_t c = candidates[i];
-      use(first + i, c && SameKey(KeyAt(basis, c, words), key, words) ? c : missing(key, hashes[first + i]));
+      const std::uint32_t c = probes.candidate[i];
+      // Which keys are there can't be predicted: no branch on that.
+      const bool holds = QHolds(basis, c, key, words);
+      std::uint32_t number = c & -std::uint32_t{holds};
+      if (probes.further[i] || (!holds && c)) [[unlikely]]
+        number = FindHashed(basis, key, words, hashes[first + i]);
+      use(first + i, number);
+    }
+  }
+}
+
+// The same, where add(key, hash) gives the number of a key that is not there yet.
+template <class Words, class Fetch, class Add, class Use>
+inline void AddEach(const DeterminantBasis& basis, Words words, const KeyWord* keys,
+                    const std::uint32_t* hashes, std::uint32_t count, Fetch&& fetch, Add&& add, Use&& use) {
+  Probes probes;
+  for (std::uint32_t first = 0; first < count; first += Probes::Count) {
+    const std::uint32_t part = std::min(count - first, Probes::Count);
+    ProbeBuckets(basis, words, hashes + first, part, probes, fetch);
+    for (std::uint32_t i = 0; i < part; ++i) {
+      const KeyWord* key = keys + std::size_t{first + i} * words;
+      const std::uint32_t c = probes.candidate[i];
+      use(first + i, c && QHolds(basis, c, key, words) ? c : add(key, hashes[first + i]));
     }
   }
 }

@@ -34,8 +34,8 @@ template <class T>
 void AddResults(const SurvivingTerms& results, const ResultValues<T>& added, std::size_t wanted,
                 DeterminantBasis& basis, BlockedArray<T>& values) {
   BasisMakeRoom(basis, std::size_t{basis.N} + results.count, wanted);
-  DispatchWords(KeyWords(basis.layout), [&](auto words) {
-    ForEachNumber(
+  DispatchKeys(basis.layout, [&](auto words) {
+    AddEach(
         basis, words, results.keys.data(), results.numbers.data(), results.count,
         [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
         [&](const KeyWord* key, std::uint32_t hash) {
@@ -53,12 +53,10 @@ template <class T>
 void AddResultsInside(const SurvivingTerms& results, const ResultValues<T>& added,
                       const DeterminantBasis& basis, BlockedArray<T>& values) {
   if (basis.buckets.empty()) return;
-  DispatchWords(KeyWords(basis.layout), [&](auto words) {
-    ForEachNumber(
+  DispatchKeys(basis.layout, [&](auto words) {
+    FindEach(
         basis, words, results.keys.data(), results.numbers.data(), results.count,
-        [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
-        [&](const KeyWord* key, std::uint32_t hash) { return FindHashed(basis, key, words, hash); },
-        Adder(results, added, values));
+        [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); }, Adder(results, added, values));
   });
 }
 

@@ -15,6 +15,8 @@ namespace {
 constexpr std::size_t RowsAtOnce = 1024;
 // How far ahead sums are fetched: some hundred nanoseconds of entries.
 constexpr std::uint32_t EntriesAhead = 32;
+// Sums of so many bytes stay in the second-level cache.
+constexpr std::size_t NearBytes = std::size_t{1} << 18;
 
 template <class C>
 std::size_t SlabBytes(const RowSlab<C>& slab) {
@@ -138,8 +140,8 @@ NumberedState<T> TakeSums(NumberedSums<T>& sums) {
   return result;
 }
 
-// Adds the entries of row r times x.
-template <class C, class X, class T>
+// Adds the entries of row r times x. Far: the sums do not fit the second-level cache and are fetched ahead.
+template <bool Far, class C, class X, class T>
 inline void AddRow(const RowSlab<C>& slab, std::size_t r, X x, NumberedSums<T>& sums) {
   const std::uint32_t* target = slab.target.data();
   const C* coefficient = slab.value.data();
@@ -148,7 +150,11 @@ inline void AddRow(const RowSlab<C>& slab, std::size_t r, X x, NumberedSums<T>& 
   std::uint32_t *order = sums.order.data(), count = sums.count;
   const std::size_t last = slab.target.size() - 1, end = slab.start[r + 1];
   for (std::size_t e = slab.start[r]; e < end; ++e) {
-    __builtin_prefetch(&value[target[std::min(e + EntriesAhead, last)]], 1);
+    if constexpr (Far) {
+      const std::uint32_t ahead = target[std::min(e + EntriesAhead, last)];
+      __builtin_prefetch(&value[ahead], 1);
+      __builtin_prefetch(&met[ahead], 1);
+    }
     const std::uint32_t number = target[e];
     order[count] = number;  // no branch: whether a number is new can't be predicted
     count += 1 - met[number];
@@ -177,14 +183,18 @@ NumberedState<T> OperatorRowsMultiply(OperatorRows<C>& O, const NumberedState<X>
       const std::size_t end = std::min(x.number.size(), first + RowsAtOnce);
       PrepareRows(O, writer, x.number.data() + first, end - first, scratch);
       MakeRoom(sums, std::size_t{O.numbering->N} + 1);
-      std::size_t unremembered = 0;
-      for (std::size_t i = first; i < end; ++i) {
-        const std::uint32_t row = O.rowOf[x.number[i]];
-        if (row) {
-          AddRow(O.slabs[(row - 1) / O.RowsPerSlab], (row - 1) % O.RowsPerSlab, x.value[i], sums);
-        } else {
-          AddRow(scratch, unremembered++, x.value[i], sums);
+      const auto add = [&](auto far) {
+        std::size_t unremembered = 0;
+        for (std::size_t i = first; i < end; ++i) {
+          const std::uint32_t row = O.rowOf[x.number[i]];
+          const RowSlab<C>& slab = row ? O.slabs[(row - 1) / O.RowsPerSlab] : scratch;
+          AddRow<far>(slab, row ? (row - 1) % O.RowsPerSlab : unremembered++, x.value[i], sums);
         }
+      };
+      if (sums.value.size() * sizeof(T) > NearBytes) {
+        add(std::true_type{});
+      } else {
+        add(std::false_type{});
       }
     }
     return TakeSums(sums);

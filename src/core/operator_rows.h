@@ -17,29 +17,29 @@ namespace fermix {
 // A state on a numbering. Elements stand in the order in which they arose, each number once.
 template <class T>
 struct NumberedState {
-  std::vector<std::uint32_t> number;
-  std::vector<T> value;
+  LargeVector<std::uint32_t> number;
+  LargeVector<T> value;
 };
 
 // Rows one behind the other: row r has the entries start[r] .. start[r + 1] - 1.
 template <class T>
 struct RowSlab {
   std::vector<std::size_t> start{0};
-  std::vector<std::uint32_t> target;
-  std::vector<T> value;
+  LargeVector<std::uint32_t> target;
+  LargeVector<T> value;
 };
 
 // Sums by number. Between calls all are zero and none is met.
 template <class T>
 struct NumberedSums {
-  std::vector<T> value;
-  std::vector<std::uint8_t> met;     // 1 for a number that is in order
-  std::vector<std::uint32_t> order;  // numbers in the order in which they were met
+  LargeVector<T> value;
+  LargeVector<std::uint8_t> met;     // 1 for a number that is in order
+  LargeVector<std::uint32_t> order;  // numbers in the order in which they were met
   std::uint32_t count = 0;
 };
 
 // Scratch for sums and inner products: the place of each number in a state, counted from 1.
-using NumberedPlaces = std::vector<std::uint32_t>;
+using NumberedPlaces = LargeVector<std::uint32_t>;
 
 // C is double for a real operator and Complex16 for the others.
 template <class C>

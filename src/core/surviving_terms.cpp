@@ -125,6 +125,11 @@ inline void Apply(const CompiledOperator::Action* actions, Words words, const Ke
     __builtin_prefetch(buckets + HomeBucket(hashes[i], size));
   }
 }
+FERMIX_POPCOUNT_CLONES void ApplyNarrow(const CompiledOperator::Action* actions, const KeyWord* key,
+                                        const DeterminantBasis& target, std::uint32_t count,
+                                        std::uint32_t* term, KeyWord* keys, std::uint32_t* hashes) {
+  Apply(actions, NarrowKeys{}, key, target, count, term, keys, hashes);
+}
 FERMIX_POPCOUNT_CLONES void ApplyOneWord(const CompiledOperator::Action* actions, const KeyWord* key,
                                          const DeterminantBasis& target, std::uint32_t count,
                                          std::uint32_t* term, KeyWord* keys, std::uint32_t* hashes) {
@@ -210,13 +215,18 @@ std::uint32_t FindSurvivingTerms(const CompiledOperator& O, const KeyWord* key, 
   }
   KeyWord* keys = out.keys.data() + std::size_t{first} * O.words;
   std::uint32_t* hashes = out.numbers.data() + first;
-  if (O.words == 1) {
-    ApplyOneWord(O.actions.data(), key, out.target, found, term, keys, hashes);
-  } else if (O.words == 2) {
-    ApplyTwoWords(O.actions.data(), key, out.target, found, term, keys, hashes);
-  } else {
-    Apply(O.actions.data(), O.words, key, out.target, found, term, keys, hashes);
-  }
+  DispatchKeys(O.layout, [&](auto words) {
+    using Words = decltype(words);
+    if constexpr (std::is_same_v<Words, NarrowKeys>) {
+      ApplyNarrow(O.actions.data(), key, out.target, found, term, keys, hashes);
+    } else if constexpr (std::is_same_v<Words, std::integral_constant<std::uint32_t, 1>>) {
+      ApplyOneWord(O.actions.data(), key, out.target, found, term, keys, hashes);
+    } else if constexpr (std::is_same_v<Words, std::integral_constant<std::uint32_t, 2>>) {
+      ApplyTwoWords(O.actions.data(), key, out.target, found, term, keys, hashes);
+    } else {
+      Apply(O.actions.data(), words, key, out.target, found, term, keys, hashes);
+    }
+  });
   out.count += found;
   if (plain) return first;
   if (O.QLader) ApplyLaders(O, key, first, out);

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <vector>
 
 namespace fermix {
 
@@ -38,5 +39,8 @@ struct LargePageAllocator {
   }
   friend bool operator==(const LargePageAllocator&, const LargePageAllocator&) { return true; }
 };
+
+template <class T>
+using LargeVector = std::vector<T, LargePageAllocator<T>>;
 
 }  // namespace fermix
