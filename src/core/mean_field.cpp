@@ -52,13 +52,12 @@ int PrepareMeanField(const OperatorType& O, const CompactMatrixType& Rho, Operat
     return Fail("ERROR: Density matrix is not finite in MeanFieldOperatorOneElectronMatrix\n");
 
   OperatorType result = NormalOrderOperator(O, QDetNotOrderedFcFaBcBa);
-  bool reducible = true, finite = true;
+  bool reducible = true;
   ForEachTerm(result, [&](const LadderIndex* lader, std::uint32_t length, Complex16 v) {
     reducible = reducible && (v == Complex16(0) || QReducible(lader, length, NFermion));
-    finite = finite && std::isfinite(v.re) && std::isfinite(v.im);
   });
   if (!reducible) return NotReducible();
-  if (!finite) return Fail("ERROR: Operator is not finite in MeanFieldOperatorOneElectronMatrix\n");
+  if (!QFinite(result)) return Fail("ERROR: Operator is not finite in MeanFieldOperatorOneElectronMatrix\n");
   ordered = std::move(result);
   return 0;
 }

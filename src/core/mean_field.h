@@ -65,10 +65,11 @@ struct MeanFieldSettings {
 // by, and breaks no symmetry that Rho has. energy is the energy of O under the density; constants count
 // unless there are no electrons.
 //
-// The search ends when the energy has settled, which leaves an error of the order of its square root in the
-// density matrix. Densities are mixed linearly, after 700 steps as Pulay does. When it has not after 1000
-// steps, the energies are listed and the last density is given. Status 1 also when O or Rho is not Hermitian
-// within 1e-8 of its largest element, or the electrons can't be distributed (core/thermal_filling.h).
+// The search ends when the energy and the density that comes out of a step have settled; the density matrix
+// is left with an error of the order of the root of that of the energy. Densities are mixed linearly, after
+// 700 steps as Pulay does. When nothing has settled after 1000 steps, the energies are listed and the last
+// density is given. Status 1 also when O or Rho is not Hermitian within 1e-8 of its largest element, or the
+// electrons can't be distributed (core/thermal_filling.h).
 [[nodiscard]] int MeanFieldGroundstate(const OperatorType& O, CompactMatrixType& Rho, double temperature,
                                        double& energy);
 

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace fermix {
 
@@ -20,7 +23,10 @@ void DispatchOrder(OrderPredicate order, F&& f) {
   }
 }
 
-// An insertion sort that follows the (anti)commutators.
+// An insertion sort that follows the (anti)commutators. What contractions leave of a short string is sorted
+// at once. The number of ways to contract a long one is a factorial, that of different strings they leave
+// often is not: these are gathered, equal ones merged, and sorted length by length. Terms arrive in a table
+// in the same order either way.
 template <class T, class Order>
 class NormalOrdering {
  public:
@@ -29,22 +35,28 @@ class NormalOrdering {
   void add(const LadderIndex* lader, std::uint32_t sorted, std::uint32_t length, T value) {
     WorkString work(length);
     std::copy_n(lader, length, work.data());
-    sort(work.data(), sorted, length, value, 0);
-    for (std::size_t k = 0; k < postponed_.size(); ++k) {
-      Postponed next = std::move(postponed_[k]);
-      sort(next.string.data(), next.sorted, static_cast<std::uint32_t>(next.string.size()), next.value, 0);
-    }
+    sort(work.data(), sorted, length, value);
+    while (const std::unique_ptr<Gathered> strings = std::move(gathered_))
+      for (const auto string : strings->arrival) {
+        const auto& [shorter, rest] = *string;
+        std::copy(shorter.begin(), shorter.end(), work.data());
+        sort(work.data(), rest.sorted, static_cast<std::uint32_t>(shorter.size()), rest.value);
+      }
   }
 
  private:
-  struct Postponed {
-    std::vector<LadderIndex> string;
+  // Strings of one length, and the order in which they came.
+  struct Rest {
     std::uint32_t sorted;
     T value;
   };
+  struct Gathered {
+    std::map<std::vector<LadderIndex>, Rest> strings;
+    std::vector<typename decltype(strings)::iterator> arrival;
+  };
 
   // Adds value * W, of which the first `sorted` elements are in order.
-  void sort(LadderIndex* W, std::uint32_t sorted, std::uint32_t length, T value, std::uint32_t depth) {
+  void sort(LadderIndex* W, std::uint32_t sorted, std::uint32_t length, T value) {
     const std::uint32_t NFermion = O_.layout.NFermion;
     for (std::uint32_t i = sorted; i < length; ++i) {
       const LadderIndex a = W[i];
@@ -57,7 +69,7 @@ class NormalOrdering {
         W[j - 1] = a;
         if (action == OrderAction::Commute) continue;
         if (action != OrderAction::FermionExchange && LadderOrbital(a) == LadderOrbital(b))
-          contract(W, i, j, length, action == OrderAction::BosonAntiContraction ? -value : value, depth);
+          contract(W, i, j, length, action == OrderAction::BosonAntiContraction ? -value : value);
         if (action == OrderAction::FermionContraction || action == OrderAction::FermionExchange)
           value = -value;
       }
@@ -66,36 +78,41 @@ class NormalOrdering {
   }
 
   // Adds W without its elements j - 1 and j. What stands below i is in order and stays so without the pair.
-  void contract(const LadderIndex* W, std::uint32_t i, std::uint32_t j, std::uint32_t length, T value,
-                std::uint32_t depth) {
-    const auto without = [&](LadderIndex* out) {
-      std::copy(W + j + 1, W + length, std::copy(W, W + j - 1, out));
-    };
-    if constexpr (!IsComplex<T>) {
-      // What falls into a complex table is complex from there on, with all that it leaves.
-      if (length - 2 <= MaxLength(O_) && QComplexTable(O_.l[length - 2])) {
-        WorkString shorter(length - 2);
-        without(shorter.data());
-        return NormalOrdering<Complex16, Order>(O_, order_)
-            .add(shorter.data(), std::max(i - 1, 1u), length - 2, value);
-      }
-    }
-    if (depth == MaxDepth) {
-      Postponed& later = postponed_.emplace_back(
-          Postponed{std::vector<LadderIndex>(length - 2), std::max(i - 1, 1u), value});
-      return without(later.string.data());
+  void contract(const LadderIndex* W, std::uint32_t i, std::uint32_t j, std::uint32_t length, T value) {
+    const std::uint32_t sorted = std::max(i - 1, 1u);
+    if (length > LongestAtOnce) {
+      std::vector<LadderIndex> shorter(W, W + j - 1);
+      shorter.insert(shorter.end(), W + j + 1, W + length);
+      return gather(std::move(shorter), sorted, value);
     }
     WorkString shorter(length - 2);
-    without(shorter.data());
-    sort(shorter.data(), std::max(i - 1, 1u), length - 2, value, depth + 1);
+    std::copy(W + j + 1, W + length, std::copy(W, W + j - 1, shorter.data()));
+    if (QTurnsComplex(length - 2)) return addComplex(shorter.data(), sorted, length - 2, value);
+    sort(shorter.data(), sorted, length - 2, value);
   }
 
-  // Contractions of contractions: no operator of physics comes near, but a script may write a string of any
-  // length, and the stack is finite.
-  static constexpr std::uint32_t MaxDepth = 500;
+  void gather(std::vector<LadderIndex> shorter, std::uint32_t sorted, T value) {
+    const auto length = static_cast<std::uint32_t>(shorter.size());
+    if (QTurnsComplex(length)) return addComplex(shorter.data(), sorted, length, value);
+    if (!gathered_) gathered_ = std::make_unique<Gathered>();
+    const auto [string, fresh] = gathered_->strings.try_emplace(std::move(shorter), Rest{sorted, T{}});
+    if (fresh) gathered_->arrival.push_back(string);
+    string->second.sorted = std::max(string->second.sorted, sorted);
+    string->second.value += value;
+  }
+
+  // What falls into a complex table is complex from there on, with all that it leaves.
+  bool QTurnsComplex(std::uint32_t length) const {
+    return !IsComplex<T> && length <= MaxLength(O_) && QComplexTable(O_.l[length]);
+  }
+  void addComplex(const LadderIndex* lader, std::uint32_t sorted, std::uint32_t length, Complex16 value) {
+    NormalOrdering<Complex16, Order>(O_, order_).add(lader, sorted, length, value);
+  }
+
+  static constexpr std::uint32_t LongestAtOnce = 12;  // at most 720 ways
   OperatorType& O_;
   const Order& order_;
-  std::vector<Postponed> postponed_;
+  std::unique_ptr<Gathered> gathered_;
 };
 
 template <class T>

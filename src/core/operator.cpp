@@ -219,6 +219,14 @@ std::uint32_t QComplex(const OperatorType& O) {
   return complex == 0 ? 0 : complex == tables ? 1 : 2;
 }
 
+bool QFinite(const OperatorType& O) {
+  bool finite = true;
+  ForEachTerm(O, [&](const LadderIndex*, std::uint32_t, Complex16 v) {
+    finite = finite && std::isfinite(v.re) && std::isfinite(v.im);
+  });
+  return finite;
+}
+
 OperatorType InitOperator(std::uint32_t NFermion, std::uint32_t NBoson) {
   OperatorType O;
   O.layout = {NFermion, NBoson};

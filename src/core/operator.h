@@ -73,6 +73,9 @@ void ForEachTerm(const OperatorType& O, F&& f) {
 // 0 real, 1 complex, 2 mixed; tables without terms do not vote.
 std::uint32_t QComplex(const OperatorType& O);
 
+// No coefficient is infinite or not a number.
+bool QFinite(const OperatorType& O);
+
 // An operator without terms on NF orbitals and NB modes.
 OperatorType InitOperator(std::uint32_t NFermion, std::uint32_t NBoson);
 // Name, space, restrictions and table sizes of Source, without its terms.

@@ -204,6 +204,7 @@ int HermitianOperatorNormalOrderExponent(const OperatorType& O, Complex16 factor
     OperatorSetMaxLength(product);
   }
   OperatorScale(product, Exp(factor * constant));
+  if (!QFinite(product)) return Fail("OperatorExponent failed, the exponent is not finite\n");
   product.Name = O.Name;
   product.Restrictions = O.Restrictions;
   result = std::move(product);

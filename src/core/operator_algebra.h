@@ -25,7 +25,7 @@ Complex16 OperatorTraceAverage(const OperatorType& O, const std::vector<std::uin
 
 // exp(factor O) for a Hermitian O of at most one-particle form, exactly: a product over its eigenorbitals, of
 // which those with the factor 1 are left out. The number of terms doubles with each of the others.
-// Status 1 after a line that says why O is refused; result is then left alone.
+// Status 1 after a line that says why O is refused, or that the result is not finite; it is then left alone.
 [[nodiscard]] int HermitianOperatorNormalOrderExponent(const OperatorType& O, Complex16 factor,
                                                        OperatorType& result, OrderPredicate order);
 

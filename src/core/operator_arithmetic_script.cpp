@@ -30,8 +30,7 @@ int PushSum(lua_State* L, double sign) {
     return lua_push(L, std::move(result));
   }
   const OperatorType& B = *CheckRecord<OperatorType>(L, 2);
-  CheckSameSpace(L, A.layout, B.layout,
-                 sign > 0 ? "Adding two operators with" : "Subtracting two operators with");
+  CheckSameSpace(L, A.layout, B.layout, "Adding two operators with");
   OperatorType result = A;
   OperatorAdd(result, B, sign);
   return lua_push(L, std::move(result));

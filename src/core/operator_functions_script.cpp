@@ -11,13 +11,17 @@
 
 namespace fermix {
 
-std::vector<std::uint32_t> CheckOrbitalsOrWarn(lua_State* L, int index, std::uint32_t NFermion) {
+namespace {
+
+// The orbitals of the list at index; outside(i) is called for an index that is none.
+template <class Outside>
+std::vector<std::uint32_t> ReadOrbitals(lua_State* L, int index, std::uint32_t NFermion, Outside&& outside) {
   std::vector<int> list;
   luaL_checkarray(L, index, list);
   std::vector<std::uint32_t> orbitals;
   for (const int i : list) {
     if (i < 0 || static_cast<std::uint32_t>(i) >= NFermion) {
-      Say("Index %d is not within [0,NF-1]=[0,%d].\n", i, static_cast<int>(NFermion) - 1);
+      outside(i);
     } else {
       orbitals.push_back(static_cast<std::uint32_t>(i));
     }
@@ -25,20 +29,25 @@ std::vector<std::uint32_t> CheckOrbitalsOrWarn(lua_State* L, int index, std::uin
   return orbitals;
 }
 
+}  // namespace
+
+std::vector<std::uint32_t> CheckOrbitalsOrWarn(lua_State* L, int index, std::uint32_t NFermion) {
+  return ReadOrbitals(L, index, NFermion, [NFermion](int i) {
+    Say("Index %d is not within [0,NF-1]=[0,%d].\n", i, static_cast<int>(NFermion) - 1);
+  });
+}
+
 namespace {
 
 // The distinct orbitals of the list at index.
 std::vector<std::uint32_t> CheckOrbitals(lua_State* L, int index, std::uint32_t NFermion) {
-  std::vector<int> list;
-  luaL_checkarray(L, index, list);
-  std::vector<std::uint32_t> orbitals;
-  for (const int i : list) {
-    if (i < 0 || static_cast<std::uint32_t>(i) >= NFermion)
-      luaL_error(L, "OperatorSetTrace: Index %d is not within [0,NF-1]=[0,%d].\n", i,
-                 static_cast<int>(NFermion) - 1);
-    const auto orbital = static_cast<std::uint32_t>(i);
-    if (std::find(orbitals.begin(), orbitals.end(), orbital) == orbitals.end()) orbitals.push_back(orbital);
-  }
+  auto orbitals = ReadOrbitals(L, index, NFermion, [L, NFermion](int i) {
+    luaL_error(L, "OperatorSetTrace: Index %d is not within [0,NF-1]=[0,%d].\n", i,
+               static_cast<int>(NFermion) - 1);
+  });
+  std::vector<bool> met(NFermion);
+  const auto again = [&met](std::uint32_t i) { return met[i] ? true : (met[i] = true, false); };
+  orbitals.erase(std::remove_if(orbitals.begin(), orbitals.end(), again), orbitals.end());
   return orbitals;
 }
 

@@ -51,17 +51,18 @@ void ReadOptions(lua_State* L, int index, OperatorType& O) {
 LadderIndex ReadLadder(lua_State* L, const KeyLayout& layout, int t, int k) {
   const double x = luaL_checknumber(L, -1), index = std::fabs(x);
   const double particles = double(layout.NFermion) + layout.NBoson;
-  if (index > particles - 1)
+  const double orbital = QInteger(index) ? std::nearbyint(index) : std::floor(index);
+  if (orbital > particles - 1)
     ScriptError(L,
                 "ERROR: Opperator %d at position %d adding particle with index %d but there are only %d (%d "
                 "Fermions + %d Bosons in the basis)\n)\n",
-                t, k, static_cast<int>(std::min(index, 2147483647.0)), static_cast<int>(particles),
+                t, k, static_cast<int>(std::min(orbital, 2147483647.0)), static_cast<int>(particles),
                 static_cast<int>(layout.NFermion), static_cast<int>(layout.NBoson));
   if (!QInteger(index))
     ScriptError(L, "ERROR: Opperator %d at position %d addign particle with index %f should be integer", t, k,
                 x);
-  const auto orbital = static_cast<std::uint32_t>(std::nearbyint(index));
-  return std::signbit(x) ? Annihilate(orbital) : Create(orbital);
+  const auto i = static_cast<std::uint32_t>(orbital);
+  return std::signbit(x) ? Annihilate(i) : Create(i);
 }
 
 // Adds term t, which is on the stack top.

@@ -110,6 +110,26 @@ TEST(NormalOrder, VeryLongStrings) {
   EXPECT_EQ(TermValue(O.l[2], 0), Complex16(0, -1));
 }
 
+// b^n b+^n = sum_k (n over k)^2 (n - k)! b+^k b^k, although it contracts in n! ways.
+TEST(NormalOrder, ManyWaysToContractLeaveFewStrings) {
+  constexpr int n = 24;
+  for (const OrderPredicate order : Orders) {
+    const bool creatorsLeft = order == Orders[0];
+    std::vector<LadderIndex> lader(2 * n, creatorsLeft ? Create(0) : Annihilate(0));
+    std::fill(lader.begin() + n, lader.end(), creatorsLeft ? Annihilate(0) : Create(0));
+    OperatorType O = InitOperator(0, 1);
+    OperatorAddLaderNormalOrder(O, lader, 1, order);
+    EXPECT_TRUE(QInOrder(O, order));
+    for (std::uint32_t k = 0; k <= n; ++k) {
+      ASSERT_EQ(TermCount(O.l[2 * k]), 1u);
+      const double choose =
+          std::round(std::exp(std::lgamma(n + 1) - std::lgamma(k + 1) - std::lgamma(n - k + 1)));
+      const double sign = creatorsLeft || (n - k) % 2 == 0 ? 1 : -1;
+      EXPECT_NEAR(TermValue(O.l[2 * k], 0).re / (sign * choose * choose * std::tgamma(n - k + 1)), 1, 1e-12);
+    }
+  }
+}
+
 // What falls into a complex table is complex, with all that it leaves; a real table takes complex terms.
 TEST(NormalOrder, ContractionsFindTablesOfEitherKind) {
   const std::vector<LadderIndex> aaDag = {Create(0), Annihilate(0)};
@@ -268,7 +288,9 @@ TEST(OperatorExponent, RefusesWhatHasNoClosedForm) {
                 "annihilation "
                 "operators\n"},
                {OneTerm({2, 0}, {Annihilate(0), Create(1)}),
-                "OperatorExponent failed, operator of length 2 should be Hermitian\n"}};
+                "OperatorExponent failed, operator of length 2 should be Hermitian\n"},
+               {OneTerm({2, 0}, {Annihilate(0), Create(0)}, 1e3),
+                "OperatorExponent failed, the exponent is not finite\n"}};
   for (const auto& c : cases) {
     OperatorType result = OneTerm({1, 0}, {}, 5);
     testing::internal::CaptureStdout();

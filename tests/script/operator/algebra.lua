@@ -62,7 +62,7 @@ local two = NewOperator(2, 1, {})
 local errors = {
   {"Adding two operators with different number of Fermions (3 and 2)\n", meta.__add, A, two},
   {"Adding two operators with different number of Bosons (0 and 1)\n", meta.__add, A, NewOperator(3, 1, {})},
-  {"Subtracting two operators with different number of Fermions (3 and 2)\n", meta.__sub, A, two},
+  {"Adding two operators with different number of Fermions (3 and 2)\n", meta.__sub, A, two},
   {"Multiplying two operators with different number of Fermions (2 and 3)\n", meta.__mul, two, A},
   {"Multiplying an operator with a wavefunction with different number of Fermions (2 and 3)\n", meta.__mul, two, psi},
   {"Multiplying a wavefunction with an operator with different number of Fermions (3 and 2)\n", meta.__mul, psi, two},

@@ -59,6 +59,8 @@ local errors = {
   {"ERROR: Opperator 1 at position 1 adding particle with index 0 but there are only 0 (0 Fermions + 0 Bosons in the basis)\n)\n", 0, 0, {{0, 1}}},
   {"ERROR: Opperator 1 at position 1 adding particle with index 2147483647 but there are only 3 (3 Fermions + 0 Bosons in the basis)\n)\n", 3, 0, {{huge, 1}}},
   {"ERROR: Opperator 2 at position 1 addign particle with index 1.500000 should be integer", 3, 0, {{1, 1}, {1.5, 1}}},
+  {"ERROR: Opperator 1 at position 1 addign particle with index 2.500000 should be integer", 3, 0, {{2.5, 1}}},
+  {"ERROR: Opperator 1 at position 1 adding particle with index 3 but there are only 3 (3 Fermions + 0 Bosons in the basis)\n)\n", 3, 0, {{3 - 4e-16, 1}}},
   {"ERROR: Opperator 1 has a prefactor that is not a number\n", 3, 0, {{1, nan}}},
   {"ERROR: Opperator 1 has a prefactor that is not a number\n", 3, 0, {{1, Complex.New(0, nan)}}},
   {"Number of Fermions in definition of restrictions (4) not the same as number of Fermions in operator (3)\n", 3, 0, {}, {{"Restrictions", {4, 0, {"1111", 0, 1}}}}},
