@@ -6,6 +6,7 @@
 
 #include <random>
 
+#include "core/operator_rows.h"
 #include "core/wave_function.h"
 #include "host/base/allocator.h"
 
@@ -99,6 +100,41 @@ void Copy(benchmark::State& state) {
   OnUnrelatedStates(state, [](auto& a, auto& b) { a = WaveFunctionCopy(b); });
 }
 
+// Two states on one numbering, each with two thirds of the determinants of it, half of them in common. They
+// stand in the order of their numbers, as products leave them for the most part.
+template <class Step>
+void OnNumbers(benchmark::State& state, Step&& step) {
+  NumberedState<double> first, b;
+  std::mt19937 random(1);
+  for (std::uint32_t number = 1; first.number.size() < Elements(state); ++number) {
+    const auto which = random() % 3;
+    for (const bool inFirst : {true, false})
+      if (which == 2 || (which == 0) == inFirst) {
+        (inFirst ? first : b).number.push_back(number);
+        (inFirst ? first : b).value.push_back(1e-9 * random());
+      }
+  }
+  NumberedPlaces places;
+  for (auto _ : state) {
+    state.PauseTiming();
+    NumberedState<double> a = first;
+    state.ResumeTiming();
+    step(a, b, places);
+  }
+  Report(state);
+}
+void NumberedUnion(benchmark::State& state) {
+  OnNumbers(state, [](auto& a, auto& b, auto& places) { NumberedAddMultiplied(a, b, 0.5, places); });
+}
+void NumberedDot(benchmark::State& state) {
+  OnNumbers(state, [](auto& a, auto& b, auto& places) {
+    benchmark::DoNotOptimize(NumberedDotProduct(a, b, places));
+  });
+}
+void NumberedCut(benchmark::State& state) {
+  OnNumbers(state, [](auto& a, auto&, auto&) { NumberedTruncate(a, 2); });
+}
+
 // Elements, whether complex, how many percent are dropped.
 void Truncate(benchmark::State& state) {
   OnUnrelatedStates(state,
@@ -146,6 +182,9 @@ BENCHMARK(SameBasisDot)->Apply(Sizes);
 BENCHMARK(Scale)->Apply(Sizes);
 BENCHMARK(Norm)->Apply(Sizes);
 BENCHMARK(Normalize)->Apply(Sizes);
+BENCHMARK(NumberedUnion)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
+BENCHMARK(NumberedDot)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
+BENCHMARK(NumberedCut)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
 BENCHMARK(UnrelatedUnion)->Apply(Sizes);
 BENCHMARK(UnrelatedConserve)->Apply(Sizes);
 BENCHMARK(UnrelatedDot)->Apply(Sizes);

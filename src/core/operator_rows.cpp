@@ -1,6 +1,7 @@
 #include "core/operator_rows.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 #include "core/space_check.h"
@@ -206,45 +207,69 @@ NumberedState<T> OperatorRowsMultiply(OperatorRows<C>& O, const NumberedState<X>
 
 namespace {
 
-// Notes the place of each element of psi, calls use(k, place) for the elements k of other, and forgets the
-// places again. A place of 0: psi does not have the element.
-template <class T, class Use>
-void WithPlaces(const NumberedState<T>& psi, const NumberedState<T>& other, NumberedPlaces& places,
-                Use&& use) {
+void MakeRoom(NumberedPlaces& places, const NumberedList& a, const NumberedList& b) {
   std::uint32_t highest = 0;
-  for (const auto* list : {&psi.number, &other.number})
+  for (const auto* list : {&a, &b})
     for (const std::uint32_t number : *list) highest = std::max(highest, number);
   if (places.size() <= highest) places.resize(std::size_t{highest} + 1);
-  const std::size_t before = psi.number.size(), count = other.number.size();
-  for (std::size_t k = 0; k < before; ++k) places[psi.number[k]] = static_cast<std::uint32_t>(k + 1);
-  for (std::size_t k = 0; k < count; ++k) use(k, places[other.number[k]]);
-  for (std::size_t k = 0; k < before; ++k) places[psi.number[k]] = 0;
 }
+
+// Notes the place of each of the first count numbers of list, calls use(k, place) for the elements k of
+// other, and forgets the places again. A place of 0: list does not have the element.
+template <class Use>
+void WithPlaces(const NumberedList& list, std::size_t count, const NumberedList& other,
+                NumberedPlaces& places, Use&& use) {
+  const auto forEach = [&](const NumberedList& numbers, std::size_t end, auto&& f) {
+    for (std::size_t k = 0; k < end; ++k) {
+      __builtin_prefetch(&places[numbers[std::min(k + EntriesAhead, end - 1)]], 1);
+      f(k, places[numbers[k]]);
+    }
+  };
+  forEach(list, count,
+          [](std::size_t k, std::uint32_t& place) { place = static_cast<std::uint32_t>(k + 1); });
+  forEach(other, other.size(), use);
+  forEach(list, count, [](std::size_t, std::uint32_t& place) { place = 0; });
+}
+
+// x, or 0. No branch.
+double Kept(double x, bool keep) {
+  return std::bit_cast<double>(std::bit_cast<std::uint64_t>(x) & -std::uint64_t{keep});
+}
+Complex16 Kept(Complex16 x, bool keep) { return {Kept(x.re, keep), Kept(x.im, keep)}; }
 
 }  // namespace
 
 template <class T>
 void NumberedAddMultiplied(NumberedState<T>& psi, const NumberedState<T>& other, T factor,
                            NumberedPlaces& places) {
-  // Room for all beforehand, so that nothing can fail half-way.
-  psi.number.reserve(psi.number.size() + other.number.size());
-  psi.value.reserve(psi.value.size() + other.value.size());
-  WithPlaces(psi, other, places, [&](std::size_t k, std::uint32_t place) {
-    const T added = other.value[k] * factor;
-    if (place) {
-      psi.value[place - 1] += added;
-    } else {
-      psi.number.push_back(other.number[k]);
-      psi.value.push_back(added);
-    }
+  const std::size_t before = psi.number.size(), most = before + other.number.size();
+  const auto resize = [&](std::size_t elements) {
+    psi.number.resize(elements);
+    psi.value.resize(elements);
+  };
+  MakeRoom(places, psi.number, other.number);
+  if (!FitsInMemory([&] { resize(most); })) {
+    resize(before);
+    throw std::bad_alloc();
+  }
+  std::size_t end = before;
+  WithPlaces(psi.number, before, other.number, places, [&](std::size_t k, std::uint32_t place) {
+    // Whether psi has an element can't be predicted: what is new falls behind the end, which then moves.
+    const std::size_t at = place ? place - 1 : end;
+    psi.number[at] = other.number[k];
+    psi.value[at] += other.value[k] * factor;
+    end += place == 0;
   });
+  resize(end);
 }
 
 template <class T>
 T NumberedDotProduct(const NumberedState<T>& a, const NumberedState<T>& b, NumberedPlaces& places) {
+  if (a.number.empty()) return T{};
+  MakeRoom(places, a.number, b.number);
   T sum{};
-  WithPlaces(a, b, places, [&](std::size_t k, std::uint32_t place) {
-    if (place) sum += Conj(a.value[place - 1]) * b.value[k];
+  WithPlaces(a.number, a.number.size(), b.number, places, [&](std::size_t k, std::uint32_t place) {
+    sum += Kept(Conj(a.value[place - (place != 0)]) * b.value[k], place != 0);
   });
   return sum;
 }

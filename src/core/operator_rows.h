@@ -14,10 +14,12 @@
 
 namespace fermix {
 
+using NumberedList = LargeVector<std::uint32_t>;
+
 // A state on a numbering. Elements stand in the order in which they arose, each number once.
 template <class T>
 struct NumberedState {
-  LargeVector<std::uint32_t> number;
+  NumberedList number;
   LargeVector<T> value;
 };
 
