@@ -58,9 +58,8 @@ int LuaOperatorNewAnnihilate(lua_State* L) {
 // NF, a, b, or NF, a list of creators, a list of annihilators, a list of prefactors.
 int LuaOperatorNewNumber(lua_State* L) {
   constexpr const char* frontEnd = "LuaOperatorNewNumber";
-  const int n = lua_gettop(L);
-  if (n != 3 && n != 4)
-    ScriptError(L, "Error in LuaOperatorNewNumber, expected 3 or 4 arguments, not %d\n", n);
+  const int n =
+      CheckArgumentCount(L, 3, 4, "Error in LuaOperatorNewNumber, expected 3 or 4 arguments, not %d\n");
   const std::uint32_t NF = CheckFermionCount(L);
   if (n == 3) {
     const int a = CheckIndex(L, 2), b = CheckIndex(L, 3);
@@ -80,9 +79,8 @@ int LuaOperatorNewNumber(lua_State* L) {
 }
 
 int LuaOperatorNewIdentity(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 1)
-    ScriptError(L, "Error in NewOperator(\"Identity\",...), expected 1 aditional argument, not %d\n", n);
+  CheckArgumentCount(L, 1, 1,
+                     "Error in NewOperator(\"Identity\",...), expected 1 aditional argument, not %d\n");
   return lua_push(L, CreateOperatorIdentity(CheckFermionCount(L)));
 }
 

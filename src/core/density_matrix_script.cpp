@@ -71,13 +71,11 @@ void ReadOptions(lua_State* L, int index, DensityArguments& a) {
 }
 
 DensityArguments CheckArguments(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 1 || n > 3)
-    luaL_error(L,
-               "Error: DensityMatrix called with %d arguments. The first argument should be a function or a "
-               "list of functions. The optional next argument is an list of indices, the optional next, i.e. "
-               "2nd or 3rd argument is an list of options",
-               n);
+  const int n = CheckArgumentCount(
+      L, 1, 3,
+      "Error: DensityMatrix called with %d arguments. The first argument should be a function or a "
+      "list of functions. The optional next argument is an list of indices, the optional next, i.e. "
+      "2nd or 3rd argument is an list of options");
   DensityArguments a;
   a.states = CheckStates(L);
   const KeyLayout& layout = Layout(*a.states.records[0]);

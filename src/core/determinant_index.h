@@ -143,42 +143,44 @@ inline void ProbeBuckets(const DeterminantBasis& basis, Words words, const std::
   }
 }
 
+// The common loop of the two below: use(i, number(candidate, further, key, hash)) for each key, in order.
+template <class Words, class Fetch, class Number, class Use>
+inline void ForEachProbed(const DeterminantBasis& basis, Words words, const KeyWord* keys,
+                          const std::uint32_t* hashes, std::uint32_t count, Fetch&& fetch, Number&& number,
+                          Use&& use) {
+  Probes probes;
+  for (std::uint32_t first = 0; first < count; first += Probes::Count) {
+    const std::uint32_t part = std::min(count - first, Probes::Count);
+    ProbeBuckets(basis, words, hashes + first, part, probes, fetch);
+    for (std::uint32_t i = 0; i < part; ++i)
+      use(first + i, number(probes.candidate[i], probes.further[i], keys + std::size_t{first + i} * words,
+                            hashes[first + i]));
+  }
+}
+
 // For each of count keys that stand one behind the other, in order: use(i, number), with number 0 for a key
 // that is not there. hashes are those of BasisHash; fetch as above. The basis has an index.
 template <class Words, class Fetch, class Use>
 inline void FindEach(const DeterminantBasis& basis, Words words, const KeyWord* keys,
                      const std::uint32_t* hashes, std::uint32_t count, Fetch&& fetch, Use&& use) {
-  Probes probes;
-  for (std::uint32_t first = 0; first < count; first += Probes::Count) {
-    const std::uint32_t part = std::min(count - first, Probes::Count);
-    ProbeBuckets(basis, words, hashes + first, part, probes, fetch);
-    for (std::uint32_t i = 0; i < part; ++i) {
-      const KeyWord* key = keys + std::size_t{first + i} * words;
-      const std::uint32_t c = probes.candidate[i];
-      // Which keys are there can't be predicted: no branch on that.
-      const bool holds = QHolds(basis, c, key, words);
-      std::uint32_t number = c & -std::uint32_t{holds};
-      if (probes.further[i] || (!holds && c)) [[unlikely]]
-        number = FindHashed(basis, key, words, hashes[first + i]);
-      use(first + i, number);
-    }
-  }
+  const auto number = [&](std::uint32_t c, bool further, const KeyWord* key, std::uint32_t hash) {
+    // Which keys are there can't be predicted: no branch on that.
+    const bool holds = QHolds(basis, c, key, words);
+    if (further || (!holds && c)) [[unlikely]]
+      return FindHashed(basis, key, words, hash);
+    return c & -std::uint32_t{holds};
+  };
+  ForEachProbed(basis, words, keys, hashes, count, fetch, number, use);
 }
 
 // The same, where add(key, hash) gives the number of a key that is not there yet.
 template <class Words, class Fetch, class Add, class Use>
 inline void AddEach(const DeterminantBasis& basis, Words words, const KeyWord* keys,
                     const std::uint32_t* hashes, std::uint32_t count, Fetch&& fetch, Add&& add, Use&& use) {
-  Probes probes;
-  for (std::uint32_t first = 0; first < count; first += Probes::Count) {
-    const std::uint32_t part = std::min(count - first, Probes::Count);
-    ProbeBuckets(basis, words, hashes + first, part, probes, fetch);
-    for (std::uint32_t i = 0; i < part; ++i) {
-      const KeyWord* key = keys + std::size_t{first + i} * words;
-      const std::uint32_t c = probes.candidate[i];
-      use(first + i, c && QHolds(basis, c, key, words) ? c : add(key, hashes[first + i]));
-    }
-  }
+  const auto number = [&](std::uint32_t c, bool, const KeyWord* key, std::uint32_t hash) {
+    return c && QHolds(basis, c, key, words) ? c : add(key, hash);
+  };
+  ForEachProbed(basis, words, keys, hashes, count, fetch, number, use);
 }
 
 // Makes sure that the index has room for elements in all; a rebuilt one gets room for at least wanted.

@@ -44,8 +44,7 @@ void CheckOneSpace(lua_State* L, const BraketArguments& a, const OperatorType* O
 }
 
 BraketArguments CheckBraketArguments(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 2 && n != 3) luaL_error(L, "Error in BraKet, called with %d arguments, 2 or 3 expected\n", n);
+  const int n = CheckArgumentCount(L, 2, 3, "Error in BraKet, called with %d arguments, 2 or 3 expected\n");
   BraketArguments a;
   a.bra = CheckRecords<WaveFunctionType>(L, 1);
   const OperatorType* O = n == 3 ? CheckRecord<OperatorType>(L, 2) : nullptr;
@@ -152,13 +151,11 @@ void CheckOneSpace(lua_State* L, const PrintArguments& a) {
 }
 
 PrintArguments CheckPrintArguments(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 2 || n > 5)
-    luaL_error(L,
-               "PrintExpectationValues called with %d arguments. 2, 3, 4 or 5 expected, List of "
-               "Wavefunctions, list of operators, optional Hamiltonian, optional map to other lists, and "
-               "optional list of Options.\n",
-               n);
+  const int n = CheckArgumentCount(
+      L, 2, 5,
+      "PrintExpectationValues called with %d arguments. 2, 3, 4 or 5 expected, List of "
+      "Wavefunctions, list of operators, optional Hamiltonian, optional map to other lists, and "
+      "optional list of Options.\n");
   PrintArguments a;
   a.states = CheckRecords<WaveFunctionType>(L, 1);
   a.operators = CheckRecords<OperatorType>(L, 2);

@@ -8,8 +8,7 @@ namespace fermix {
 
 // Matrix.ToOperator(m) -> the sum of m[i][j] a+_i a_j
 int LuaMatrixToOperator(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 1) return luaL_error(L, "MatrixToOperator called with %d arguments, only 1 expected.", n);
+  CheckArgumentCount(L, 1, 1, "MatrixToOperator called with %d arguments, only 1 expected.");
   if (!luaL_isType<CompactMatrixType>(L, 1))
     return luaL_error(L, "MatrixToOperator called with an argument that is not a matrix.");
   const MatrixArgument m(L, 1);

@@ -60,34 +60,25 @@ int PushDecoupled(lua_State* L, int listAt, int optionsAt) {
 
 // MeanFieldOperator(O, Rho [, options]) -> O decoupled under the density matrix Rho
 int LuaMeanFieldOperator(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 2 || n > 3)
-    return luaL_error(L,
-                      "MeanFieldOperator called with %d arguments. Two or three expected, Operator, Density "
-                      "Matrix and optional Options.\n",
-                      n);
+  CheckArgumentCount(L, 2, 3,
+                     "MeanFieldOperator called with %d arguments. Two or three expected, Operator, Density "
+                     "Matrix and optional Options.\n");
   return PushDecoupled(L, 0, 3);
 }
 
 // PartialMeanFieldOperator(O, Rho, indices [, options]) -> O with the terms on these orbitals decoupled
 int LuaPartialMeanFieldOperator(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 3 || n > 4)
-    return luaL_error(L,
-                      "MeanFieldOperator called with %d arguments. Three or four expected, Operator, Density "
-                      "Matrix, List of Indices and optional Options.\n",
-                      n);
+  CheckArgumentCount(L, 3, 4,
+                     "MeanFieldOperator called with %d arguments. Three or four expected, Operator, Density "
+                     "Matrix, List of Indices and optional Options.\n");
   return PushDecoupled(L, 3, 4);
 }
 
 // MeanFieldGroundState(O, Rho, temperature) -> the self-consistent density matrix, its energy
 int LuaMeanFieldGroundState(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 3)
-    return luaL_error(L,
-                      "MeanFieldGroundState called with %d arguments. Three expected, Operator, Density "
-                      "Matrix and Temperature.\n",
-                      n);
+  CheckArgumentCount(L, 3, 3,
+                     "MeanFieldGroundState called with %d arguments. Three expected, Operator, Density "
+                     "Matrix and Temperature.\n");
   const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
   CompactMatrixType Rho;
   double temperature = 0, energy = 0;

@@ -87,12 +87,10 @@ CrAnPredicate CheckMode(lua_State* L, int index) {
 
 // OperatorSetTrace(O [, value [, indices]]) -> O with that average energy on the orbitals
 int LuaOperatorSetOnsiteEnergy(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 1 || n > 3)
-    return luaL_error(L,
-                      "OperatorSetTrace called with %d arguments. One, two or three expected, Operator, "
-                      "trace, and indices to be included.\n",
-                      n);
+  const int n =
+      CheckArgumentCount(L, 1, 3,
+                         "OperatorSetTrace called with %d arguments. One, two or three expected, Operator, "
+                         "trace, and indices to be included.\n");
   const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
   Complex16 value = 0;
   if (n > 1) value = CheckNumber(L, 2, "OperatorSetTrace called with a trace that is not a number\n");
@@ -126,9 +124,8 @@ int LuaPartialOperator(lua_State* L) {
 
 // OperatorExp(O [, z]) -> exp(z O), for a Hermitian one-particle O
 int LuaOperatorExp(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 1 || n > 2)
-    return luaL_error(L, "Error, call to OperatorExp with %d arguments, expected 1 or 2\n", n);
+  const int n =
+      CheckArgumentCount(L, 1, 2, "Error, call to OperatorExp with %d arguments, expected 1 or 2\n");
   const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
   Complex16 z = 1;
   if (n == 2) {

@@ -91,9 +91,8 @@ void AddTerm(lua_State* L, OperatorType& O, int t) {
 
 // NewOperator(NF, NB, terms [, options])
 int NewOperatorFromTerms(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 3 || n > 4)
-    return luaL_error(L, "ERROR: LuaNewOperator called with %d arguments, expectd 3 or 4\n", n);
+  const int n =
+      CheckArgumentCount(L, 3, 4, "ERROR: LuaNewOperator called with %d arguments, expectd 3 or 4\n");
   const double xF = luaL_checknumber(L, 1), xB = luaL_checknumber(L, 2);
   const int NF = CheckRounded(L, 1), NB = CheckRounded(L, 2);
   constexpr double MaxKeyBytes = 4096;

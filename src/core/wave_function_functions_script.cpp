@@ -145,8 +145,8 @@ int LuaDeterminantString(lua_State* L) {
 
 // Expand(psi, index) -> the parts of psi by the occupation of the listed orbitals
 int LuaExpand(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 2) return luaL_error(L, "Error in Expand(psi,index) two arguments expected, recieved (%d)\n", n);
+  const int n =
+      CheckArgumentCount(L, 2, 2, "Error in Expand(psi,index) two arguments expected, recieved (%d)\n");
   const WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
   std::vector<int> list;
   luaL_checkarray(L, 2, list);
@@ -174,8 +174,8 @@ int LuaExpand(lua_State* L) {
 
 // ExpandToBasis(psi) -> a state for each element, with its value
 int LuaExpandToBasis(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 1) return luaL_error(L, "Error in ExpandToBasis(psi) one argument expected, recieved (%d)\n", n);
+  const int n =
+      CheckArgumentCount(L, 1, 1, "Error in ExpandToBasis(psi) one argument expected, recieved (%d)\n");
   const WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
   char text[200];
   std::snprintf(text, sizeof text,
@@ -200,9 +200,7 @@ int LuaTensorProduct(lua_State* L) {
 // Orthonormalize(list [, options]) -> the list of orthonormal states
 // Orthonormalize(m [, options])    -> the matrix with orthonormal rows or columns
 int LuaOrthonormalize(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 1 || n > 2)
-    return luaL_error(L, "Orthogonalize called with %d arguments. One or Two expected\n", n);
+  const int n = CheckArgumentCount(L, 1, 2, "Orthogonalize called with %d arguments. One or Two expected\n");
   const bool matrix = luaL_isType<CompactMatrixType>(L, 1);
   if (!matrix && !QStates(L, 1))
     return luaL_error(L,
@@ -229,9 +227,8 @@ int LuaOrthonormalize(lua_State* L) {
 
 // Ob.ReadWavefunction(path [, options])
 int LuaReadWavefunction(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 1 || n > 2)
-    return luaL_error(L, "Error in ReadWavefunction called with %d arguments, 1 or 2 expected\n", n);
+  const int n =
+      CheckArgumentCount(L, 1, 2, "Error in ReadWavefunction called with %d arguments, 1 or 2 expected\n");
   const std::string path = luaL_checkstring(L, 1);
   std::uint32_t NBitsKey = 16;
   bool Binary = false;

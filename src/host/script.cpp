@@ -128,6 +128,12 @@ void RegisterTable(lua_State* L, const char* name, const luaL_Reg* functions) {
 
 // --- Messages
 
+int CheckArgumentCount(lua_State* L, int least, int most, const char* format) {
+  const int n = lua_gettop(L);
+  if (n < least || n > most) luaL_error(L, format, n);
+  return n;
+}
+
 void luaL_warning(lua_State* L, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);

@@ -284,6 +284,10 @@ void RegisterTable(lua_State* L, const char* name, const luaL_Reg* functions);
 // Prints "warning: %s\n" with the place in the script; the script goes on.
 void luaL_warning(lua_State* L, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
+// How many arguments the function was called with; a script error by format, which has one %d for them,
+// unless they are least .. most.
+int CheckArgumentCount(lua_State* L, int least, int most, const char* format);
+
 // luaL_error with the C library's printf formats (Lua's own knows neither widths nor precision).
 [[noreturn]] void ScriptError(lua_State* L, const char* format, ...) __attribute__((format(printf, 2, 3)));
 

@@ -289,13 +289,10 @@ void PrepareDirectory(lua_State* L, const std::string& file, const std::string& 
 
 // io.put(file, name [, format])
 int LuaPut(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 2 || n > 3)
-    return luaL_error(
-        L,
-        "io.put caled with %d arguments, 2 (file name, variable name) or 3 (file name, variable "
-        "name, file format) expected\n",
-        n);
+  const int n = CheckArgumentCount(
+      L, 2, 3,
+      "io.put caled with %d arguments, 2 (file name, variable name) or 3 (file name, variable "
+      "name, file format) expected\n");
   std::string file, format;
   lua_check(L, 1, file);
   const std::string name = CheckVariableName(L, 2);

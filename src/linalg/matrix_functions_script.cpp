@@ -100,8 +100,7 @@ int LuaMatrixSqrt(lua_State* L) {
 
 // Matrix.Rotate(m, U) -> U* m U^T
 int LuaMatrixRotate(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 2) return luaL_error(L, "Matrix.Rotate called with %d arguments, two arguments expected", n);
+  CheckArgumentCount(L, 2, 2, "Matrix.Rotate called with %d arguments, two arguments expected");
   const MatrixArgument m(L, 1), U(L, 2);
   if (m->Ni != m->Nj)
     ScriptError(L, "Matrix.Rotate needs the first matrix to be square, at the moment Ni=%d and Nj=%d",

@@ -135,8 +135,7 @@ int CheckElemIndex(lua_State* L, int index, const char* position, char letter, s
 
 int LuaMatrixElem(lua_State* L) {
   const auto& m = *CheckRecord<CompactMatrixType>(L, lua_upvalueindex(1));
-  const int n = lua_gettop(L);
-  if (n != 2) return luaL_error(L, "Error: Matrix.Elem called with %d arguments, 2 expected: i and j.", n);
+  CheckArgumentCount(L, 2, 2, "Error: Matrix.Elem called with %d arguments, 2 expected: i and j.");
   const int i = CheckElemIndex(L, 1, "First", 'i', m.Ni), j = CheckElemIndex(L, 2, "Second", 'j', m.Nj);
   PushElement(L, m, static_cast<std::uint32_t>(i), static_cast<std::uint32_t>(j));
   return 1;

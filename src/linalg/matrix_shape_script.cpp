@@ -83,13 +83,10 @@ int LuaSubmatrix(lua_State* L) {
 
 // Matrix.Flatten({{block, ...}, ...})
 int LuaMatrixFlatten(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 1)
-    return luaL_error(
-        L,
-        "MatrixFlatten called with %d arguments. 1 expected, Table of tables of tables of tables "
-        "of numbers.\n",
-        n);
+  CheckArgumentCount(
+      L, 1, 1,
+      "MatrixFlatten called with %d arguments. 1 expected, Table of tables of tables of tables "
+      "of numbers.\n");
   luaL_checktype(L, 1, LUA_TTABLE);
   // The table keeps its userdata alive.
   std::vector<std::vector<MatrixArgument>> arguments(lua_rawlen(L, 1));
@@ -121,13 +118,10 @@ int LuaMatrixFlatten(lua_State* L) {
 
 // Matrix.Expand(m, n [, z])
 int LuaMatrixExpand(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 2 && n != 3)
-    return luaL_error(
-        L,
-        "MatrixExpand called with %d arguments. 2 or 3 expected, a matrix, the new matrix size, "
-        "and possibly a value for the entries on the new diagonal.\n",
-        n);
+  const int n = CheckArgumentCount(
+      L, 2, 3,
+      "MatrixExpand called with %d arguments. 2 or 3 expected, a matrix, the new matrix size, "
+      "and possibly a value for the entries on the new diagonal.\n");
   const MatrixArgument m(L, 1);
   const std::uint32_t size = CheckMatrixSize(L, 2, "MatrixExpand");
   Complex16 z = 0;
@@ -137,29 +131,23 @@ int LuaMatrixExpand(lua_State* L) {
 
 // Matrix.Enlarge(m, k)
 int LuaMatrixEnlarge(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 2)
-    return luaL_error(
-        L,
-        "MatrixEnlarge called with %d arguments. 2 expected, a matrix and the factor by which it "
-        "is to be expanded.\n",
-        n);
+  CheckArgumentCount(
+      L, 2, 2,
+      "MatrixEnlarge called with %d arguments. 2 expected, a matrix and the factor by which it "
+      "is to be expanded.\n");
   const MatrixArgument m(L, 1);
   return lua_push(L, MatrixEnlarge(*m, CheckMatrixSize(L, 2, "MatrixEnlarge")));
 }
 
 // Matrix.AddSpin(m)
 int LuaMatrixAddSpin(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 1) return luaL_error(L, "MatrixAddSpin called with %d arguments. 1 expected, a matrix.\n", n);
+  CheckArgumentCount(L, 1, 1, "MatrixAddSpin called with %d arguments. 1 expected, a matrix.\n");
   return lua_push(L, MatrixEnlarge(*MatrixArgument(L, 1), 2));
 }
 
 // Matrix.RemoveSpin(m), also Velko.RemoveSpin
 int LuaRemoveSpin(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n != 1)
-    return luaL_error(L, "Error: LuaRemoveSpin called with %d argmuents, only 1 expected, a Matrix.", n);
+  CheckArgumentCount(L, 1, 1, "Error: LuaRemoveSpin called with %d argmuents, only 1 expected, a Matrix.");
   const MatrixArgument m(L, 1);
   if (m->Ni % 2 || m->Nj % 2)
     ScriptError(L,

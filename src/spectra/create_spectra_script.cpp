@@ -173,11 +173,9 @@ int PushRepresentation(lua_State* L, const ListOfPoles& P) { return LuaPushTable
 
 // CreateSpectra(H, T, psi [, sigma] [, options]) -> spectra, representations
 int LuaCreateSpectra(lua_State* L) {
-  const int n = lua_gettop(L);
-  if (n < 3 || n > 5)
-    return luaL_error(
-        L, "Error CreateSpectra called with %d arguments, 3 to 5 expected (H, T, psi, {sigma}, {options})\n",
-        n);
+  const int n = CheckArgumentCount(
+      L, 3, 5,
+      "Error CreateSpectra called with %d arguments, 3 to 5 expected (H, T, psi, {sigma}, {options})\n");
   if (lua_gc(L, LUA_GCISRUNNING, 0)) lua_gc(L, LUA_GCCOLLECT, 0);
   const OperatorType* H = CheckRecord<OperatorType>(L, 1);
   const auto T = ReadRecords<OperatorType>(L, 2);
