@@ -145,8 +145,7 @@ int LuaDeterminantString(lua_State* L) {
 
 // Expand(psi, index) -> the parts of psi by the occupation of the listed orbitals
 int LuaExpand(lua_State* L) {
-  const int n =
-      CheckArgumentCount(L, 2, 2, "Error in Expand(psi,index) two arguments expected, recieved (%d)\n");
+  CheckArgumentCount(L, 2, 2, "Error in Expand(psi,index) two arguments expected, recieved (%d)\n");
   const WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
   std::vector<int> list;
   luaL_checkarray(L, 2, list);
@@ -174,8 +173,7 @@ int LuaExpand(lua_State* L) {
 
 // ExpandToBasis(psi) -> a state for each element, with its value
 int LuaExpandToBasis(lua_State* L) {
-  const int n =
-      CheckArgumentCount(L, 1, 1, "Error in ExpandToBasis(psi) one argument expected, recieved (%d)\n");
+  CheckArgumentCount(L, 1, 1, "Error in ExpandToBasis(psi) one argument expected, recieved (%d)\n");
   const WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
   char text[200];
   std::snprintf(text, sizeof text,
