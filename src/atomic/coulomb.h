@@ -28,17 +28,19 @@ struct CoulombShell {
   CoulombShell(int kappa, std::vector<std::uint16_t> states);
 };
 
-// k = first, first + 2, .. : count numbers, 0 where no k couples the shells. All integrals are of this form
-// F^k(AB) = R^k(AB, AB), G^k(AB) = R^k(AB, BA).
+// k = first, first + 2, .. : count numbers, none where no k couples the shells.
 struct CoulombOrders {
   int first, count;
 };
-// The k for which A with C and B with D fulfil the triangle rule of their momenta (j where they have one) and
-// l + k + l' is even.
+// The k of R^k(AB, CD): A with C, and B with D, fulfil the triangle rule with k in their momenta (j where
+// they have one), and their l add up with k to an even number. F^k of two shells is R^k(AB, AB), G^k is
+// R^k(AB, BA).
 CoulombOrders CoulombOrdersOf(const CoulombShell& A, const CoulombShell& B, const CoulombShell& C,
                               const CoulombShell& D);
 
-// The shells of a call are all of one kind. Within one shell; F holds F^0, F^2 ..
+// The shells of a call are all of one kind.
+//
+// Within one shell; F holds F^0, F^2 ..
 OperatorType CreateOperatorCoulombSingleShell(std::uint32_t NFermion, const CoulombShell& shell,
                                               const std::vector<double>& F);
 
@@ -48,9 +50,9 @@ OperatorType CreateOperatorCoulombTwoShellsConstantOccupation(std::uint32_t NFer
                                                               const std::vector<double>& F,
                                                               const std::vector<double>& G);
 
-// The electrons of C and D scatter into A and B: U with 1 in A, 2 in B, 3 in C and 4 in D. This is one part
-// of the repulsion, with the factor 1/2: add the part in which the two electrons change names (B, A, D, C)
-// unless it is the same, and the adjoint.
+// The part of U, as above with its 1/2, in which electrons of C and D scatter into A and B: 1 in A, 2 in B, 3
+// in C, 4 in D. The shells (B, A, D, C) give the same operator: where they are not the same shells the part
+// of both is twice this. (C, D, A, B) gives the adjoint.
 OperatorType CreateOperatorCoulombFourShells(std::uint32_t NFermion, const CoulombShell& A,
                                              const CoulombShell& B, const CoulombShell& C,
                                              const CoulombShell& D, const std::vector<double>& R);

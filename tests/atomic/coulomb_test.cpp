@@ -22,7 +22,7 @@ struct TermEnergies {
 };
 
 // Condon and Shortley, The Theory of Atomic Spectra, sections 5^7 and 7^7; Slater, Quantum Theory of Atomic
-// Structure II, appendix 21; three d electrons by Racah's A, B, C: Racah, Phys. Rev. 62 (1942) 438, table X.
+// Structure II, appendix 21; three d electrons by Racah's A, B, C: Racah, Phys. Rev. 62 (1942) 438.
 // A shell with n holes has the levels of n electrons, shifted by the difference of the average energies:
 // pairs times F0 - 2 (F2 + F4) / 63 for d electrons.
 std::vector<TermEnergies> Textbook() {
