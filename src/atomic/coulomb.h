@@ -7,7 +7,7 @@
 // Terms of magnitude up to 100 times the double epsilon are dropped; the rest is in normal order.
 //
 // Source: Condon and Shortley, The Theory of Atomic Spectra, sections 8^6 and 9^6; for states of good j
-// Grant, Relativistic Quantum Theory of Atoms and Molecules, section 6.4.
+// Grant, Adv. Phys. 19 (1970) 747.
 #pragma once
 
 #include "atomic/one_particle_terms.h"
@@ -18,10 +18,9 @@ namespace fermix {
 struct CoulombShell {
   int l = 0;
   int twoJ = 0;  // twice the momentum whose projections number the orbitals: 2l, or 2j of a shell of good j
-  std::vector<std::vector<std::uint16_t>>
-      spins;  // by rising projection; down and up, or one list of states jz
+  // The orbitals by rising projection: a list for spin down and one for up, or one of states jz.
+  std::vector<std::vector<std::uint16_t>> spins;
 
-  CoulombShell() = default;
   CoulombShell(const ShellIndices& shell);  // of 2l + 1 orbitals for each spin
   // Of 2 |kappa| states: j = |kappa| - 1/2, and l = j - 1/2 for kappa < 0, j + 1/2 for kappa > 0. Kappa 0 is
   // a shell without states.
