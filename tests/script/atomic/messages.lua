@@ -7,7 +7,7 @@ local many = "ERROR: LuaNewOperator called with to many particles in he one part
 local basis = "Unrecognized value for basis %s, use SphericalHarmonicsY, TesseralHarmonicsZ, KubicHarmonicsK, " ..
               "PyramidalHarmonicsP, or jjz\n"
 local noNumber = "bad argument #-1 to '?' (number expected, got %s)"
-local up, dn, p, q = {1, 3, 5}, {0, 2, 4}, {1, 3, 5, 7, 9}, {0, 2, 4, 6, 8}
+local up, dn = {1, 3, 5}, {0, 2, 4}
 
 local function refused(cases)
   for k, c in ipairs(cases) do
@@ -64,32 +64,6 @@ refused {
   {"Error Harmonics Expansion, |m| (-2) > l (1) at level 1\n", "CF", 6, up, dn, {{1, -2, 1}}},
   {"bad argument #-1 to '?' (Complex_Type expected, got string)", "CF", 6, up, {{1, 0, "x"}}},
 }
-
--- Coulomb repulsion.
-local u = "Error in LuaOperatorNewCoulomb, "
-local counts = u .. "expected 4, 7, or 10 arguments for Coulomb repulsion in ls coupling basis or 3, 5, or 6 arguments " ..
-               "for Coulomb repulsion in jj coupling basis, not %d\n"
-refused {
-  {"Coulomb operator acting on zero fermions is not defined", "U", 0, dn, up, {1, 0}},
-  {counts:format(1), "U", 6},
-  {counts:format(3), "U", 6, dn, up},
-  {"Index up" .. range, "U", 4, {0}, {4}, {1}},
-  {"Index dn" .. range, "U", 4, {4}, {0}, {1}},
-  {u .. "Orbitals formatted according to Harmonics basis, but options state it is a jjz basis\n",
-   "U", 6, dn, up, {1, 0}, {{"basis", "jjz"}}},
-  {u .. "Lenght of IndexUp (3) is not equal to lenght of IndexDn (1)\n", "U", 6, {0}, up, {1, 0}},
-  {u .. "Lenght of IndexUp (2) is not equal to 2l+1\n", "U", 6, {0, 2}, {1, 3}, {1}},
-  {u .. "Lenght of F (3) is not equal to l+1\n", "U", 6, dn, up, {1, 0, 0}},
-  {u .. "Lenght of F (3) is not equal to (Min(lA,lB)+1)\n", "U", 10, dn, up, q, p, {1, 0, 0}, {1, 0}},
-  {u .. "Lenght of G (1) is not equal to (Min(lA,lB)+1)\n", "U", 10, dn, up, q, p, {1, 0}, {1}},
-  {u .. "Orbitals formatted according to j jz basis, but options state it is an Harmonics basis (ibasis = 2)\n",
-   "U", 4, {0, 1}, 2, {1, 2}, {{"basis", "K"}}},
-  {u .. "relativistic shells (j jz basis) are not yet implemented\n", "U", 4, {0, 1}, 2, {1, 2}},
-  {u .. "repulsion between four shells is not yet implemented\n", "U", 6, dn, up, dn, up, dn, up, dn, up, {1}},
-  {noNumber:format("boolean"), "U", 6, dn, up, {1, false}},
-}
-local radial = "Error in NewOperator, operators from radial functions (AtomicU, ContinuumU, Dirac, H0) are not yet implemented\n"
-refused {{radial, "AtomicU"}, {radial, "AU"}, {radial, "ContinuumU", 1}, {radial, "CU"}, {radial, "Dirac"}, {radial, "H0"}}
 
 -- Ladders.
 for kind, name in pairs {Create = "Create", Cr = "Create", Annihilate = "Annihilate", An = "Annihilate"} do

@@ -53,20 +53,7 @@ same("text", NewOperator("Sz", "6", {"1", "3", "5"}, dn), O.Sz)
 same("repeated", NewOperator("Sz", 2, {1, 1}, {0, 0}), 2 * NewOperator("Sz", 2, {1}, {0}))
 check.equal("no orbitals", #Chop(NewOperator("Ssqr", 2, {}, {})).N, 0)
 
--- Coulomb: the order of lists and an ignored basis do not change it.
-local U = NewOperator("U", NF, dn, up, {1.5, 0.7})
-check.equal("name", U.Name, "Coulomb Operator")
-same("order of lists", NewOperator("Coulomb", NF, up, dn, {1.5, 0.7}), U)
-same("basis", NewOperator("U", NF, dn, up, {1.5, 0.7}, {{"basis", "K"}}), U)
-same("options", NewOperator("U", NF, dn, up, {1.5, 0.7}, {}), U)
 local N = NewOperator("Number", NF, {0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5}, {1, 1, 1, 1, 1, 1})
-same("monopole", NewOperator("U", NF, dn, up, {1.5, 0}), 0.75 * (N * N - N))
-local sd = NewOperator("U", 12, {0}, {1}, {2, 4, 6, 8, 10}, {3, 5, 7, 9, 11}, {2}, {0})
-local Ns = NewOperator("Number", 12, 0, 0) + NewOperator("Number", 12, 1, 1)
-local Nd = NewOperator("Number", 12, {2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {2, 3, 4, 5, 6, 7, 8, 9, 10, 11},
-                       {1, 1, 1, 1, 1, 1, 1, 1, 1, 1})
-same("two shells", sd, 2 * Ns * Nd)
-
 -- Crystal field: a constant is a number operator, in all three argument forms.
 same("one list", NewOperator("CF", 3, {0, 1, 2}, {{0, 0, 2}}), 2 * NewOperator("Number", 3, {0, 1, 2}, {0, 1, 2}, {1, 1, 1}))
 same("two lists", NewOperator("CF", NF, up, dn, {{0, 0, 2}}), 2 * N)
