@@ -110,6 +110,7 @@ for kind, name in pairs {Create = "Create", Cr = "Create", Annihilate = "Annihil
     {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, 4},
     {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, {1, 65537}, {1, 1}},
     {e .. "Lenght of Index (2) is not equal to lenght of prefactors (1)\n", kind, 4, {0, 1}, {1}},
+    {e .. "prefactor 2 is not a number\n", kind, 4, {0, 1}, {1, Complex.New(0, nan)}},
     {"Error in reading complex table in luaL_checkarray_complex16\n", kind, 4, {0}, {"one"}},
     {many:format(40000), kind, 40000, 1},
   }
@@ -138,6 +139,8 @@ refused {
   {waves .. ", nmax should be positive not -3.000000\n", "HOSW", 1, -3},
   {many:format(2147483647), "HOSW", 1, 1e300},
   {many:format(32770), "HOGrid", 1, 8193},
+  {waves .. ". The matrix defining the basis should be finite\n", "HOSW", 1, 1, {{nan}}},
+  {grid .. ", a=1e-200 and nmax=1 give operators that are not finite\n", "HOGrid", 1e-200, 1},
   {waves .. ". The dimension of the matrix defining the basis (1) should be equal to nmax (2) or 2*nmax.\n",
    "HOSW", 1, 2, {{1}}},
   {grid .. ". The dimension of the matrix defining the basis (2) should be equal to 2*nmax-1 (nmax=2).\n",

@@ -51,6 +51,7 @@ for _, basis in ipairs {"SphericalHarmonicsY", "BasisZ", "KubicHarmonics", "Cubi
 end
 same("default basis", NewOperator("Lx", NF, up, dn, {}), O.Lx)
 same("option", NewOperator("Lx", NF, up, dn, {{"basis", "Y"}}), O.Lx)
+check.equal("field", #NewOperator("Lz", NF, up, dn, {basis = "K"}).N, 0)
 for _, kind in ipairs {"Lx", "Jsqr", "ldots", "Tx", "Qzz"} do
   for _, basis in ipairs {"Z", "K", "PyramidalHarmonicsP"} do
     local none = NewOperator(kind, NF, up, dn, {{"basis", basis}})  -- prints that it is not yet implemented
