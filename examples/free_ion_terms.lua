@@ -84,7 +84,7 @@ function Terms(N, U)
   local sector = {NF, NB, {"0101010101", nUp, nUp}, {"1010101010", N - nUp, N - nUp}}
   local function Choose(n, k) return k == 0 and 1 or Choose(n - 1, k - 1) * n / k end
   local energies, orbital = {}, {}
-  for _, psi in ipairs(Eigensystem(U + 0.1 * Lsqr, sector, Choose(5, nUp) * Choose(5, N - nUp))) do
+  for _, psi in ipairs(Eigensystem(U + 0.1 * Lsqr, sector, XX do
     local S2, L = Doubled(psi * Ssqr * psi), Doubled(psi * Lsqr * psi) / 2
     local term = (S2 + 1) .. ("SPDFGHI"):sub(L + 1, L + 1)
     energies[term], orbital[term] = energies[term] or {}, 2 * L + 1
