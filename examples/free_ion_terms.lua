@@ -82,9 +82,9 @@ function Doubled(square) return math.floor(2 * (math.sqrt(0.25 + square) - 0.5) 
 function Terms(N, U)
   local nUp = math.floor((N + 1) / 2)
   local sector = {NF, NB, {"0101010101", nUp, nUp}, {"1010101010", N - nUp, N - nUp}}
-  local function Choose(n, k) return k == 0 and 1 or Choose(n - 1, k - 1) * n / k end
+  local states = Eigensystem(U + 0.1 * Lsqr, sector, Binomial(5, nUp) * Binomial(5, N - nUp), {{"Epsilon", 0}})
   local energies, orbital = {}, {}
-  for _, psi in ipairs(Eigensystem(U + 0.1 * Lsqr, sector, XX do
+  for _, psi in ipairs(states) do
     local S2, L = Doubled(psi * Ssqr * psi), Doubled(psi * Lsqr * psi) / 2
     local term = (S2 + 1) .. ("SPDFGHI"):sub(L + 1, L + 1)
     energies[term], orbital[term] = energies[term] or {}, 2 * L + 1
