@@ -2,10 +2,10 @@
 --
 --     scripts/run examples/dysprosium_xas.lua [DIRECTORY]
 --
--- A 4f shell hardly feels the crystal, so that the spectrum is that of a free ion: from its ground level, 6H15/2, dipole
--- transitions lead to levels with J' = 13/2, 15/2 and 17/2. The script starts from the state with M = J = 15/2, computes
--- the spectra of light that changes M by q = -1, 0, +1, and from these three the spectra that end in each J'. It writes
--- them and the isotropic spectrum to dysprosium_xas.dat in DIRECTORY (the current one without it). In gnuplot:
+-- A 4f shell hardly feels the crystal, so that the spectrum is that of a free ion: from its ground level, 6H15/2,
+-- dipole transitions lead to levels with J' = 13/2, 15/2 and 17/2. The script starts from the state with M = J = 15/2,
+-- computes the spectra of light that changes M by q = -1, 0, +1, and from these three the spectra that end in each J'.
+-- It writes them and the isotropic spectrum to dysprosium_xas.dat in DIRECTORY (the current one without it). In gnuplot:
 --
 --     set xrange [1285:1340]; set key left
 --     plot "dysprosium_xas.dat" using 1:(-$9/pi) with lines title "isotropic", \
@@ -60,9 +60,10 @@ holes, J = 5, 15 / 2
 psi = NewWavefunction(NF, NB, {{"1111111111 01010101011111", 1}})
 Eigensystem(Hinitial, psi, {{"Zero", 1e-14}, {"Epsilon", 0}})
 print("\nGround state of 3d10 4f9          S^2      L^2      J^2       Lz       Sz      l.s")
-print(string.format("  calculated                 %8.4f %8.4f %8.4f %8.4f %8.4f %8.4f", psi * Ssqr * psi, psi * Lsqr * psi,
-                    psi * Jsqr * psi, psi * Lz * psi, psi * Sz * psi, psi * ldots_4f * psi))
-print(string.format("  6H15/2 without other terms %8.4f %8.4f %8.4f %8.4f %8.4f %8.4f", 35 / 4, 30, 255 / 4, 5, 5 / 2, -5 / 2))
+function PrintRow(title, ...) print(title .. string.format(string.rep(" %8.4f", select("#", ...)), ...)) end
+PrintRow("  calculated                ", psi * Ssqr * psi, psi * Lsqr * psi, psi * Jsqr * psi, psi * Lz * psi,
+         psi * Sz * psi, psi * ldots_4f * psi)
+PrintRow("  6H15/2 without other terms", 35 / 4, 30, 255 / 4, 5, 5 / 2, -5 / 2)
 
 -- -------------------------------------------------------------------------------------------------------- the spectra
 T = {Dipole(-1), Dipole(0), Dipole(1)}
@@ -99,9 +100,9 @@ for k, name in ipairs({"J' = 13/2", "J' = 15/2", "J' = 17/2", "isotropic"}) do
   for _, point in ipairs(curves[k]) do assert(Complex.Im(point[2]) < 0, "a spectrum with one J' is positive") end
 end
 
--- ------------------------------------------------------------------------------------------------------------ sum rules
--- The weight counts the holes, the difference of q = -1 and q = +1 measures Lz (B. T. Thole, P. Carra, F. Sette and
--- G. van der Laan, Phys. Rev. Lett. 68 (1992) 1943), and the share of the M5 edge measures l.s, as far as 3d5/2 and 3d3/2
+-- ---------------------------------------------------------------------------------------------------------- sum rules
+-- The weight counts the holes; the difference of q = -1 and q = +1 measures Lz (B. T. Thole, P. Carra, F. Sette and
+-- G. van der Laan, Phys. Rev. Lett. 68 (1992) 1943); the share of the M5 edge measures l.s, as far as 3d5/2 and 3d3/2
 -- stay apart (B. T. Thole and G. van der Laan, Phys. Rev. A 38 (1988) 1943).
 total, M5weight, allWeight = 0, 0, 0
 for k = 1, 3 do total = total + weights[k] ^ 2 end

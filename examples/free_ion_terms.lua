@@ -12,9 +12,9 @@
 
 Verbosity(0)
 
--- Free ions with Racah's B and C in cm-1: Y. Tanabe and S. Sugano, J. Phys. Soc. Jpn. 9 (1954) 766. Measured: centres of
--- gravity above that of the ground term in 1000 cm-1, rounded, of the levels of J. Sugar and C. Corliss, J. Phys. Chem.
--- Ref. Data 14, Suppl. 2 (1985).
+-- Free ions with Racah's B and C in cm-1: Y. Tanabe and S. Sugano, J. Phys. Soc. Jpn. 9 (1954) 766. Measured: centres
+-- of gravity above that of the ground term in 1000 cm-1, rounded, of the levels of J. Sugar and C. Corliss, J. Phys.
+-- Chem. Ref. Data 14, Suppl. 2 (1985).
 Ions = {
   {"Ti2+", 2, 695, 2910, {["1D"] = 8.2, ["3P"] = 10.4, ["1G"] = 14.2, ["1S"] = 32.2}},
   {"V2+", 3, 755, 3257, {["4P"] = 11.3, ["2G"] = 11.8, ["2P"] = 15.2, ["2D"] = 16.0, ["2H"] = 16.6, ["2F"] = 27.4}},
@@ -27,8 +27,8 @@ Ions = {
 }
 
 -- G. Racah, Phys. Rev. 62 (1942) 438: b B + c C, and where a fourth entry {f, x, y, z} stands two terms at
--- b B + c C -+ f sqrt(x B^2 + y B C + z C^2). The A of N (N - 1) / 2 pairs is common to all. N and 10 - N electrons share
--- a table, as energies that are counted from the ground term, its first row, are the same for electrons and for holes.
+-- b B + c C -+ f sqrt(x B^2 + y B C + z C^2). The A of N (N - 1) / 2 pairs is common to all. N and 10 - N electrons
+-- share a table, as energies that are counted from the ground term, its first row, are the same for holes.
 Racah = {
   [2] = {{"3F", -8, 0}, {"1D", -3, 2}, {"3P", 7, 0}, {"1G", 4, 2}, {"1S", 14, 7}},
   [3] = {{"4F", -15, 0}, {"4P", 0, 0}, {"2G", -11, 3}, {"2P", -6, 3}, {"2H", -6, 3}, {"2F", 9, 3},
@@ -107,8 +107,8 @@ end
 for _, ion in ipairs(Ions) do
   local name, N, B, C, measured = table.unpack(ion)
   local terms, formula, seen = Terms(N, Repulsion(B, C)), RacahEnergies(N, B, C), {}
-  print(string.format("\n%s 3d%d, B = %d cm-1, C = %d cm-1 (C/B = %.2f)\n\n  term    energy    Racah   measured   (1000 cm-1)", name, N, B,
-                      C, C / B))
+  print(string.format("\n%s 3d%d, B = %d cm-1, C = %d cm-1 (C/B = %.2f)\n", name, N, B, C, C / B))
+  print("  term    energy    Racah   measured   (1000 cm-1)")
   local states, sum = 0, 0
   for _, row in ipairs(terms) do
     local term, energy, count = table.unpack(row)

@@ -1,4 +1,4 @@
--- Tanabe-Sugano diagrams: the terms of 2 to 8 electrons of a 3d shell in a cubic field that grows from 0 to 10Dq = 40 B.
+-- Tanabe-Sugano diagrams: the terms of 2 to 8 electrons of a 3d shell in a cubic field of 10Dq = 0 to 40 B.
 --
 --     scripts/run examples/tanabe_sugano.lua [DIRECTORY]
 --
@@ -152,6 +152,6 @@ for _, configuration in ipairs(configurations) do
 
   local _, _, strong = Terms(blocks, strongest)
   local crossing = strong ~= weak and string.format("%.3f", Crossing(blocks, 0.01, strongest)) or "-"
-  print(string.format("  d%d   %5.3f   %3d      %-8s     %-8s      %14s        %5s", N, ratio, #names, weak, strong, crossing,
-                      textbook or "-"))
+  print(string.format("  d%d   %5.3f   %3d      %-8s     %-8s      %14s        %5s", N, ratio, #names, weak, strong,
+                      crossing, textbook or "-"))
 end
