@@ -5,7 +5,8 @@
 -- A 4f shell hardly feels the crystal, so that the spectrum is that of a free ion: from its ground level, 6H15/2,
 -- dipole transitions lead to levels with J' = 13/2, 15/2 and 17/2. The script starts from the state with M = J = 15/2,
 -- computes the spectra of light that changes M by q = -1, 0, +1, and from these three the spectra that end in each J'.
--- It writes them and the isotropic spectrum to dysprosium_xas.dat in DIRECTORY (the current one without it). In gnuplot:
+-- It writes them and the isotropic spectrum to dysprosium_xas.dat in DIRECTORY (the current one without it). In
+-- gnuplot:
 --
 --     set xrange [1285:1340]; set key left
 --     plot "dysprosium_xas.dat" using 1:(-$9/pi) with lines title "isotropic", \

@@ -99,7 +99,10 @@ function Terms(N, U)
       table.insert(terms, {term, list[first], orbital[term] * tonumber(term:sub(1, 1))})
     end
   end
-  table.sort(terms, function(a, b) return a[2] < b[2] end)
+  table.sort(terms, function(a, b)
+    if math.abs(a[2] - b[2]) < 1e-6 then return a[1] < b[1] end
+    return a[2] < b[2]
+  end)
   return terms
 end
 

@@ -138,7 +138,10 @@ for _, configuration in ipairs(configurations) do
   local N, ratio, textbook, jump = configuration.N, configuration.ratio, configuration.textbook, configuration.jump
   local blocks = Blocks(N, ratio)
   local names, weakEnergies, weak = Terms(blocks, 0.01)
-  table.sort(names, function(a, b) return weakEnergies[a] < weakEnergies[b] end)
+  table.sort(names, function(a, b)
+    if math.abs(weakEnergies[a] - weakEnergies[b]) < 1e-9 then return a < b end  -- 4A1 and 4E of d5 never part
+    return weakEnergies[a] < weakEnergies[b]
+  end)
 
   local file = assert(io.open(string.format("%s/tanabe_sugano_d%d.dat", directory, N), "w"))
   file:write("10Dq/B ", table.concat(names, " "), "\n")
