@@ -13,18 +13,19 @@
 --          "" using 1:(-$3/pi) with lines title "J' = 13/2", "" using 1:(-$5/pi) with lines title "J' = 15/2", \
 --          "" using 1:(-$7/pi) with lines title "J' = 17/2"
 --
--- Three peaks make the M5 edge, one for each J', as B. T. Thole, G. van der Laan, J. C. Fuggle, G. A. Sawatzky,
--- R. C. Karnatak and J.-M. Esteva showed for all rare earths, Phys. Rev. B 32 (1985) 5107. All energies are in eV.
+-- The M5 edge has three peaks that rise with energy, one for each J', and a shoulder above; the M4 edge is one small
+-- peak. Compare B. T. Thole, G. van der Laan, J. C. Fuggle, G. A. Sawatzky, R. C. Karnatak and J.-M. Esteva, Phys. Rev.
+-- B 32 (1985) 5107, with measured and calculated spectra of all rare earths. All energies are in eV.
 
 Verbosity(0)
 directory = args and args[1] or "."
 
--- Dirac-Hartree-Fock values for the average of each configuration. The Slater integrals enter at 80 %, for the
--- configurations that are left out; spin-orbit coupling at 100 %.
+-- Dirac-Hartree-Fock values for the average of each configuration of the free ion. The Slater integrals enter at 80 %,
+-- as other configurations, which are left out, screen them; spin-orbit coupling enters at 100 %.
 scale = 0.8
 initial = {Fff = {15.31, 9.61, 6.92}, zeta_4f = 0.281}
 final = {Fff = {15.96, 10.03, 7.23}, zeta_4f = 0.325, Fdf = {10.38, 4.88}, Gdf = {7.49, 4.39, 3.04}, zeta_3d = 14.89}
-M5 = 1295  -- strongest line of the M5 edge, about where it is measured: the rest of the energy scale is calculated
+M5 = 1295  -- the strongest line is put here, about where it is measured; distances from it are calculated
 
 -- ------------------------------------------------------------------------------------------------------ the operators
 -- Orbitals 0 - 9 are the 3d shell, 10 - 23 the 4f shell: m rises, spin down before spin up.
@@ -105,19 +106,22 @@ end
 -- The weight counts the holes; the difference of q = -1 and q = +1 measures Lz (B. T. Thole, P. Carra, F. Sette and
 -- G. van der Laan, Phys. Rev. Lett. 68 (1992) 1943); the share of the M5 edge measures l.s, as far as 3d5/2 and 3d3/2
 -- stay apart (B. T. Thole and G. van der Laan, Phys. Rev. A 38 (1988) 1943).
-total, M5weight, allWeight = 0, 0, 0
-for k = 1, 3 do total = total + weights[k] ^ 2 end
+function SumRule(rule, spectrum, groundState, tolerance)
+  print(string.format("  %-42s %9.6f %14.6f", rule, spectrum, groundState))
+  assert(math.abs(spectrum - groundState) < tolerance, rule)
+end
+print("\nSum rules                                    spectrum   ground state")
+total = weights[1] ^ 2 + weights[2] ^ 2 + weights[3] ^ 2
+SumRule("weight = 3/7 holes", total, 3 / 7 * holes, 1e-9)
+SumRule("(q = -1 less q = +1) / all = Lz / 3 holes", (weights[1] ^ 2 - weights[3] ^ 2) / total,
+        psi * Lz * psi / (3 * holes), 1e-9)
+M5weight, allWeight = 0, 0
 for _, point in ipairs(curves[4]) do
   allWeight = allWeight - Complex.Im(point[2])
   if point[1] < M5 + 17 then M5weight = M5weight - Complex.Im(point[2]) end
 end
-dichroism = (weights[1] ^ 2 - weights[3] ^ 2) / total
-print("\nSum rules                          spectrum   ground state")
-print(string.format("  weight = 3/7 holes             %10.6f   %10.6f", total, 3 / 7 * holes))
-print(string.format("  (q=-1 - q=+1) = Lz / 3 holes   %10.6f   %10.6f", dichroism, psi * Lz * psi / (3 * holes)))
-print(string.format("  M5 share = 3/5 - 4/15 l.s / holes %7.3f   %10.3f", M5weight / allWeight,
-                    3 / 5 - 4 / 15 * (psi * ldots_4f * psi) / holes))
-assert(math.abs(total - 3 / 7 * holes) < 1e-9 and math.abs(dichroism - psi * Lz * psi / (3 * holes)) < 1e-9)
+SumRule("M5 / all = 3/5 - 4/15 l.s / holes (nearly)", M5weight / allWeight,
+        3 / 5 - 4 / 15 * (psi * ldots_4f * psi) / holes, 0.01)
 
 -- Experimental resolution, and a core hole that lives shorter at the M4 edge: full widths at half maximum.
 S.Broaden(0.5, {{M5 + 10, 0.3}, {M5 + 30, 0.6}})
