@@ -22,9 +22,9 @@ void Add(CompactMatrixType& a, const CompactMatrixType& b, double factor) {
   [[maybe_unused]] const int status = CompactMatrixAdd(a, b, factor);
   assert(status == 0);
 }
-CompactMatrixType Product(const CompactMatrixType& a, const CompactMatrixType& b) {
+CompactMatrixType Product(const CompactMatrixType& a, const CompactMatrixType& b, char opB = 'N') {
   CompactMatrixType c;
-  [[maybe_unused]] const int status = CompactMatrixMultiply('N', 'N', a, b, c);
+  [[maybe_unused]] const int status = CompactMatrixMultiply('N', opB, a, b, c);
   assert(status == 0);
   return c;
 }
@@ -38,6 +38,15 @@ CompactMatrixType TransformedBack(CompactMatrixType m, const CompactMatrixType& 
   [[maybe_unused]] const int status = TransformCompactMatrixInlinecT(m, u);
   assert(status == 0);
   return m;
+}
+
+// A step of Newton's iteration towards the nearest orthogonal matrix: takes the rounding out of one that is
+// orthogonal but for it.
+CompactMatrixType Orthogonal(const CompactMatrixType& m) {
+  CompactMatrixType factor = InitCompactIdentityMatrix(m.Ni, m.Ni);
+  CompactMatrixScale(factor, 1.5);
+  Add(factor, Product(m, m, 'T'), -0.5);
+  return Product(factor, m);
 }
 
 double SumOfSquares(const CompactMatrixType& m) {
@@ -129,16 +138,6 @@ CompactMatrixType MatrixOnShell(const CompactMatrixType& R, int l) {
       for (int m2 = -j; m2 <= j; ++m2) data[(m1 + j) * (2 * j + 1) + m2 + j] = sum(m1, m2);
   }
   return D;
-}
-
-// A step of Newton's iteration towards the nearest orthogonal matrix: takes the rounding out of one that is
-// orthogonal but for it.
-CompactMatrixType Orthogonal(const CompactMatrixType& m) {
-  CompactMatrixType transposed = m, factor = InitCompactIdentityMatrix(m.Ni, m.Nj);
-  CompactMatrixTranspose(transposed);
-  CompactMatrixScale(factor, 1.5);
-  Add(factor, Product(m, transposed), -0.5);
-  return Product(factor, m);
 }
 
 // The same on the functions of the rows of YToKMatrix, where it is real.

@@ -24,8 +24,9 @@ bool QKnown(std::string_view sym) {
 
 bool QSpherical(std::string_view sym) { return sym == "C1" || sym == "Ci" || sym == "R3"; }
 
-int CheckSetting(const std::string& sym, int l) {
-  if (l < 0 || l > 3)
+// Whether the group has potentials for l.
+int CheckAngularMomentum(const std::string& sym, int l) {
+  if (l < 0 || (l > 3 && !QSpherical(sym)))
     return Fail("Potential for point group %s and angular momentum %i not implemented\n", sym.c_str(), l);
   if (l == 3 && sym == "D3h")
     return Fail(
@@ -78,22 +79,26 @@ void RemoveForbiddenTerms(std::vector<UnitPotential>& potentials) {
   }
 }
 
+std::vector<UnitPotential> Potentials(const PointGroup& group, int l) {
+  std::vector<UnitPotential> potentials;
+  for (auto& O : SymmetricOperators(group, l))
+    potentials.push_back({std::move(O.energy), Expansion(O.matrix, l)});
+  RemoveForbiddenTerms(potentials);
+  return potentials;
+}
+
+std::vector<UnitPotential> SphericalPotential() { return {{"all orbitals", {{0, 0, 1}}}}; }
+
 }  // namespace
 
 int PotentialsOfSymmetry(const std::string& sym, int l, std::vector<UnitPotential>& potentials) {
-  potentials.clear();
-  if (QSpherical(sym)) {
-    potentials = {{"all orbitals", {{0, 0, 1}}}};
-    return 0;
-  }
   const PointGroup* group = FindPointGroup(sym);
-  if (!group)
+  if (!group && !QSpherical(sym))
     return QKnown(sym) ? Fail("Potential for %s not yet implemented\n", sym.c_str())
                        : Fail("Potential for point group %s not implemented\n", sym.c_str());
-  if (const int status = CheckSetting(sym, l)) return status;
-  for (auto& O : SymmetricOperators(*group, l))
-    potentials.push_back({std::move(O.energy), Expansion(O.matrix, l)});
-  RemoveForbiddenTerms(potentials);
+  if (const int status = CheckAngularMomentum(sym, l)) return status;
+  const std::string line = "malloc for l failed in PotentialExpandedOnC for sym " + sym + "\n";
+  potentials = OrSay(line.c_str(), [&] { return group ? Potentials(*group, l) : SphericalPotential(); });
   return 0;
 }
 
