@@ -4,8 +4,8 @@
 #include <cmath>
 #include <numbers>
 
-#include "atomic/angular_momentum.h"
 #include "atomic/basis_change.h"
+#include "atomic/shell_rotation.h"
 
 namespace fermix {
 
@@ -67,39 +67,6 @@ CompactMatrixType OuterProduct(const CompactMatrixType& a, std::uint32_t i, cons
 
 // --- Symmetries as matrices
 
-// The matrix that takes r where the symmetry does: Rodrigues' formula.
-CompactMatrixType MatrixOnPoints(const Symmetry& s) {
-  const double angle = 2 * std::numbers::pi / s.fold, length = std::hypot(s.axis[0], s.axis[1], s.axis[2]);
-  const double n[] = {s.axis[0] / length, s.axis[1] / length, s.axis[2] / length};
-  const double cosine = std::cos(angle), sine = std::sin(angle), sign = s.inverted ? -1 : 1;
-  CompactMatrixType R = InitCompactMatrix(3, 3, false);
-  auto& data = std::get<std::vector<double>>(R.Data);
-  for (int i = 0; i < 3; ++i) {
-    const int j = (i + 1) % 3, k = (i + 2) % 3;
-    data[3 * i + i] = sign * (cosine + (1 - cosine) * n[i] * n[i]);
-    data[3 * i + j] = sign * ((1 - cosine) * n[i] * n[j] - sine * n[k]);
-    data[3 * j + i] = sign * ((1 - cosine) * n[i] * n[j] + sine * n[k]);
-  }
-  return R;
-}
-
-// The rotation that puts a cube on its corner: it takes x, y and z to the 4-fold axes, the last of which is
-// given.
-CompactMatrixType CubeOnCorner(const double (&axis)[3]) {
-  const CompactMatrixType third = MatrixOnPoints({{0, 0, 1}, 3});
-  CompactMatrixType R = InitCompactMatrix(3, 3, false);
-  const double length = std::hypot(axis[0], axis[1], axis[2]);
-  std::vector<double> column = {axis[0] / length, axis[1] / length, axis[2] / length};
-  for (int j : {2, 0, 1}) {  // a third of a turn takes z to x and x to y
-    for (int i = 0; i < 3; ++i) std::get<std::vector<double>>(R.Data)[3 * i + j] = column[i];
-    std::vector<double> next(3);
-    for (int i = 0; i < 3; ++i)
-      for (int k = 0; k < 3; ++k) next[i] += At(third, i, k) * column[k];
-    column = next;
-  }
-  return R;
-}
-
 // Conjugated YToKMatrix: it takes a matrix on Y(l, m) to the functions of the rows.
 CompactMatrixType ToFunctions(int l) {
   CompactMatrixType u = YToKMatrix(4 * l + 2, false);
@@ -107,45 +74,23 @@ CompactMatrixType ToFunctions(int l) {
   return u;
 }
 
-// <j - 1, m - q; 1, q | j, m> but for a factor (-1)^m, which products of two such for D have in pairs with
-// that of the 3j symbol.
-double Coupling(int j, int m, int q) {
-  const double value = std::sqrt(2.0 * j + 1) * ThreeJSymbol(j - 1, m - q, 1, q, j, -m);
-  return m % 2 == 0 ? value : -value;
-}
-
-// D(l) with Y(l, m)(R^-1 r) = sum_m' Y(l, m')(r) D(m', m), from D(1), which is R itself on x, y and z, by
-// coupling of angular momenta. It so holds for a reflection as well.
-CompactMatrixType MatrixOnShell(const CompactMatrixType& R, int l) {
-  const CompactMatrixType D1 = TransformedBack(R, ToFunctions(1));
-  CompactMatrixType D = InitCompactIdentityMatrix(1, 1);
-  for (int j = 1; j <= l; ++j) {
-    const CompactMatrixType previous = std::move(D);
-    D = InitCompactMatrix(2 * j + 1, 2 * j + 1, true);
-    auto& data = std::get<std::vector<Complex16>>(D.Data);
-    const auto sum = [&](int m1, int m2) {
-      Complex16 z = 0;
-      for (int q1 = -1; q1 <= 1; ++q1)
-        for (int q2 = -1; q2 <= 1; ++q2) {
-          if (std::abs(m1 - q1) >= j || std::abs(m2 - q2) >= j) continue;
-          z += Coupling(j, m1, q1) * Coupling(j, m2, q2) *
-               CompactMatrixElement(previous, m1 - q1 + j - 1, m2 - q2 + j - 1) *
-               CompactMatrixElement(D1, q1 + 1, q2 + 1);
-        }
-      return z;
-    };
-    for (int m1 = -j; m1 <= j; ++m1)
-      for (int m2 = -j; m2 <= j; ++m2) data[(m1 + j) * (2 * j + 1) + m2 + j] = sum(m1, m2);
-  }
-  return D;
-}
-
-// The same on the functions of the rows of YToKMatrix, where it is real.
+// The matrix of a symmetry on the functions of the rows, where it is real.
 CompactMatrixType MatrixOnFunctions(const Symmetry& s, int l) {
-  CompactMatrixType D = Transformed(MatrixOnShell(MatrixOnPoints(s), l), ToFunctions(l));
+  CompactMatrixType R = RotationOfPoints(s.axis, 2 * std::numbers::pi / s.fold);
+  if (s.inverted) CompactMatrixScale(R, -1);
+  CompactMatrixType D = Transformed(RotationOfHarmonics(R, l), ToFunctions(l));
   CompactMatrixChop(D, Zero);
   assert(!IsComplexMatrix(D));
   return Orthogonal(D);
+}
+
+// The rotation, on Y(l, m), that puts a cube on its corner: it takes the diagonal (111) to z, which turns the
+// 4-fold axis z away from it to the azimuth 5 pi / 4, and then this to the azimuth of the axis given.
+CompactMatrixType CubeOnCorner(const double (&axis)[3], int l) {
+  const double tilt = std::acos(std::numbers::inv_sqrt3), pi = std::numbers::pi;
+  const double angle = std::atan2(axis[1], axis[0]) - 5 * pi / 4;
+  return Product(RotationOfHarmonics(RotationOfPoints({0, 0, 1}, angle), l),
+                 RotationOfHarmonics(RotationOfPoints({1, -1, 0}, tilt), l));
 }
 
 // --- A group of matrices
@@ -291,8 +236,7 @@ std::vector<SymmetricOperator> SymmetricOperators(const PointGroup& group, int l
 
   const bool turned = group.cubeAxis[2] != 0;
   const CompactMatrixType u = ToFunctions(l);
-  const CompactMatrixType turn =
-      turned ? MatrixOnShell(CubeOnCorner(group.cubeAxis), l) : CompactMatrixType{};
+  const CompactMatrixType turn = turned ? CubeOnCorner(group.cubeAxis, l) : CompactMatrixType{};
   for (auto& O : operators) {
     O.matrix = TransformedBack(std::move(O.matrix), u);
     if (turned) O.matrix = Transformed(std::move(O.matrix), turn);

@@ -27,8 +27,7 @@ const Rotation C2x = {{{1, 0, 0}, {0, -1, 0}, {0, 0, -1}}}, C2y = {{{-1, 0, 0}, 
                C4x = {{{1, 0, 0}, {0, 0, -1}, {0, 1, 0}}}, S4z = {{{0, 1, 0}, {-1, 0, 0}, {0, 0, -1}}},
                C3z = {{{-0.5, -h, 0}, {h, -0.5, 0}, {0, 0, 1}}}, C3xyz = {{{0, 0, 1}, {1, 0, 0}, {0, 1, 0}}},
                mirrorX = {{{-1, 0, 0}, {0, 1, 0}, {0, 0, 1}}}, mirrorZ = {{{1, 0, 0}, {0, 1, 0}, {0, 0, -1}}},
-               C2edge = {{{0, -1, 0}, {-1, 0, 0}, {0, 0, -1}}},  // around x = -y
-    inversion = {{{-1, 0, 0}, {0, -1, 0}, {0, 0, -1}}};
+               inversion = {{{-1, 0, 0}, {0, -1, 0}, {0, 0, -1}}};
 
 std::complex<double> Value(const HarmonicsExpansion& V, const Point& r) {
   const double theta = std::acos(r[2] / std::hypot(r[0], r[1], r[2])), phi = std::atan2(r[1], r[0]);
