@@ -30,34 +30,22 @@ std::vector<OrbitalPair> BetweenJ(int l1, int first1, int l2, int first2) {
   return pairs;
 }
 
-// The point-charge form of a cubic field in units of Dq: 21 C(4,0) + 21 sqrt(5/14) (C(4,-4) + C(4,4)).
-HarmonicsExpansion Cubic(double Dq) {
-  const double side = 21 * std::sqrt(5 / 14.0) * Dq;
-  return {{4, 0, 21 * Dq}, {4, -4, side}, {4, 4, side}};
-}
-
-TEST(CrystalField, CubicFieldSplitsDOrbitals) {
-  const Sector electron({10}, {1}), orbital({5}, {1});
-  const OperatorType field = CreateOperatorCF(10, Within(Shell(2)), Cubic(0.25));
-  EXPECT_EQ(field.Name, "CF");
-  ExpectLevels(Eigenvalues(Matrix(field, electron), 10), {{6 * 0.25, 4}, {-4 * 0.25, 6}}, 1e-13);
-
-  const std::vector<std::uint16_t> list = {0, 1, 2, 3, 4};
-  const Dense noSpin = Matrix(CreateOperatorCF(5, {{{list, 2}, {list, 2}}}, Cubic(1)), orbital);
-  Dense vectors;
-  ExpectLevels(Eigenvalues(noSpin, 5, &vectors), {{6, 2}, {-4, 3}}, 1e-13);
-  EXPECT_NEAR(noSpin[12].real(), 6, 1e-13);               // 3z^2 - r^2 is eg
-  EXPECT_NEAR((noSpin[0] + noSpin[4]).real(), 6, 1e-13);  // x^2 - y^2 as well
-  EXPECT_NEAR(noSpin[6].real(), -4, 1e-13);               // m = -1, 1 are t2g
-}
-
-// A field of rank 6 and 4 on f orbitals: barycentre kept, t1u, t2u, a2u (Lea, Leask and Wolf, with x = 1).
-TEST(CrystalField, CubicFieldSplitsFOrbitals) {
-  const double side = std::sqrt(5 / 14.0);
-  const std::vector<std::uint16_t> list = {0, 1, 2, 3, 4, 5, 6};
-  const OperatorType field =
-      CreateOperatorCF(7, {{{list, 3}, {list, 3}}}, {{4, 0, 33}, {4, -4, 33 * side}, {4, 4, 33 * side}});
-  ExpectLevels(Eigenvalues(Matrix(field, Sector({7}, {1})), 7), {{-12, 1}, {-2, 3}, {6, 3}}, 1e-12);
+// Cubic fields of point charges: 10 Dq of a d shell, and f orbitals in rank 4 alone, a2u, t1u, t2u (Lea,
+// Leask and Wolf, with x = 1).
+TEST(CrystalField, CubicFieldSplitsTheShell) {
+  const double side = std::sqrt(5 / 14.0), Dq = 0.25;
+  const struct {
+    int l;
+    double strength;
+    std::vector<Level> levels;
+  } cases[] = {{2, 21 * Dq, {{6 * Dq, 4}, {-4 * Dq, 6}}}, {3, 33, {{-12, 2}, {-2, 6}, {6, 6}}}};
+  for (const auto& [l, A, levels] : cases) {
+    const int n = 4 * l + 2;
+    const OperatorType field =
+        CreateOperatorCF(n, Within(Shell(l)), {{4, 0, A}, {4, -4, A * side}, {4, 4, A * side}});
+    EXPECT_EQ(field.Name, "CF");
+    ExpectLevels(Eigenvalues(Matrix(field, Sector({n}, {1})), n), levels, 1e-12);
+  }
 }
 
 // r is a unit vector: what reaches the d shell from a p orbital is (l + 1) / (2l + 1) of it, for each m.
