@@ -45,12 +45,13 @@ int CheckAngularMomentum(const std::string& sym, int l) {
 double Rounded(double x) { return std::fabs(x) < Rounding ? 0 : x; }
 
 // A(k, q) of an operator V on the shell. The c^k of two ranks are orthogonal, as sums over the orbitals.
-Complex16 Coefficient(const CompactMatrixType& V, int l, const SlaterCoefficients& c, int q) {
+Complex16 Coefficient(const CompactMatrixType& V, int l, int k, int q) {
   Complex16 sum = 0;
   double squares = 0;
   for (int m = -l; m + q <= l; ++m) {
-    sum += c(m + q, m) * CompactMatrixElement(V, m + q + l, m + l);
-    squares += c(m + q, m) * c(m + q, m);
+    const double c = SlaterCoefficientC(k, l, m + q, l, m);
+    sum += c * CompactMatrixElement(V, m + q + l, m + l);
+    squares += c * c;
   }
   return {Rounded(sum.re / squares), Rounded(sum.im / squares)};
 }
@@ -58,14 +59,12 @@ Complex16 Coefficient(const CompactMatrixType& V, int l, const SlaterCoefficient
 // V as an expansion with all its terms of even k. A potential is real: A(k, -q) = (-1)^q conj A(k, q).
 HarmonicsExpansion Expansion(const CompactMatrixType& V, int l) {
   HarmonicsExpansion expansion;
-  for (int k = 0; k <= 2 * l; k += 2) {
-    const SlaterCoefficients c(k, l, l);
+  for (int k = 0; k <= 2 * l; k += 2)
     for (int q = 0; q <= k; ++q) {
-      const Complex16 A = Coefficient(V, l, c, q);
+      const Complex16 A = Coefficient(V, l, k, q);
       if (q > 0) expansion.push_back({k, -q, q % 2 == 0 ? Conj(A) : -Conj(A)});
       expansion.push_back({k, q, q > 0 ? A : Complex16(A.re)});
     }
-  }
   return expansion;
 }
 
