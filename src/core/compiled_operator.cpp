@@ -13,47 +13,44 @@ constexpr std::size_t LookUpPays = 48;
 // Rows by bytes serve from this many determinants on, while they stay within the second-level cache.
 constexpr std::size_t BytesPay = 1024, BytesFit = std::size_t{1} << 18;
 
-// Masks of one fermionic string, words each; alive tells whether any determinant survives it.
+// Where the masks of a string are written, words each.
 struct StringMasks {
-  explicit StringMasks(std::uint32_t words) : filled(words), empty(words), flip(words), sign(words) {}
-  Key filled, empty, flip, sign;
-  bool odd = false;  // constant sign -1
-  bool alive = true;
+  KeyWord *filled, *empty;
+  CompiledOperator::Action* action;
 };
 
-// Follows the string from its first ladder on: what each orbital must have held at the start, and how often
-// the sign rule of one ladder counts orbitals that earlier ladders have flipped.
-void ReduceString(const LadderIndex* lader, std::uint32_t length, StringMasks& m) {
-  for (Key* mask : {&m.filled, &m.empty, &m.flip, &m.sign}) std::fill(mask->begin(), mask->end(), 0);
-  m.odd = false;
-  m.alive = true;
-  for (std::uint32_t position = 0; position < length && m.alive; ++position) {
-    const std::uint32_t orbital = LadderOrbital(lader[position]), w = orbital / 64;
+// Follows a fermionic string from its first ladder on: what each orbital must have held at the start, and how
+// often the sign rule of one ladder counts orbitals that earlier ladders have flipped: odd, a constant sign
+// of -1. Returns false when no determinant survives.
+template <class Words>
+bool ReduceString(const LadderIndex* lader, std::uint32_t length, Words words, StringMasks m, bool& odd) {
+  for (std::uint32_t w = 0; w < words; ++w) {
+    m.filled[w] = m.empty[w] = 0;
+    m.action[w] = {0, 0};
+  }
+  KeyWord counted = 0;  // the parity of all that was counted is that of the exclusive or
+  for (std::uint32_t position = 0; position < length; ++position) {
+    const std::uint32_t orbital = LadderOrbital(lader[position]), w = words == 1 ? 0 : orbital / 64;
     const KeyWord bit = OrbitalBit(orbital);
     const bool create = QCreation(lader[position]);
     if ((m.filled[w] | m.empty[w]) & bit) {
-      const bool occupied = ((m.filled[w] ^ m.flip[w]) & bit) != 0;
-      m.alive = occupied != create;
+      const bool occupied = ((m.filled[w] ^ m.action[w].flip) & bit) != 0;
+      if (occupied == create) return false;
     } else {
       (create ? m.empty : m.filled)[w] |= bit;
     }
     // Orbitals below this one: all earlier words, and the higher bits of this word.
-    int flipped = 0;
-    for (std::uint32_t v = 0; v <= w; ++v) {
-      const KeyWord below = v < w ? ~KeyWord{0} : ~(bit | (bit - 1));
-      m.sign[v] ^= below;
-      flipped += std::popcount(m.flip[v] & below);
+    for (std::uint32_t v = 0; v < w; ++v) {
+      m.action[v].sign = ~m.action[v].sign;
+      counted ^= m.action[v].flip;
     }
-    m.odd ^= flipped % 2 != 0;
-    m.flip[w] ^= bit;
+    const KeyWord below = ~(bit | (bit - 1));
+    m.action[w].sign ^= below;
+    counted ^= m.action[w].flip & below;
+    m.action[w].flip ^= bit;
   }
-}
-
-void AddMasks(CompiledOperator& C, const StringMasks& m) {
-  C.filled.insert(C.filled.end(), m.filled.begin(), m.filled.end());
-  C.empty.insert(C.empty.end(), m.empty.begin(), m.empty.end());
-  for (std::uint32_t w = 0; w < C.words; ++w) C.actions.push_back({m.flip[w], m.sign[w]});
-  ++C.terms;
+  odd = __builtin_parityll(counted) != 0;
+  return true;
 }
 
 // True when a mask of R counts a boson: then changes of a count are not fixed by the string.
@@ -64,30 +61,51 @@ bool QCountsBosons(const DeterminantRestrictionType& R) {
   return false;
 }
 
+// Appends the terms of the table of one length. Masks have room for them.
 template <class T>
-void AddTable(CompiledOperator& C, std::vector<T>& values, const OperatorType& O, std::uint32_t length) {
-  const OperatorFixedLengthType& table = O.l[length];
-  std::vector<LadderIndex> fermions;
-  StringMasks m(C.words);
-  for (std::uint32_t i = 0; i < TermCount(table); ++i) {
-    const LadderIndex* lader = table.o.data() + std::size_t{i} * length;
-    fermions.clear();
-    for (std::uint32_t k = 0; k < length; ++k)
-      if (LadderOrbital(lader[k]) < O.layout.NFermion) fermions.push_back(lader[k]);
-    const bool bosons = fermions.size() < length;
+void AddTable(CompiledOperator& C, std::vector<T>& values, const OperatorFixedLengthType& table,
+              std::uint32_t length) {
+  std::vector<LadderIndex> fermions(length);
+  ForEachTermOf(table, length, [&](const LadderIndex* lader, std::uint32_t, const auto& value) {
     // The fermions of a mixed string decide which determinants can survive; its amplitude comes from
     // OperatorLader.
-    ReduceString(fermions.data(), static_cast<std::uint32_t>(fermions.size()), m);
-    if (!m.alive) continue;
-    AddMasks(C, m);
-    const T value = ToKind<T>(TermValue(table, i)), signedValue = m.odd && !bosons ? -value : value;
+    const auto last = std::copy_if(lader, lader + length, fermions.begin(),
+                                   [&](LadderIndex s) { return LadderOrbital(s) < C.layout.NFermion; });
+    const bool bosons = last != fermions.end();
+    const std::size_t at = std::size_t{C.terms} * C.words;
+    bool odd = false;
+    const bool alive = DispatchWords(C.words, [&](auto words) {
+      return ReduceString(fermions.data(), static_cast<std::uint32_t>(last - fermions.begin()), words,
+                          {&C.filled[at], &C.empty[at], &C.actions[at]}, odd);
+    });
+    if (!alive) return;
+    ++C.terms;
+    const T signedValue = odd && !bosons ? -ToKind<T>(value) : ToKind<T>(value);
     values.push_back(signedValue);
     values.push_back(-signedValue);
+    if (C.layout.NBoson == 0) return;
     C.laderStart.push_back(bosons ? static_cast<std::uint32_t>(C.lader.size()) : CompiledOperator::npos);
     C.laderLength.push_back(length);
     if (bosons) C.lader.insert(C.lader.end(), lader, lader + length);
     C.QLader |= bosons;
-  }
+  });
+}
+
+template <class T>
+void AddTerms(CompiledOperator& C, std::vector<T>& values, const OperatorType& O) {
+  std::size_t terms = 0;
+  for (const OperatorFixedLengthType& table : O.l) terms += TermCount(table);
+  const auto resize = [&](std::size_t words) {
+    C.filled.resize(words);
+    C.empty.resize(words);
+    C.actions.resize(words);
+  };
+  resize(terms * C.words);
+  values.reserve(2 * terms);
+  ForEachTable(O, [&](const OperatorFixedLengthType& table, std::uint32_t length) {
+    AddTable(C, values, table, length);
+  });
+  resize(std::size_t{C.terms} * C.words);
 }
 
 // Moves the terms that flip nothing behind the others; order within both is kept.
@@ -122,42 +140,40 @@ std::uint32_t RowBit(const CompiledOperator& C, std::uint32_t t) {
   return t < C.plainTerms ? t : t - C.plainTerms + 64 * C.plainWords;
 }
 
-// Four bits of a key, counted from its first.
-unsigned HalfByte(const KeyWord* mask, std::uint32_t n) { return (mask[n / 16] >> (60 - 4 * (n % 16))) & 15; }
-
-// Rows by half-bytes: of all terms, those that allow each value.
-std::vector<KeyWord> HalfByteRows(const CompiledOperator& C, std::uint32_t halves) {
+// Of all terms those that allow orbital n empty, row 2 n, and those that allow it filled, row 2 n + 1.
+std::vector<KeyWord> OrbitalRows(const CompiledOperator& C, std::uint32_t orbitals) {
   Key all(C.rowWords);
   for (std::uint32_t t = 0; t < C.terms; ++t) all[RowBit(C, t) / 64] |= KeyWord{1} << (RowBit(C, t) % 64);
   std::vector<KeyWord> rows;
-  rows.reserve(std::size_t{halves} * 16 * C.rowWords);
-  for (std::uint32_t row = 0; row < halves * 16; ++row) rows.insert(rows.end(), all.begin(), all.end());
+  rows.reserve(std::size_t{orbitals} * 2 * C.rowWords);
+  for (std::uint32_t row = 0; row < orbitals * 2; ++row) rows.insert(rows.end(), all.begin(), all.end());
   for (std::uint32_t t = 0; t < C.terms; ++t) {
     const std::uint32_t bit = RowBit(C, t);
-    const KeyWord *filled = &C.filled[std::size_t{t} * C.words], *empty = &C.empty[std::size_t{t} * C.words];
-    for (std::uint32_t n = 0; n < halves; ++n) {
-      const unsigned f = HalfByte(filled, n), e = HalfByte(empty, n);
-      if (!(f | e)) continue;
-      for (unsigned v = 0; v < 16; ++v)
-        if ((v & f) != f || (v & e))
-          rows[(std::size_t{n} * 16 + v) * C.rowWords + bit / 64] &= ~(KeyWord{1} << (bit % 64));
-    }
+    const auto forbid = [&](const std::vector<KeyWord>& needed, std::uint32_t value) {
+      for (std::uint32_t w = 0; w < C.words; ++w)
+        for (KeyWord left = needed[std::size_t{t} * C.words + w]; left; left &= left - 1) {
+          const std::size_t n = 64 * w + 63 - static_cast<std::uint32_t>(std::countr_zero(left));
+          rows[(2 * n + value) * C.rowWords + bit / 64] &= ~(KeyWord{1} << (bit % 64));
+        }
+    };
+    forbid(C.filled, 0);
+    forbid(C.empty, 1);
   }
   return rows;
 }
 
-// Rows by bytes from rows by half-bytes.
-std::vector<KeyWord> ByteRows(const std::vector<KeyWord>& halves, std::uint32_t bytes,
-                              std::uint32_t rowWords) {
-  std::vector<KeyWord> rows(std::size_t{bytes} * 256 * rowWords);
-  for (std::uint32_t b = 0; b < bytes; ++b)
-    for (std::uint32_t v = 0; v < 256; ++v) {
-      const KeyWord* high = &halves[(std::size_t{2 * b} * 16 + v / 16) * rowWords];
-      const KeyWord* low = &halves[(std::size_t{2 * b + 1} * 16 + v % 16) * rowWords];
-      KeyWord* row = &rows[(std::size_t{b} * 256 + v) * rowWords];
-      for (std::uint32_t w = 0; w < rowWords; ++w) row[w] = high[w] & low[w];
+// Rows by slices of 2 bits bits from rows by slices of bits bits.
+std::vector<KeyWord> WiderRows(const std::vector<KeyWord>& rows, std::uint32_t bits, std::uint32_t rowWords) {
+  const std::size_t values = std::size_t{1} << bits, slices = rows.size() / (2 * values * rowWords);
+  std::vector<KeyWord> wider(slices * values * values * rowWords);
+  KeyWord* to = wider.data();
+  for (std::size_t s = 0; s < slices; ++s)
+    for (std::size_t v = 0; v < values * values; ++v, to += rowWords) {
+      const KeyWord* high = &rows[(2 * s * values + v / values) * rowWords];
+      const KeyWord* low = &rows[((2 * s + 1) * values + v % values) * rowWords];
+      for (std::uint32_t w = 0; w < rowWords; ++w) to[w] = high[w] & low[w];
     }
-  return rows;
+  return wider;
 }
 
 void BuildLookUp(CompiledOperator& C, std::size_t elements) {
@@ -173,8 +189,8 @@ void BuildLookUp(CompiledOperator& C, std::size_t elements) {
       elements >= BytesPay && std::size_t{bytes} * 256 * C.rowWords * sizeof(KeyWord) <= BytesFit;
   C.sliceBits = byBytes ? 8 : 4;
   C.slices = byBytes ? bytes : 2 * bytes;
-  C.rows = HalfByteRows(C, 2 * bytes);
-  if (byBytes) C.rows = ByteRows(C.rows, bytes, C.rowWords);
+  C.rows = OrbitalRows(C, 8 * bytes);
+  for (std::uint32_t bits = 1; bits < C.sliceBits; bits *= 2) C.rows = WiderRows(C.rows, bits, C.rowWords);
 }
 
 // What each term changes in the count of a restriction.
@@ -224,11 +240,7 @@ CompiledOperator CompileOperator(const OperatorType& O, const DeterminantRestric
   } else {
     C.values = std::vector<Complex16>();
   }
-  std::visit(
-      [&](auto& values) {
-        for (std::uint32_t length = 0; length <= MaxLength(O); ++length) AddTable(C, values, O, length);
-      },
-      C.values);
+  std::visit([&](auto& values) { AddTerms(C, values, O); }, C.values);
   BuildLookUp(C, elements);
   BuildRestrictionRows(C);
   return C;

@@ -105,7 +105,7 @@ std::uint32_t TakeRemainders(const CompiledOperator& strings, const WaveFunction
     ForEachResult(
         strings, std::get<std::vector<double>>(strings.values), false, element, last, *psi.basis, target,
         [&](std::uint32_t i) { return x[i]; },
-        [&](SurvivingTerms& results, const ResultValues<T>& values) {
+        [&](SurvivingTerms& results, const ResultValues<double, T>& values) {
           numbers(results.keys.data(), results.count, results.numbers.data());
           for (std::uint32_t i = 0; i < results.count; ++i)
             if (results.numbers[i]) out.push_back({results.code[i] / 2, results.numbers[i], values.first[i]});

@@ -29,18 +29,18 @@ std::vector<std::vector<std::size_t>> GroupByBasis(const std::vector<const WaveF
 }
 
 // sum += conj(bra) result for the results that the bra has, under these numbers.
-template <class T>
-void AddResults(const WaveFunctionType& bra, const SurvivingTerms& results, const std::uint32_t* numbers,
-                const ResultValues<T>& values, Complex16& sum) {
+template <class C, class K>
+void AddResults(const WaveFunctionType& bra, const std::uint32_t* numbers, const ResultValues<C, K>& values,
+                Complex16& sum) {
   std::visit(
       [&](const auto& b) {
-        auto added = ToKind<decltype(b[0] * T{})>(sum);
-        FurtherCodes furtherCodes(results);
-        for (std::uint32_t i = 0; i < results.count; ++i) {
+        auto added = ToKind<decltype(b[0] * values.first[0])>(sum);
+        FurtherCodes further(values.results);
+        for (std::uint32_t i = 0; i < values.results.count; ++i) {
           const std::uint32_t number = numbers[i];
           if (number) added += Conj(b[number]) * values.first[i];
-          furtherCodes.forEach(i, [&](std::uint32_t e) {
-            if (number) added += Conj(b[number]) * values.further[e];
+          values.forEachFurther(further, i, [&](auto term) {
+            if (number) added += Conj(b[number]) * term;
           });
         }
         sum = added;
@@ -54,11 +54,10 @@ template <class C, class K>
 std::vector<Complex16> SumMatrixElements(const CompiledOperator& O, const std::vector<C>& coefficients,
                                          const std::vector<const WaveFunctionType*>& bras,
                                          const WaveFunctionType& ket, const BlockedArray<K>& k) {
-  using T = decltype(C{} * K{});
   const auto groups = GroupByBasis(bras);
   std::vector<Complex16> sums(bras.size());
   std::vector<std::uint32_t> others;
-  const auto flush = [&](SurvivingTerms& results, const ResultValues<T>& values) {
+  const auto flush = [&](SurvivingTerms& results, const ResultValues<C, K>& values) {
     for (const auto& group : groups) {
       const DeterminantBasis& basis = *bras[group[0]]->basis;
       std::uint32_t* numbers = results.numbers.data();
@@ -68,7 +67,7 @@ std::vector<Complex16> SumMatrixElements(const CompiledOperator& O, const std::v
         BasisHash(basis, results.keys.data(), results.count, numbers);
       }
       BasisFindBatch(basis, results.keys.data(), results.count, numbers);
-      for (const std::size_t b : group) AddResults(*bras[b], results, numbers, values, sums[b]);
+      for (const std::size_t b : group) AddResults(*bras[b], numbers, values, sums[b]);
     }
   };
   ForEachResult(

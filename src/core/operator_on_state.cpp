@@ -18,21 +18,22 @@ const DeterminantRestrictionType Unrestricted;
 
 // Adds the terms of results to values, one after the other as they arose. What belongs to no element, number
 // 0, is dropped.
-template <class T>
-auto Adder(const SurvivingTerms& results, const ResultValues<T>& added, BlockedArray<T>& values) {
-  return
-      [&values, &added, furtherCodes = FurtherCodes(results)](std::uint32_t i, std::uint32_t number) mutable {
-        T& value = values[number];
-        T sum = value + added.first[i];
-        furtherCodes.forEach(i, [&](std::uint32_t e) { sum += added.further[e]; });
-        if (number) value = sum;
-      };
+template <class C, class X, class T>
+auto Adder(const ResultValues<C, X>& added, BlockedArray<T>& values) {
+  return [&values, &added, further = FurtherCodes(added.results)](std::uint32_t i,
+                                                                  std::uint32_t number) mutable {
+    T& value = values[number];
+    T sum = value + added.first[i];
+    added.forEachFurther(further, i, [&](T term) { sum += term; });
+    if (number) value = sum;
+  };
 }
 
 // Adds a batch of results to a state whose basis grows. A rebuilt index gets room for at least wanted.
-template <class T>
-void AddResults(const SurvivingTerms& results, const ResultValues<T>& added, std::size_t wanted,
-                DeterminantBasis& basis, BlockedArray<T>& values) {
+template <class C, class X, class T>
+void AddResults(const ResultValues<C, X>& added, std::size_t wanted, DeterminantBasis& basis,
+                BlockedArray<T>& values) {
+  const SurvivingTerms& results = added.results;
   BasisMakeRoom(basis, std::size_t{basis.N} + results.count, wanted);
   DispatchKeys(basis.layout, [&](auto words) {
     AddEach(
@@ -44,19 +45,20 @@ void AddResults(const SurvivingTerms& results, const ResultValues<T>& added, std
           if (number == values.size) *values.append() = T{};
           return number;
         },
-        Adder(results, added, values));
+        Adder(added, values));
   });
 }
 
 // Adds what lies inside the basis.
-template <class T>
-void AddResultsInside(const SurvivingTerms& results, const ResultValues<T>& added,
-                      const DeterminantBasis& basis, BlockedArray<T>& values) {
+template <class C, class X, class T>
+void AddResultsInside(const ResultValues<C, X>& added, const DeterminantBasis& basis,
+                      BlockedArray<T>& values) {
+  const SurvivingTerms& results = added.results;
   if (basis.buckets.empty()) return;
   DispatchKeys(basis.layout, [&](auto words) {
     FindEach(
         basis, words, results.keys.data(), results.numbers.data(), results.count,
-        [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); }, Adder(results, added, values));
+        [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); }, Adder(added, values));
   });
 }
 
@@ -101,9 +103,8 @@ WaveFunctionType GrowingProduct(const CompiledOperator& O, const std::vector<C>&
     ForEachResult(
         O, coefficients, true, 1, ElementCount(psi), *psi.basis, *Opsi.basis,
         [&](std::uint32_t i) { return x[reached = i]; },
-        [&](const SurvivingTerms& results, const ResultValues<T>& added) {
-          AddResults(results, added, ForeseenSize(*Opsi.basis, reached, ElementCount(psi)), *Opsi.basis,
-                     values);
+        [&](SurvivingTerms&, const ResultValues<C, X>& added) {
+          AddResults(added, ForeseenSize(*Opsi.basis, reached, ElementCount(psi)), *Opsi.basis, values);
         });
     BasisFit(*Opsi.basis);
   });
@@ -118,9 +119,7 @@ void ProductInside(const CompiledOperator& O, const std::vector<C>& coefficients
   values.fill(T{});
   ForEachResult(
       O, coefficients, false, 1, ElementCount(psi), *psi.basis, basis, [&](std::uint32_t i) { return x[i]; },
-      [&](const SurvivingTerms& results, const ResultValues<T>& added) {
-        AddResultsInside(results, added, basis, values);
-      });
+      [&](SurvivingTerms&, const ResultValues<C, X>& added) { AddResultsInside(added, basis, values); });
 }
 
 }  // namespace

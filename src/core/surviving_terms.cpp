@@ -75,7 +75,7 @@ FERMIX_POPCOUNT_CLONES std::uint32_t ListTerms(const CompiledOperator& O, KeyWor
   for (; place < plain && term[place + 1] < O.plainBefore[d]; ++place) term[place] = term[place + 1];
   term[place] = O.plainTerms + d;
 
-  std::uint32_t* further = out.further.data() + out.furtherCount;
+  std::uint32_t* further = out.further.get() + out.furtherCount;
   const std::uint32_t more =
       CollectBits(mask + w, O.rowWords - w, O.plainTerms + (w - O.plainWords) * 64, further);
   if (more) {
@@ -186,7 +186,8 @@ SurvivingTerms::SurvivingTerms(const CompiledOperator& O, const DeterminantBasis
       factor(O.QLader ? BasisBatch + O.terms : 0),
       keys(std::size_t{BasisBatch + O.terms} * O.words),
       numbers(BasisBatch + O.terms),
-      further(std::size_t{BasisBatch} * (O.terms - O.plainTerms) + 4),
+      furtherRoom(std::size_t{BasisBatch} * (O.terms - O.plainTerms) + 4),
+      further(std::make_unique_for_overwrite<std::uint32_t[]>(furtherRoom)),
       mask(O.rowWords),
       chosen(O.slices + O.restrictionStart.size()) {
   shared.reserve(BasisBatch + 2);

@@ -2,6 +2,8 @@
 // amplitude, and what key they give. Used by core/operator_on_state.cpp and core/expectation.cpp.
 #pragma once
 
+#include <memory>
+
 #include "core/compiled_operator.h"
 #include "core/determinant_basis.h"
 
@@ -27,7 +29,8 @@ struct SurvivingTerms {
     std::uint32_t result, begin, end;
   };
   std::vector<Shared> shared;
-  std::vector<std::uint32_t> further;
+  std::size_t furtherRoom;
+  std::unique_ptr<std::uint32_t[]> further;  // mostly more room than is used: not zeroed
   std::uint32_t furtherCount = 0;
   // Scratch.
   std::vector<KeyWord> mask;
@@ -67,12 +70,24 @@ inline C ResultCoefficient(const SurvivingTerms& results, const std::vector<C>& 
 std::uint32_t FindSurvivingTerms(const CompiledOperator& O, const KeyWord* key, bool restricted,
                                  SurvivingTerms& out);
 
-// What the results of a batch add to their determinants: of each the first term and further ones.
-template <class T>
+// What the results of a batch add to their determinants, for an operator with coefficients of kind C on a
+// state with values of kind X.
+template <class C, class X>
 struct ResultValues {
-  explicit ResultValues(const SurvivingTerms& results)
-      : first(results.code.size()), further(results.further.size()) {}
-  std::vector<T> first, further;
+  ResultValues(const SurvivingTerms& batch, const std::vector<C>& ofOperator)
+      : results(batch), coefficients(ofOperator), first(batch.code.size()), shared(BasisBatch + 1) {}
+
+  const SurvivingTerms& results;
+  const std::vector<C>& coefficients;
+  std::vector<decltype(C{} * X{})> first;  // of each result its first term
+  std::vector<X> shared;                   // for each entry of results.shared the value of its determinant
+
+  // Calls f(value) for the further terms of result i; further has been asked for the results before.
+  template <class F>
+  void forEachFurther(FurtherCodes& further, std::uint32_t i, F&& f) const {
+    const X x = shared[static_cast<std::size_t>(further.next - results.shared.data())];
+    further.forEach(i, [&](std::uint32_t e) { f(coefficients[results.further[e]] * x); });
+  }
 };
 
 // Results of an operator wait here with their values until enough have come together that looking up their
@@ -82,12 +97,11 @@ template <class C, class Value, class Flush>
 void ForEachResult(const CompiledOperator& O, const std::vector<C>& coefficients, bool restricted,
                    std::uint32_t first, std::uint32_t last, const DeterminantBasis& basis,
                    const DeterminantBasis& target, Value&& value, Flush&& flush) {
-  using T = decltype(C{} * value(first));
   SurvivingTerms results(O, target);
-  ResultValues<T> values(results);
+  ResultValues<C, std::decay_t<decltype(value(first))>> values(results, coefficients);
   for (std::uint32_t i = first; i <= last; ++i) {
     const auto x = value(i);
-    const std::uint32_t furtherFrom = results.furtherCount;
+    values.shared[results.shared.size() - 1] = x;
     const std::uint32_t from = FindSurvivingTerms(O, basis.keys.at(i), restricted, results);
     if (O.QLader) {
       for (std::uint32_t k = from; k < results.count; ++k)
@@ -96,8 +110,6 @@ void ForEachResult(const CompiledOperator& O, const std::vector<C>& coefficients
       for (std::uint32_t k = from; k < results.count; ++k)
         values.first[k] = coefficients[results.code[k]] * x;
     }
-    for (std::uint32_t e = furtherFrom; e < results.furtherCount; ++e)
-      values.further[e] = coefficients[results.further[e]] * x;
     if (results.count < BasisBatch) continue;
     flush(results, values);
     results.clear();
