@@ -113,7 +113,7 @@ namespace {
 // What a shell command prints, with the program and a script at its end.
 std::string ShellOutput(const std::string& command, const std::string& script) {
   const std::string path = script.substr(0, script.find(' ')) + ".txt";
-  EXPECT_EQ(std::system((command + FERMIX_PROGRAM + " " + script + " > " + path).c_str()), 0) << command;
+  EXPECT_EQ(std::system((command + "'" FERMIX_PROGRAM "' " + script + " > " + path).c_str()), 0) << command;
   std::ifstream file(path);
   return {std::istreambuf_iterator<char>(file), {}};
 }

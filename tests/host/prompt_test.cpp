@@ -97,6 +97,29 @@ TEST(Prompt, InterruptsCanBeCaughtAndRepeated) {
   EXPECT_NE(result.err.find("interrupted!\nstack traceback:"), std::string::npos) << result.err;
 }
 
+// Each with an endless loop around the coroutines, which has to end as well.
+TEST(Prompt, InterruptsStopCoroutines) {
+  const char* setups[] = {
+      "co = coroutine.wrap(function() print('one') while true do end end) while true do pcall(co) end\n",
+      "function f() while true do coroutine.resume(coroutine.create(function() print('one') while true do "
+      "end "
+      "end)) end end while true do coroutine.resume(coroutine.create(f)) end\n",
+      "co = coroutine.wrap(function() print('one') while true do coroutine.yield(1) end end) while true do "
+      "co() "
+      "end\n"};
+  for (const char* setup : setups) {
+    Program program({});
+    program.Write(setup);
+    ASSERT_TRUE(program.WaitFor("one"));
+    program.Interrupt();
+    program.Write("=coroutine.wrap(function(x) return coroutine.yield(x) end)(7)\n");
+    const ProgramResult result = program.Finish();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.out.find("F 7\nF \n"), std::string::npos) << result.out;
+    EXPECT_NE(result.err.find("interrupted!"), std::string::npos) << result.err;
+  }
+}
+
 TEST(Prompt, AnInterruptBetweenStatementsEndsTheProgram) {
   Program program({});
   ASSERT_TRUE(program.WaitFor("F "));

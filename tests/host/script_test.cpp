@@ -179,6 +179,22 @@ TEST_F(Script, ErrorsReachTheScript) {
   EXPECT_EQ(Run("formatted()"), "[string \"formatted()\"]:1:  1.00|ab  |3");
 }
 
+int attempts = 0;
+int FailOnce(lua_State* L) {
+  lua_pushnil(L);  // what the failed attempt leaves on the stack goes
+  if (++attempts == 1) throw std::bad_alloc();
+  return lua_push(L, double(lua_gettop(L)));
+}
+int FailAlways(lua_State*) { throw OutOfMemory("a text\n"); }
+
+TEST_F(Script, ReadersHaveASecondAttemptAtMemory) {
+  Function("once", Entry<TwoAttempts<FailOnce>>);
+  Function("always", Entry<TwoAttempts<FailAlways>>);
+  EXPECT_EQ(Run("setmetatable({}, {__gc = function() collected = 1 end}) return once(1, 2) + collected"),
+            "4");
+  EXPECT_EQ(Run("always()"), "[string \"always()\"]:1: a text\n");
+}
+
 const std::shared_ptr<int> witness = std::make_shared<int>();
 long Living() { return witness.use_count() - 1; }
 

@@ -64,6 +64,10 @@ TEST(MatrixExp, HermitianOverflow) {
   EXPECT_EQ(std::get<0>(R.Data), (std::vector<double>{HUGE_VAL, 0, 0, std::exp(1.0)}));
   ASSERT_EQ(HermitianCompactMatrixExp(Real(2, {2000, -500, -500, 2000}), R), 0);
   EXPECT_EQ(std::get<0>(R.Data), (std::vector<double>{HUGE_VAL, -HUGE_VAL, -HUGE_VAL, HUGE_VAL}));
+  CompactMatrixType C = InitCompactMatrix(2, 2, true);
+  C.Data = std::vector<Complex16>{800, {0, 9}, {0, -9}, 800};
+  ASSERT_EQ(HermitianCompactMatrixExp(C, R), 0);
+  for (const Complex16 z : std::get<1>(R.Data)) EXPECT_FALSE(std::isnan(z.re + z.im));
 }
 
 TEST(MatrixExp, IsRightForDefectiveAndNearlyDefectiveMatrices) {

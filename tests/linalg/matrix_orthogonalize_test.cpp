@@ -84,6 +84,13 @@ TEST(GramSchmidt, ComparesSquaresOfRealRowsAndNormsOfComplexOnes) {
   }
 }
 
+// Squares of these overflow.
+TEST(GramSchmidt, NormalisesHugeRows) {
+  CompactMatrixType A = RealMatrix(2, 2, {1e300, 0, 1e300, 1e300});
+  ASSERT_EQ(CompactMatrixGramSchmidtOrthogonalizeRow(A, -1, true), 0);
+  ExpectOrthonormalRows(A);
+}
+
 // Rows 0, (dropped), 2, 3: the row behind the kept row 2 is not projected, which is meant to stay so.
 TEST(GramSchmidt, SkipsAsManyRowsAsWereDropped) {
   CompactMatrixType m = RealMatrix(4, 3, {2, 0, 0, 3, 0, 0, 1, 1, 0, 0, 1, 1});

@@ -10,8 +10,7 @@ local tag = {}
 local source = setmetatable({1, "a", {true, I}, x = {y = 2}}, tag)
 local copy = Copy(source)
 check.ok("another table", copy ~= source and copy[3] ~= source[3] and copy.x ~= source.x)
-check.equal("metatable", getmetatable(copy), tag)
-check.equal("nested", copy.x.y, 2)
+check.ok("nested", getmetatable(copy) == tag and copy.x.y == 2)
 copy[3][2].re = 7
 check.equal("complex values are copied", I.re, 0)
 check.ok("values", Clone("text") == "text" and Copy(nil) == nil and Copy(deep))
@@ -39,8 +38,7 @@ check.equal("Conjugate", tostring(Conjugate {x = C(1, 2)}.x), "(1 - 2 I)")
 check.equal("ConjugateTranspose of one", tostring(ConjugateTranspose(C(1, 2))), "(1 - 2 I)")
 local m = setmetatable({{1, C(2, 1), 3}, {4, 5, 6}}, tag)
 local mt, mh = Transpose(m), ConjugateTranspose(m)
-check.equal("rows", #mt, 3)
-check.equal("metatable of a transpose", getmetatable(mt), tag)
+check.ok("rows", #mt == 3 and getmetatable(mt) == tag)
 for i = 1, 2 do
   for j = 1, 3 do
     check.near("element", mt[j][i], m[i][j], 0)

@@ -148,8 +148,7 @@ local spectra = CreateSpectra(H, {NewOperator(2, 0, {{-0, 1}}), NewOperator(2, 0
   NewWavefunction(2, 0, {{"10", 0.6}, {"01", 0.8}}), {{"NE", 50}, {"Emin", -3}, {"Emax", 3}, {"Gamma", 0.2}})
 spectra.Name = "a \"bundle\""
 local copy = back(spectra)
-check.equal("text of the spectra", tostring(copy), tostring(spectra))
-check.equal("name of the bundle", copy.Name, spectra.Name)
+check.ok("text and name of the spectra", tostring(copy) == tostring(spectra) and copy.Name == spectra.Name)
 check.ok("tables of the spectra", same(Chop(Spectra.ToTable(copy), 1e-14)[1][7], Chop(Spectra.ToTable(spectra), 1e-14)[1][7]))
 check.ok("a text of numbers", source(Spectra.FromTable({{{1, C(2, -4)}, ["Name"] = "a", ["ResonantEnergy"] = 5}})) ==
   'Spectra.FromTable({\n{{ 1.000000000000000E+00, 2.000000000000000E+00 - I *  4.000000000000000E+00},\n["Name"]="a",' ..
@@ -157,8 +156,8 @@ check.ok("a text of numbers", source(Spectra.FromTable({{{1, C(2, -4)}, ["Name"]
   '["Gamma"]= 0.000000000000000E+00,["Integral"]= 0.000000000000000E+00},\n})')
 
 -- Names and files
-AbCd, abcd, _x1 = 1, 2, 3
-for _, name in ipairs {"AbCd", "abcd", "_x1"} do io.put(folder, name, "ASCII") end
+AbCd, abcd = 1, 2
+for _, name in ipairs {"AbCd", "abcd"} do io.put(folder, name, "ASCII") end
 check.equal("capitals in the file's name", text_of("^ab^cd"), "AbCd = 1\n")
 AbCd = nil
 dofile(folder .. "/^ab^cd.Fermix")
@@ -176,7 +175,6 @@ for _, row in ipairs {
   {print, "Error in LuaASCIIStreamPrint unrecognized type of function\n"},
   {{io.stdout}, "Error in LuaASCIIStreamPrint unrecognized type of user data\n"},
   {cyclic, "Error: table nested deeper than 180 levels, or containing itself\n"},
-  {{chain}, "Error: table nested deeper than 180 levels, or containing itself\n"},
   {{x = keyed}, "Error: table nested deeper than 180 levels, or containing itself\n"},
   {doubled, "Error: tables shared inside of a table come to more than 4000000 values\n"}
 } do

@@ -60,7 +60,6 @@ for _, n in forms_of({{11, 12, 13}, {21, 22, 23}, {31, 32, 33}}) do
     Matrix.Exp(n * 0), Matrix.Sqrt(n * 0), Matrix.Conjugate(n), Matrix.Transpose(n), Matrix.ConjugateTranspose(n)
   } do check.equal("form", form(result), form(n)) end
 end
-equal("Expand of a rectangle", Matrix.Expand({{1, 2}}, 4), {{0}})
 
 -- Functions, checked by what they undo
 local A = {{2, C(0.5, 1), 0.25}, {C(0.5, -1), 3, -I}, {0.25, I, 4}}
@@ -98,7 +97,6 @@ for _, method in ipairs {"Lowdin", "GramSchmidt"} do
     small("rows", rows * ConjugateTranspose(rows) - Matrix.Identity(2), 1e-15)
     small("columns", Transpose(columns) - rows, 1e-15)
   end
-  check.equal("dependent", #Orthonormalize({{1, 1}, {2, 2}}, {{"Method", method}}), 1)
   check.equal("kept", #Orthonormalize({{1, 1}, {2, 2}}, {{"Method", method}, {"ReduceDimension", false}}), 2)
 end
 check.equal("threshold of singular values", #Orthonormalize({{1, 0}, {0, 1e-3}}, {{"SingularValue", 0.1}}), 1)
