@@ -91,7 +91,10 @@ int ReadOptions(lua_State* L) {
     all += line;
   }
   const auto [a, b, c] = three.value_or(std::array<std::uint32_t, 3>{});
-  if (a + b + c != 21) all += " " + std::to_string(a) + std::to_string(b) + std::to_string(c);
+  if (a + b + c != 21) {
+    std::snprintf(line, sizeof line, " %u%u%u", a, b, c);
+    all += line;
+  }
   return lua_push(L, all);
 }
 
