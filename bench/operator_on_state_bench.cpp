@@ -137,12 +137,40 @@ void FixedBasis(benchmark::State& state) {
   Report(state, CompileOperator(H, nullptr, ElementCount(psi)), psi, rate, ElementCount(Hpsi));
 }
 
+// A half-filled ring with one orbital and two spins a site.
+OperatorType HubbardRing(std::uint32_t sites) {
+  OperatorType H;
+  H.layout = {2 * sites, 0};
+  for (std::uint32_t i = 0; i < sites; ++i) {
+    for (std::uint32_t spin = 0; spin < 2; ++spin) {
+      const std::uint32_t a = 2 * i + spin, b = 2 * ((i + 1) % sites) + spin;
+      OperatorAddLader(H, {Annihilate(a), Create(b)}, -1);
+      OperatorAddLader(H, {Annihilate(b), Create(a)}, -1);
+    }
+    OperatorAddLader(H, {Annihilate(2 * i), Create(2 * i), Annihilate(2 * i + 1), Create(2 * i + 1)}, 8);
+  }
+  return H;
+}
+
+// What a solver finds: the determinants that H reaches from some, at least as many as asked for if it reaches
+// them.
+WaveFunctionType GrownState(const OperatorType& H, WaveFunctionType psi, std::uint32_t determinants) {
+  for (std::uint32_t before = 0; before < ElementCount(psi) && ElementCount(psi) < determinants;) {
+    before = ElementCount(psi);
+    WaveFunctionAddUnionBasis(psi, OperatorPsi(H, psi));
+  }
+  return psi;
+}
+
 // Products through remembered rows into a growing result. ns_survivor: what a term cost when its row was
 // made.
 void RememberedRows(benchmark::State& state) {
   const auto orbitals = static_cast<std::uint32_t>(state.range(1));
-  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
-  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
+  const int l = static_cast<int>(state.range(0));
+  const OperatorType H = l == 0 ? HubbardRing(orbitals / 2) : ImpurityOperator(l, orbitals);
+  const auto determinants = static_cast<std::uint32_t>(state.range(2));
+  const WaveFunctionType psi =
+      GrownState(H, RandomState(orbitals, std::min(determinants, 10u)), determinants / 8);
   NumberedSums<double> sums;
   double result = 0, entries = 0, seconds = 1e300;
   CycleRate rate;
@@ -168,12 +196,14 @@ void RememberedRows(benchmark::State& state) {
   state.counters["new"] = result;
 }
 
-// Rows inside a fixed basis, for one vector and for four side by side.
+// Rows inside a fixed basis, for one vector and for four side by side. A ring for l = 0.
 void FixedRows(benchmark::State& state, std::size_t vectors) {
   const auto orbitals = static_cast<std::uint32_t>(state.range(1));
-  const OperatorType H = ImpurityOperator(static_cast<int>(state.range(0)), orbitals);
-  const WaveFunctionType psi = RandomState(orbitals, static_cast<std::uint32_t>(state.range(2)));
-  const auto rows = MakeFixedBasisOperator<double>(H, OperatorPsi(H, psi));
+  const auto determinants = static_cast<std::uint32_t>(state.range(2));
+  const int l = static_cast<int>(state.range(0));
+  const OperatorType H = l == 0 ? HubbardRing(orbitals / 2) : ImpurityOperator(l, orbitals);
+  const WaveFunctionType start = RandomState(orbitals, std::min(determinants, 10u));
+  const auto rows = MakeFixedBasisOperator<double>(H, GrownState(H, start, determinants));
   std::vector<double> x(vectors * rows.N, 1), y(x.size());
   const CycleRate rate = Timed(state, [&] {
     vectors == 1 ? FixedBasisOperatorMultiply(rows, 0.5, x.data(), y.data())
@@ -222,9 +252,14 @@ BENCHMARK(GrowingBasis)->Apply(Cases);
 BENCHMARK(LadderSteps)->Apply(Cases);
 BENCHMARK(LadderProduct)->Apply(Cases);
 BENCHMARK(FixedBasis)->Apply(Cases);
-BENCHMARK(RememberedRows)->Apply(Cases);
-BENCHMARK(FixedRowsOne)->Apply(Cases);
-BENCHMARK(FixedRowsFour)->Apply(Cases);
+void FixedCases(benchmark::internal::Benchmark* b) {
+  b->Args({2, 10, 250})->Args({3, 14, 3400})->Args({0, 24, 800000});
+  b->Args({2, 24, 800000})->Args({2, 26, 800000})->Args({3, 26, 800000})->Args({3, 64, 800000});
+  b->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(RememberedRows)->Apply(FixedCases);
+BENCHMARK(FixedRowsOne)->Apply(FixedCases);
+BENCHMARK(FixedRowsFour)->Apply(FixedCases);
 BENCHMARK(SurvivorsOnly)->Apply(Cases);
 BENCHMARK(HardlyASurvivor);
 

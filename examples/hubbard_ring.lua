@@ -1,13 +1,17 @@
 -- A half-filled Hubbard ring of 8 sites: its lowest states and its local spectral function.
 --
+--     scripts/run examples/hubbard_ring.lua [DIRECTORY]
+--
 --     H = -t sum_<ij>,s (c+_is c_js + c+_js c_is) + U sum_i n_i,up n_i,dn - U/2 sum_i n_i
 --
 -- Spin-orbital 2 i is site i with spin down, 2 i + 1 with spin up. The script prints the states and writes the
--- spectral function to hubbard_ring.dat: removal of an electron and addition of one at site 0. In gnuplot:
+-- spectral function to hubbard_ring.dat in DIRECTORY (the current one without it): removal of an electron and addition
+-- of one at site 0. In gnuplot:
 --
 --     plot "hubbard_ring.dat" using (-$1):(-$3/pi) with lines title "removal", \
 --          "" using 1:(-$5/pi) with lines title "addition"
 
+directory = args and args[1] or "."
 Nsites, t, U = 8, 1, 8
 NF, NB = 2 * Nsites, 0
 
@@ -49,4 +53,4 @@ S, chains = CreateSpectra(H, {NewOperator("An", NF, 1), NewOperator("Cr", NF, 1)
                           {{"Emin", -2}, {"Emax", 12}, {"NE", 2800}, {"Gamma", 0.1}, {"NTri", 150}})
 print(string.format("Weight of removal %.9f and of addition %.9f, together %.9f", S.Integral[1] ^ 2, S.Integral[2] ^ 2,
                     S.Integral[1] ^ 2 + S.Integral[2] ^ 2))
-S.Print({{"file", "hubbard_ring.dat"}})
+S.Print({{"file", directory .. "/hubbard_ring.dat"}})

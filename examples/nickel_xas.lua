@@ -1,5 +1,7 @@
 -- L2,3 absorption of a Ni2+ ion in a cubic field:  2p6 3d8 -> 2p5 3d9
 --
+--     scripts/run examples/nickel_xas.lua [DIRECTORY]
+--
 -- The ion has 16 spin-orbitals. Each shell is numbered by rising m, spin down before spin up:
 --
 --     orbital   0   1   2   3   4   5     6   7   8   9  10  11  12  13  14  15
@@ -7,13 +9,14 @@
 --     m        -1  -1   0   0   1   1    -2  -2  -1  -1   0   0   1   1   2   2
 --     spin     dn  up  dn  up  dn  up    dn  up  dn  up  dn  up  dn  up  dn  up
 --
--- All energies are in eV. The script prints the lowest states of the ion and writes the spectrum to
--- nickel_xas.dat: the real and imaginary parts of four Green's functions (x, y, z polarisation and their sum);
--- minus the imaginary part, over pi, is the intensity. In gnuplot:
+-- All energies are in eV. The script prints the lowest states of the ion and writes the spectrum to nickel_xas.dat in
+-- DIRECTORY (the current one without it): the real and imaginary parts of four Green's functions (x, y, z polarisation
+-- and their sum); minus the imaginary part, over pi, is the intensity. In gnuplot:
 --
 --     plot "nickel_xas.dat" using 1:(-$9/pi) with lines title "sum", "" using 1:(-$3/pi) with lines title "x", \
 --          "" using 1:(-$7/pi) with lines title "z"
 
+directory = args and args[1] or "."
 NF, NB = 16, 0
 IndexDn_2p, IndexUp_2p = {0, 2, 4}, {1, 3, 5}
 IndexDn_3d, IndexUp_3d = {6, 8, 10, 12, 14}, {7, 9, 11, 13, 15}
@@ -103,9 +106,10 @@ S = CreateSpectra(Hfinal, {Tx, Ty, Tz}, psi[1],
                   {{"E0", E0}, {"Emin", 845}, {"Emax", 885}, {"NE", 4000}, {"Gamma", 0.1}})
 S = S.Sum({1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1})
 S.Name = "Ni2+ L2,3: x, y, z polarisation and their sum"
-print(string.format("Integrated intensity of the sum (weight of T psi): %.12f", S.Integral[4] ^ 2))
+print(string.format("Integrated intensity of the sum: %.9f; 2/5 of the holes in 3d: %.9f", S.Integral[4] ^ 2,
+                    2 / 5 * (10 - psi[1] * N_3d * psi[1])))
 
 -- Experimental resolution, and a core-hole lifetime that shortens from the L3 to the L2 edge: the Lorentzian full
 -- width grows from 0.2 eV to 0.5 eV on top of Gamma.
 S.Broaden(0.3, {{858, 0.2}, {866, 0.5}})
-S.Print({{"file", "nickel_xas.dat"}})
+S.Print({{"file", directory .. "/nickel_xas.dat"}})

@@ -128,10 +128,4 @@ double SlaterCoefficientCjcoupling(int k, int l1, int twoJ1, int twoMj1, int l2,
   return QOdd(Int{l1} + l2 + (Int{twoMj1} + twoMj2) / 2 + 1) ? -value : value;
 }
 
-SlaterCoefficients::SlaterCoefficients(int k, int shell1, int shell2) : l1(shell1), l2(shell2) {
-  c.reserve((2 * l1 + 1) * (2 * l2 + 1));
-  for (int m1 = -l1; m1 <= l1; ++m1)
-    for (int m2 = -l2; m2 <= l2; ++m2) c.push_back(SlaterCoefficientC(k, l1, m1, l2, m2));
-}
-
 }  // namespace fermix

@@ -10,8 +10,6 @@
 // Lists of orbitals are given split by spin, each in order of rising m.
 #pragma once
 
-#include <vector>
-
 namespace fermix {
 
 // The 3j symbol ( j1 j2 j3 ; m1 m2 m3 ). 0 unless m1 + m2 + m3 = 0, |mi| <= ji and the triangle closes.
@@ -33,14 +31,5 @@ double SlaterCoefficientC(int k, int l1, int m1, int l2, int m2);
 // couples with the spin in this order. The arguments j and mj are doubled; 0 where they are not those of such
 // a state.
 double SlaterCoefficientCjcoupling(int k, int l1, int twoJ1, int twoMj1, int l2, int twoJ2, int twoMj2);
-
-// All c^k(l1 m1, l2 m2) of one k and two shells, for loops over m.
-struct SlaterCoefficients {
-  int l1, l2;
-  std::vector<double> c;
-
-  SlaterCoefficients(int k, int shell1, int shell2);
-  double operator()(int m1, int m2) const { return c[(m1 + l1) * (2 * l2 + 1) + m2 + l2]; }
-};
 
 }  // namespace fermix

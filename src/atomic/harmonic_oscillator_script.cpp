@@ -30,6 +30,8 @@ int CheckNmax(lua_State* L, const OscillatorKind& kind) {
 // The matrix that defines the basis: over spatial functions, for standing waves also over orbitals.
 CompactMatrixType CheckBasisMatrix(lua_State* L, const OscillatorKind& kind, int nmax) {
   CompactMatrixType M = luaL_checkCompactMatrix(L, 3);
+  if (!QFinite(M))
+    ScriptError(L, "Error in %s. The matrix defining the basis should be finite\n", kind.frontEnd);
   const auto fits = [&](std::uint32_t dimension) {
     if (kind.grid) return dimension == static_cast<std::uint32_t>(2 * nmax - 1);
     return dimension == static_cast<std::uint32_t>(nmax) || dimension == static_cast<std::uint32_t>(2 * nmax);
@@ -66,6 +68,9 @@ int NewOscillator(lua_State* L, const OscillatorKind& kind) {
     single = CreateOperatorOnBasis(single, M);
     contact = CreateOperatorOnBasis(contact, M);
   }
+  if (!QFinite(single) || !QFinite(contact))
+    ScriptError(L, "Error in %s, a=%g and nmax=%d give operators that are not finite\n", kind.frontEnd, a,
+                nmax);
 
   lua_push(L, std::move(single));
   lua_push(L, std::move(contact));

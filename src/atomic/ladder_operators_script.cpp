@@ -1,4 +1,7 @@
 #include "atomic/ladder_operators.h"
+
+#include <cmath>
+
 #include "atomic/operator_families_script.h"
 #include "atomic/shell_arguments_script.h"
 #include "core/operator_script.h"
@@ -28,6 +31,9 @@ std::vector<Complex16> CheckPrefactors(lua_State* L, int index, const char* fron
   if (prefactors.size() != expected)
     ScriptError(L, "Error in %s, Lenght of Index (%d) is not equal to lenght of prefactors (%d)\n", frontEnd,
                 static_cast<int>(expected), static_cast<int>(prefactors.size()));
+  for (std::size_t k = 0; k < expected; ++k)
+    if (std::isnan(prefactors[k].re) || std::isnan(prefactors[k].im))
+      ScriptError(L, "Error in %s, prefactor %d is not a number\n", frontEnd, static_cast<int>(k) + 1);
   return prefactors;
 }
 

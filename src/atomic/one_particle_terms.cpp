@@ -9,23 +9,37 @@ namespace fermix {
 
 namespace {
 
-void AddTerms(OperatorType& O, const OneParticleTerms& terms, const ShellIndices& shell, Complex16 factor) {
-  for (const auto& t : terms)
-    AddHop(O, shell.at(t.toSpin, t.to), shell.at(t.fromSpin, t.from), factor * t.value);
+// a A + b times the adjoint of A
+OneParticleTerms WithAdjoint(Complex16 a, Complex16 b, const OneParticleTerms& A) {
+  OneParticleTerms terms;
+  for (const auto& t : A) {
+    terms.push_back({t.to, t.from, a * t.value});
+    terms.push_back({t.from, t.to, b * Conj(t.value)});
+  }
+  return terms;
 }
 
-// The elements are real, so that the adjoint swaps the ladders only.
-void AddAdjoint(OperatorType& O, const OneParticleTerms& terms, const ShellIndices& shell, Complex16 factor) {
-  for (const auto& t : terms)
-    AddHop(O, shell.at(t.fromSpin, t.from), shell.at(t.toSpin, t.to), factor * t.value);
+OneParticleTerms ComponentTerms(const VectorTerms& V, VectorComponent component) {
+  const Complex16 halfI(0, 0.5);
+  switch (component) {
+    case VectorComponent::x:
+      return WithAdjoint(0.5, 0.5, V.plus);
+    case VectorComponent::y:
+      return WithAdjoint(-halfI, halfI, V.plus);
+    case VectorComponent::plus:
+      return V.plus;
+    case VectorComponent::min:
+      return WithAdjoint(0, 1, V.plus);
+    default:
+      return V.z;
+  }
 }
 
 OperatorType VectorSquare(const char* name, const VectorTerms& V, std::uint32_t NFermion,
                           const ShellIndices& shell) {
   const auto order = QDetNotOrderedFcFaBcBa;
-  OperatorType z = InitShellOperator(name, NFermion), plus = InitShellOperator(name, NFermion);
-  AddTerms(z, V.z, shell, 1);
-  AddTerms(plus, V.plus, shell, 1);
+  const OperatorType z = CreateOneParticleOperator(name, V.z, NFermion, shell);
+  const OperatorType plus = CreateOneParticleOperator(name, V.plus, NFermion, shell);
 
   const std::size_t hops = TermCount(z.l[2]) + TermCount(plus.l[2]);
   OperatorType O = InitShellOperator(name, NFermion, 4, hops * hops);
@@ -56,34 +70,19 @@ void AddHop(OperatorType& O, std::uint16_t to, std::uint16_t from, Complex16 fac
   OperatorAddLader(O, hop, 2, factor.re, factor.im);
 }
 
-OperatorType CreateVectorOperator(const char* name, const VectorTerms& V, VectorComponent component,
-                                  std::uint32_t NFermion, const ShellIndices& shell) {
-  if (component == VectorComponent::sqr) return VectorSquare(name, V, NFermion, shell);
-  if (component == VectorComponent::z) {
-    OperatorType O = InitShellOperator(name, NFermion);
-    AddTerms(O, V.z, shell, 1);
-    return O;
-  }
-  Complex16 ofPlus, ofMin;  // weights of V_+ and V_-
-  switch (component) {
-    case VectorComponent::x:
-      ofPlus = ofMin = 0.5;
-      break;
-    case VectorComponent::y:
-      ofPlus = {0, -0.5}, ofMin = {0, 0.5};
-      break;
-    case VectorComponent::plus:
-      ofPlus = 1;
-      break;
-    default:
-      ofMin = 1;
-      break;
-  }
+OperatorType CreateOneParticleOperator(const char* name, const OneParticleTerms& terms,
+                                       std::uint32_t NFermion, const ShellIndices& shell) {
   OperatorType O = InitShellOperator(name, NFermion);
-  if (component == VectorComponent::y) MakeRealOperatorFixedLengthComplex(O, 2);
-  if (!(ofPlus == 0)) AddTerms(O, V.plus, shell, ofPlus);
-  if (!(ofMin == 0)) AddAdjoint(O, V.plus, shell, ofMin);
+  for (const auto& [to, from, value] : terms)
+    if (!(value == 0)) AddHop(O, shell.at(to.list, to.position), shell.at(from.list, from.position), value);
   return O;
+}
+
+OperatorType CreateVectorOperator(const VectorNames& names, const VectorTerms& V, VectorComponent component,
+                                  std::uint32_t NFermion, const ShellIndices& shell) {
+  const char* name = names[static_cast<int>(component)];
+  if (component == VectorComponent::sqr) return VectorSquare(name, V, NFermion, shell);
+  return CreateOneParticleOperator(name, ComponentTerms(V, component), NFermion, shell);
 }
 
 }  // namespace fermix

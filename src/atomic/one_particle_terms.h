@@ -10,26 +10,33 @@
 
 namespace fermix {
 
-enum class Spin : int { up = 0, dn = 1 };
+// The two lists of a shell: spin up and down, or in the jjz basis j = l - 1/2 and j = l + 1/2.
+enum class ShellList : int { up = 0, dn = 1, jmin = 0, jplus = 1 };
+using Spin = ShellList;  // where the lists are those of the spins
 
-// The orbitals of a shell, by spin: list[0] up and list[1] down, of equal length. Where orbitals have an m it
-// is position - l, so that the length is 2l + 1. Orbitals may repeat. All are below the NFermion of the
-// operators that are made on them.
+// The orbitals of a shell. They may repeat. All are below the NFermion of the operators that are made on
+// them.
+//
+//     spin up, spin down   equal lengths; where orbitals have an m it is position - l, the length 2l + 1
+//     jjz                  2l and 2l + 2 states by rising jz, from l - 1/2 and l + 1/2 below 0 on
 struct ShellIndices {
   std::vector<std::uint16_t> list[2];
 
+  bool QJJz() const { return list[0].size() != list[1].size(); }
   int length() const { return static_cast<int>(list[0].size()); }
-  int l() const { return (length() - 1) / 2; }
-  std::uint16_t at(Spin s, int position) const { return list[static_cast<int>(s)][position]; }
+  int l() const { return length() / 2; }  // in either basis
+  std::uint16_t at(ShellList which, int position) const { return list[static_cast<int>(which)][position]; }
 };
 
-// value c+(to, toSpin) c(from, fromSpin), by position in the lists.
+struct ShellPlace {
+  ShellList list;
+  int position;
+};
+
+// value c+(to) c(from).
 struct OneParticleTerm {
-  int to;
-  Spin toSpin;
-  int from;
-  Spin fromSpin;
-  double value;
+  ShellPlace to, from;
+  Complex16 value;
 };
 using OneParticleTerms = std::vector<OneParticleTerm>;
 
@@ -38,6 +45,8 @@ struct VectorTerms {
 };
 
 enum class VectorComponent { x, y, z, plus, min, sqr };
+// The names of the components in this order.
+using VectorNames = const char* [6];
 
 // Hash size for a table of about so many terms: the 8 bits of small operators, more where that is slow.
 std::uint32_t NBitsKeyForTerms(std::size_t terms);
@@ -50,8 +59,12 @@ OperatorType InitShellOperator(const char* name, std::uint32_t NFermion, std::ui
 // O += factor c+(to) c(from).
 void AddHop(OperatorType& O, std::uint16_t to, std::uint16_t from, Complex16 factor);
 
-// A component of V on the shell. V^2 holds one- and two-particle terms in normal order; V_y is complex.
-OperatorType CreateVectorOperator(const char* name, const VectorTerms& V, VectorComponent component,
+// The sum of the terms on the shell. Terms of value 0 are left out.
+OperatorType CreateOneParticleOperator(const char* name, const OneParticleTerms& terms,
+                                       std::uint32_t NFermion, const ShellIndices& shell);
+
+// A component of V on the shell. V^2 holds one- and two-particle terms in normal order.
+OperatorType CreateVectorOperator(const VectorNames& names, const VectorTerms& V, VectorComponent component,
                                   std::uint32_t NFermion, const ShellIndices& shell);
 
 }  // namespace fermix

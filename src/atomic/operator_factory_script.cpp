@@ -1,5 +1,7 @@
 #include "atomic/operator_factory_script.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "atomic/operator_families_script.h"
@@ -17,15 +19,19 @@ namespace {
 // in the jjz basis, the tensors have none.
 enum class Family { spin, momentum, tensor };
 
-// How the kinds of a shell are made. The front end is the name that messages give.
+// The spellings of a kind; those that are not used are empty.
+using Spellings = std::string_view[3];
+
+// How the operators of a shell are made. The front end is the name that messages give.
 struct ShellKind {
-  std::string_view kind;
   const char* frontEnd;
+  Spellings kinds;
   Family family;
   OperatorType (*create)(std::uint32_t NF, const ShellIndices& shell);
 };
 
 using enum VectorComponent;
+using enum QuadrupoleComponent;
 template <auto Create, auto C>
 OperatorType Component(std::uint32_t NF, const ShellIndices& shell) {
   return Create(C, NF, shell);
@@ -73,10 +79,9 @@ ShellArguments CheckShellArguments(lua_State* L, const ShellKind& kind) {
 
 int NewShellOperator(lua_State* L, const ShellKind& kind) {
   const ShellArguments a = CheckShellArguments(L, kind);
-  if (a.basis == JJz && kind.family != Family::tensor)
-    ScriptError(L, "Error in %s, the jjz basis is not yet implemented\n", kind.frontEnd);
-  if (a.basis == SphericalHarmonicsY || kind.family == Family::spin)
-    return lua_push(L, kind.create(a.NF, a.shell));
+  const bool implemented = a.basis == SphericalHarmonicsY || kind.family == Family::spin ||
+                           (a.basis == JJz && kind.family == Family::momentum);
+  if (implemented) return lua_push(L, kind.create(a.NF, a.shell));
   Say("not yet implemented\n");
   return lua_push(L, InitOperator(a.NF, 0));
 }
@@ -89,87 +94,67 @@ int LuaOperatorNotYetImplemented(lua_State* L) {
 }
 
 constexpr ShellKind shellKinds[] = {
-    {"Sx", "LuaOperatorNewSx", Family::spin, Component<CreateOperatorS, x>},
-    {"Sy", "LuaOperatorNewSy", Family::spin, Component<CreateOperatorS, y>},
-    {"Sz", "LuaOperatorNewSz", Family::spin, Component<CreateOperatorS, z>},
-    {"Splus", "LuaOperatorNewSplus", Family::spin, Component<CreateOperatorS, plus>},
-    {"Smin", "LuaOperatorNewSmin", Family::spin, Component<CreateOperatorS, min>},
-    {"Ssqr", "LuaOperatorNewSsqr", Family::spin, Component<CreateOperatorS, sqr>},
-    {"S^2", "LuaOperatorNewSsqr", Family::spin, Component<CreateOperatorS, sqr>},
-    {"S2", "LuaOperatorNewSsqr", Family::spin, Component<CreateOperatorS, sqr>},
-    {"Lx", "LuaOperatorNewLx", Family::momentum, Component<CreateOperatorL, x>},
-    {"Ly", "LuaOperatorNewLy", Family::momentum, Component<CreateOperatorL, y>},
-    {"Lz", "LuaOperatorNewLz", Family::momentum, Component<CreateOperatorL, z>},
-    {"Lplus", "LuaOperatorNewLplus", Family::momentum, Component<CreateOperatorL, plus>},
-    {"Lmin", "LuaOperatorNewLmin", Family::momentum, Component<CreateOperatorL, min>},
-    {"Lsqr", "LuaOperatorNewLsqr", Family::momentum, Component<CreateOperatorL, sqr>},
-    {"L^2", "LuaOperatorNewLsqr", Family::momentum, Component<CreateOperatorL, sqr>},
-    {"L2", "LuaOperatorNewLsqr", Family::momentum, Component<CreateOperatorL, sqr>},
-    {"Jx", "LuaOperatorNewJx", Family::momentum, Component<CreateOperatorJ, x>},
-    {"Jy", "LuaOperatorNewJy", Family::momentum, Component<CreateOperatorJ, y>},
-    {"Jz", "LuaOperatorNewJz", Family::momentum, Component<CreateOperatorJ, z>},
-    {"Jplus", "LuaOperatorNewJplus", Family::momentum, Component<CreateOperatorJ, plus>},
-    {"Jmin", "LuaOperatorNewJmin", Family::momentum, Component<CreateOperatorJ, min>},
-    {"Jsqr", "LuaOperatorNewJsqr", Family::momentum, Component<CreateOperatorJ, sqr>},
-    {"J^2", "LuaOperatorNewJsqr", Family::momentum, Component<CreateOperatorJ, sqr>},
-    {"J2", "LuaOperatorNewJsqr", Family::momentum, Component<CreateOperatorJ, sqr>},
-    {"Tx", "LuaOperatorNewTx", Family::tensor, Component<CreateOperatorT, x>},
-    {"Ty", "LuaOperatorNewTy", Family::tensor, Component<CreateOperatorT, y>},
-    {"Tz", "LuaOperatorNewTz", Family::tensor, Component<CreateOperatorT, z>},
-    {"Tplus", "LuaOperatorNewTplus", Family::tensor, Component<CreateOperatorT, plus>},
-    {"Tmin", "LuaOperatorNewTmin", Family::tensor, Component<CreateOperatorT, min>},
-    {"Tsqr", "LuaOperatorNewTsqr", Family::tensor, Component<CreateOperatorT, sqr>},
-    {"Qx", "LuaOperatorNewQxx", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::xx>},
-    {"Qxx", "LuaOperatorNewQxx", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::xx>},
-    {"Qy", "LuaOperatorNewQyy", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::yy>},
-    {"Qyy", "LuaOperatorNewQyy", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::yy>},
-    {"Qz", "LuaOperatorNewQzz", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::zz>},
-    {"Qzz", "LuaOperatorNewQzz", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::zz>},
-    {"Qxy", "LuaOperatorNewQxy", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::xy>},
-    {"Qyx", "LuaOperatorNewQxy", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::xy>},
-    {"Qxz", "LuaOperatorNewQxz", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::xz>},
-    {"Qzx", "LuaOperatorNewQxz", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::xz>},
-    {"Qyz", "LuaOperatorNewQyz", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::yz>},
-    {"Qzy", "LuaOperatorNewQyz", Family::tensor, Component<CreateOperatorQ, QuadrupoleComponent::yz>},
-    {"ldots", "LuaOperatorNewldots", Family::momentum, CreateOperatorldots},
+    {"LuaOperatorNewSx", {"Sx"}, Family::spin, Component<CreateOperatorS, x>},
+    {"LuaOperatorNewSy", {"Sy"}, Family::spin, Component<CreateOperatorS, y>},
+    {"LuaOperatorNewSz", {"Sz"}, Family::spin, Component<CreateOperatorS, z>},
+    {"LuaOperatorNewSplus", {"Splus"}, Family::spin, Component<CreateOperatorS, plus>},
+    {"LuaOperatorNewSmin", {"Smin"}, Family::spin, Component<CreateOperatorS, min>},
+    {"LuaOperatorNewSsqr", {"Ssqr", "S^2", "S2"}, Family::spin, Component<CreateOperatorS, sqr>},
+    {"LuaOperatorNewLx", {"Lx"}, Family::momentum, Component<CreateOperatorL, x>},
+    {"LuaOperatorNewLy", {"Ly"}, Family::momentum, Component<CreateOperatorL, y>},
+    {"LuaOperatorNewLz", {"Lz"}, Family::momentum, Component<CreateOperatorL, z>},
+    {"LuaOperatorNewLplus", {"Lplus"}, Family::momentum, Component<CreateOperatorL, plus>},
+    {"LuaOperatorNewLmin", {"Lmin"}, Family::momentum, Component<CreateOperatorL, min>},
+    {"LuaOperatorNewLsqr", {"Lsqr", "L^2", "L2"}, Family::momentum, Component<CreateOperatorL, sqr>},
+    {"LuaOperatorNewJx", {"Jx"}, Family::momentum, Component<CreateOperatorJ, x>},
+    {"LuaOperatorNewJy", {"Jy"}, Family::momentum, Component<CreateOperatorJ, y>},
+    {"LuaOperatorNewJz", {"Jz"}, Family::momentum, Component<CreateOperatorJ, z>},
+    {"LuaOperatorNewJplus", {"Jplus"}, Family::momentum, Component<CreateOperatorJ, plus>},
+    {"LuaOperatorNewJmin", {"Jmin"}, Family::momentum, Component<CreateOperatorJ, min>},
+    {"LuaOperatorNewJsqr", {"Jsqr", "J^2", "J2"}, Family::momentum, Component<CreateOperatorJ, sqr>},
+    {"LuaOperatorNewTx", {"Tx"}, Family::tensor, Component<CreateOperatorT, x>},
+    {"LuaOperatorNewTy", {"Ty"}, Family::tensor, Component<CreateOperatorT, y>},
+    {"LuaOperatorNewTz", {"Tz"}, Family::tensor, Component<CreateOperatorT, z>},
+    {"LuaOperatorNewTplus", {"Tplus"}, Family::tensor, Component<CreateOperatorT, plus>},
+    {"LuaOperatorNewTmin", {"Tmin"}, Family::tensor, Component<CreateOperatorT, min>},
+    {"LuaOperatorNewTsqr", {"Tsqr"}, Family::tensor, Component<CreateOperatorT, sqr>},
+    {"LuaOperatorNewQxx", {"Qx", "Qxx"}, Family::tensor, Component<CreateOperatorQ, xx>},
+    {"LuaOperatorNewQyy", {"Qy", "Qyy"}, Family::tensor, Component<CreateOperatorQ, yy>},
+    {"LuaOperatorNewQzz", {"Qz", "Qzz"}, Family::tensor, Component<CreateOperatorQ, zz>},
+    {"LuaOperatorNewQxy", {"Qxy", "Qyx"}, Family::tensor, Component<CreateOperatorQ, xy>},
+    {"LuaOperatorNewQxz", {"Qxz", "Qzx"}, Family::tensor, Component<CreateOperatorQ, xz>},
+    {"LuaOperatorNewQyz", {"Qyz", "Qzy"}, Family::tensor, Component<CreateOperatorQ, yz>},
+    {"LuaOperatorNewldots", {"ldots"}, Family::momentum, CreateOperatorldots},
 };
 
 constexpr struct {
-  std::string_view kind;
+  Spellings kinds;
   lua_CFunction make;
 } otherKinds[] = {
-    {"Coulomb", LuaOperatorNewCoulomb},
-    {"U", LuaOperatorNewCoulomb},
-    {"CF", LuaOperatorNewCF},
-    {"Create", LuaOperatorNewCreate},
-    {"Cr", LuaOperatorNewCreate},
-    {"Annihilate", LuaOperatorNewAnnihilate},
-    {"An", LuaOperatorNewAnnihilate},
-    {"Number", LuaOperatorNewNumber},
-    {"CrAn", LuaOperatorNewNumber},
-    {"n", LuaOperatorNewNumber},
-    {"Identity", LuaOperatorNewIdentity},
-    {"I", LuaOperatorNewIdentity},
-    {"1", LuaOperatorNewIdentity},
-    {"HarmonicOscillatorOnStandingWaves", LuaOperatorNewHarmonicOscillatorOnStandingWaves},
-    {"HOSW", LuaOperatorNewHarmonicOscillatorOnStandingWaves},
-    {"HarmonicOscillatorOnGrid", LuaOperatorNewHarmonicOscillatorOnGrid},
-    {"HOGrid", LuaOperatorNewHarmonicOscillatorOnGrid},
-    {"AtomicU", LuaOperatorNotYetImplemented},
-    {"AU", LuaOperatorNotYetImplemented},
-    {"ContinuumU", LuaOperatorNotYetImplemented},
-    {"CU", LuaOperatorNotYetImplemented},
-    {"Dirac", LuaOperatorNotYetImplemented},
-    {"H0", LuaOperatorNotYetImplemented},
+    {{"Coulomb", "U"}, LuaOperatorNewCoulomb},
+    {{"CF"}, LuaOperatorNewCF},
+    {{"Create", "Cr"}, LuaOperatorNewCreate},
+    {{"Annihilate", "An"}, LuaOperatorNewAnnihilate},
+    {{"Number", "CrAn", "n"}, LuaOperatorNewNumber},
+    {{"Identity", "I", "1"}, LuaOperatorNewIdentity},
+    {{"HarmonicOscillatorOnStandingWaves", "HOSW"}, LuaOperatorNewHarmonicOscillatorOnStandingWaves},
+    {{"HarmonicOscillatorOnGrid", "HOGrid"}, LuaOperatorNewHarmonicOscillatorOnGrid},
+    {{"AtomicU", "AU"}, LuaOperatorNotYetImplemented},
+    {{"ContinuumU", "CU"}, LuaOperatorNotYetImplemented},
+    {{"Dirac", "H0"}, LuaOperatorNotYetImplemented},
 };
+
+bool QSpelling(const Spellings& kinds, std::string_view kind) {
+  return !kind.empty() && std::find(std::begin(kinds), std::end(kinds), kind) != std::end(kinds);
+}
 
 }  // namespace
 
 int LuaNewNamedOperator(lua_State* L, const char* kind) {
   for (const auto& row : shellKinds)
-    if (row.kind == kind) return NewShellOperator(L, row);
+    if (QSpelling(row.kinds, kind)) return NewShellOperator(L, row);
   for (const auto& row : otherKinds)
-    if (row.kind == kind) return row.make(L);
+    if (QSpelling(row.kinds, kind)) return row.make(L);
   return -1;
 }
 

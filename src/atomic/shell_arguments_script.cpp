@@ -98,6 +98,11 @@ int CheckBasis(lua_State* L, int index, int otherwise) {
   const std::string NotGiven(1, '\0');
   std::string basis = NotGiven;
   LuaCheckOptions(L, index, {Option("basis", &basis)});
+  // {basis = "K"} has the length of an empty list; it must not give another basis than it names.
+  lua_pushliteral(L, "basis");
+  lua_rawget(L, index);
+  if (!lua_isnil(L, -1)) basis = luaL_checkstring(L, -1);
+  lua_pop(L, 1);
   if (basis == NotGiven) return otherwise;
   for (const auto& row : names)
     if (row.name == basis) return row.basis;

@@ -10,7 +10,7 @@ namespace fermix {
 namespace {
 
 constexpr double Sqrt3_2 = 1.224744871391589, Sqrt6 = 2.449489742783178;
-constexpr Spin up = Spin::up, dn = Spin::dn;
+using enum ShellList;
 
 // <l m+q | C(2, q) | l m>, 0 where it is rounding only or leads out of the shell.
 double Element(int l, int q, int m) {
@@ -21,10 +21,9 @@ double Element(int l, int q, int m) {
 VectorTerms DipoleTerms(int l) {
   VectorTerms T;
   for (int m = -l; m <= l; ++m) {
-    const int i = m + l;
-    const auto add = [&](OneParticleTerms& terms, int q, Spin to, Spin from, double factor) {
+    const auto add = [&](OneParticleTerms& terms, int q, ShellList to, ShellList from, double factor) {
       if (const double element = Element(l, q, m); element != 0)
-        terms.push_back({i + q, to, i, from, factor * element});
+        terms.push_back({{to, m + q + l}, {from, m + l}, factor * element});
     };
     add(T.z, 0, up, up, -1);
     add(T.z, 0, dn, dn, 1);
@@ -54,32 +53,31 @@ constexpr QuadrupoleRow quadrupole[] = {
     {"Qyz", 0, 1, {0, Sqrt3_2}, {0, Sqrt3_2}},
 };
 
+OneParticleTerms QuadrupoleTerms(const QuadrupoleRow& row, int l) {
+  OneParticleTerms terms;
+  for (int m = -l; m <= l; ++m) {
+    const auto add = [&](int q, Complex16 factor) {
+      if (const double element = Element(l, q, m); element != 0)
+        for (ShellList s : {up, dn}) terms.push_back({{s, m + q + l}, {s, m + l}, factor * element});
+    };
+    add(0, row.ofZero);
+    add(row.q, row.ofPlus);
+    add(-row.q, row.ofMin);
+  }
+  return terms;
+}
+
 }  // namespace
 
 OperatorType CreateOperatorT(VectorComponent component, std::uint32_t NFermion, const ShellIndices& shell) {
-  constexpr const char* names[] = {"Tx", "Ty", "Tz", "T^+", "T^-", "T^2"};
-  return CreateVectorOperator(names[static_cast<int>(component)], DipoleTerms(shell.l()), component, NFermion,
-                              shell);
+  constexpr VectorNames names = {"Tx", "Ty", "Tz", "T^+", "T^-", "T^2"};
+  return CreateVectorOperator(names, DipoleTerms(shell.l()), component, NFermion, shell);
 }
 
 OperatorType CreateOperatorQ(QuadrupoleComponent component, std::uint32_t NFermion,
                              const ShellIndices& shell) {
   const QuadrupoleRow& row = quadrupole[static_cast<int>(component)];
-  const int l = shell.l();
-  OperatorType O = InitShellOperator(row.name, NFermion);
-  if (row.ofPlus.im != 0) MakeRealOperatorFixedLengthComplex(O, 2);
-
-  const auto add = [&](int m, int q, Complex16 factor) {
-    const double element = Element(l, q, m);
-    if (element == 0 || factor == 0) return;
-    for (const auto& list : shell.list) AddHop(O, list[m + q + l], list[m + l], factor * element);
-  };
-  for (int m = -l; m <= l; ++m) {
-    add(m, 0, row.ofZero);
-    add(m, row.q, row.ofPlus);
-    add(m, -row.q, row.ofMin);
-  }
-  return O;
+  return CreateOneParticleOperator(row.name, QuadrupoleTerms(row, shell.l()), NFermion, shell);
 }
 
 }  // namespace fermix

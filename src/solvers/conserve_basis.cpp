@@ -74,18 +74,6 @@ void MakeAllReal(std::vector<WaveFunctionType>& psi) {
   }
 }
 
-template <class T>
-void CopyOut(const WaveFunctionType& psi, std::vector<T>& v) {
-  const auto& values = std::get<BlockedArray<T>>(psi.values);
-  for (std::size_t k = 0; k < v.size(); ++k) v[k] = values[k + 1];
-}
-
-template <class T>
-void CopyIn(const std::vector<T>& v, WaveFunctionType& psi) {
-  auto& values = std::get<BlockedArray<T>>(psi.values);
-  for (std::size_t k = 0; k < v.size(); ++k) values[k + 1] = v[k];
-}
-
 // Adds vectors of n elements until there are count; stops when memory runs out.
 template <class T>
 void AddVectors(std::vector<std::vector<T>>& v, std::size_t count, std::size_t n) {
@@ -105,7 +93,7 @@ int RunKrylov(const OperatorType& H, double shift, std::vector<WaveFunctionType>
   std::vector<std::vector<T>> v;
   if (!FitsInMemory([&] {
         rows = MakeFixedBasisOperator<T>(H, psi[0]);
-        for (const WaveFunctionType& state : psi) CopyOut(state, v.emplace_back(n));
+        for (const WaveFunctionType& state : psi) v.push_back(VectorOfState(rows, state));
       }))
     return Fail("malloc failed in BlockLanczosGroundStateConserveBasis\n");
 
@@ -132,7 +120,7 @@ int RunKrylov(const OperatorType& H, double shift, std::vector<WaveFunctionType>
             "BlockLanczosGroundStateConserveBasis\n");
       return 1;
   }
-  for (std::uint32_t i = 0; i < N; ++i) CopyIn(v[i], psi[i]);
+  for (std::uint32_t i = 0; i < N; ++i) SetStateToVector(rows, v[i], psi[i]);
   return 0;
 }
 

@@ -13,13 +13,35 @@ namespace {
 
 constexpr std::size_t RowsPerSlab = 4096;
 
+// The elements of a basis in the order of their keys.
+std::vector<std::uint32_t> ElementsByKey(const DeterminantBasis& basis) {
+  struct Entry {
+    KeyWord first;  // word of the key: most comparisons need no more
+    std::uint32_t element;
+  };
+  std::vector<Entry> entries(basis.N);
+  for (std::uint32_t i = 0; i < basis.N; ++i) entries[i] = {basis.keys.at(i + 1)[0], i + 1};
+  std::sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
+    if (a.first != b.first) return a.first < b.first;
+    const KeyWord *x = basis.keys.at(a.element), *y = basis.keys.at(b.element);
+    const std::uint32_t words = KeyWords(basis.layout);
+    return std::lexicographical_compare(x, x + words, y, y + words);
+  });
+  std::vector<std::uint32_t> elements(basis.N);
+  std::transform(entries.begin(), entries.end(), elements.begin(), [](const Entry& e) { return e.element; });
+  return elements;
+}
+
 // Makes rows one after the other. Where two terms lead to one determinant, the second finds the entry of the
 // first through place, which has an element for each column.
 template <class T>
 class RowBuilder {
  public:
   using Slab = typename FixedBasisOperator<T>::Slab;
-  explicit RowBuilder(FixedBasisOperator<T>& H) : H_(H), results_(H.compiled, *H.basis), place_(H.N, None) {}
+  explicit RowBuilder(FixedBasisOperator<T>& H)
+      : H_(H), results_(H.compiled, *H.basis), rowOf_(H.N + 1, None), place_(H.N, None) {
+    for (std::uint32_t k = 0; k < H.N; ++k) rowOf_[H.element[k]] = k;
+  }
 
   // Appends rows first .. end - 1 to slab and sets their diagonal elements.
   void Add(std::size_t first, std::size_t end, Slab& slab) {
@@ -28,7 +50,7 @@ class RowBuilder {
       rowEnds_.clear();
       results_.clear();
       for (std::size_t k = first; k < end && results_.count < BasisBatch; ++k) {
-        FindSurvivingTerms(H_.compiled, H_.basis->keys.at(k + 1), false, results_);
+        FindSurvivingTerms(H_.compiled, H_.basis->keys.at(H_.element[k]), false, results_);
         rowEnds_.push_back(results_.count);
       }
       BasisFindBatch(*H_.basis, results_.keys.data(), results_.count, results_.numbers.data());
@@ -51,8 +73,8 @@ class RowBuilder {
     T diagonal{};
     for (std::uint32_t i = begin; i < end; ++i) {
       const T value = Conj(Coefficient(i, furtherCodes));
-      if (!results_.numbers[i]) continue;  // leaves the basis
-      const std::uint32_t column = results_.numbers[i] - 1;
+      const std::uint32_t column = rowOf_[results_.numbers[i]];
+      if (column == None) continue;  // leaves the basis
       if (column == k) {
         diagonal += value;
       } else if (place_[column] == None) {
@@ -76,7 +98,7 @@ class RowBuilder {
 
   FixedBasisOperator<T>& H_;
   SurvivingTerms results_;
-  std::vector<std::uint32_t> rowEnds_, place_;
+  std::vector<std::uint32_t> rowEnds_, rowOf_, place_;
 };
 
 template <class T>
@@ -106,10 +128,10 @@ template <class T>
 void MultiplyDirectly(const FixedBasisOperator<T>& H, double shift, const T* x, T* y) {
   WaveFunctionType psi = EmptyState(H), Hpsi = EmptyState(H);
   auto& from = std::get<BlockedArray<T>>(psi.values);
-  for (std::size_t k = 0; k < H.N; ++k) from[k + 1] = x[k];
+  for (std::size_t k = 0; k < H.N; ++k) from[H.element[k]] = x[k];
   OperatorPsiConserveBasisPreAllocated(H.compiled, psi, Hpsi);
   const auto& to = std::get<BlockedArray<T>>(Hpsi.values);
-  for (std::size_t k = 0; k < H.N; ++k) y[k] = to[k + 1] + shift * x[k];
+  for (std::size_t k = 0; k < H.N; ++k) y[k] = to[H.element[k]] + shift * x[k];
 }
 
 }  // namespace
@@ -119,6 +141,7 @@ FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFu
   FixedBasisOperator<T> result;
   result.N = ElementCount(psi);
   result.basis = psi.basis;
+  result.element = ElementsByKey(*psi.basis);
   const DeterminantRestrictionType none;
   result.compiled = CompileOperator(H, &none, result.N);
   result.QRows = QRows && FitsInMemory([&] { BuildRows(result); });
@@ -127,6 +150,20 @@ FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFu
     result.diagonal = {};
   }
   return result;
+}
+
+template <class T>
+std::vector<T> VectorOfState(const FixedBasisOperator<T>& H, const WaveFunctionType& psi) {
+  const auto& values = std::get<BlockedArray<T>>(psi.values);
+  std::vector<T> v(H.N);
+  for (std::size_t k = 0; k < H.N; ++k) v[k] = values[H.element[k]];
+  return v;
+}
+
+template <class T>
+void SetStateToVector(const FixedBasisOperator<T>& H, const std::vector<T>& v, WaveFunctionType& psi) {
+  auto& values = std::get<BlockedArray<T>>(psi.values);
+  for (std::size_t k = 0; k < H.N; ++k) values[H.element[k]] = v[k];
 }
 
 namespace {
@@ -210,6 +247,12 @@ template FixedBasisOperator<double> MakeFixedBasisOperator(const OperatorType&, 
                                                            bool);
 template FixedBasisOperator<Complex16> MakeFixedBasisOperator(const OperatorType&, const WaveFunctionType&,
                                                               bool);
+template std::vector<double> VectorOfState(const FixedBasisOperator<double>&, const WaveFunctionType&);
+template std::vector<Complex16> VectorOfState(const FixedBasisOperator<Complex16>&, const WaveFunctionType&);
+template void SetStateToVector(const FixedBasisOperator<double>&, const std::vector<double>&,
+                               WaveFunctionType&);
+template void SetStateToVector(const FixedBasisOperator<Complex16>&, const std::vector<Complex16>&,
+                               WaveFunctionType&);
 template void FixedBasisOperatorMultiply(const FixedBasisOperator<double>&, double, const double*, double*);
 template void FixedBasisOperatorMultiply(const FixedBasisOperator<Complex16>&, double, const Complex16*,
                                          Complex16*);

@@ -1,9 +1,10 @@
 // An operator inside a basis that stays as it is: the projected H as compressed rows, for solvers that apply
 // it hundreds of times to vectors without keys.
 //
-// Element k of a vector belongs to determinant k + 1 of the basis. Equal (row, column) pairs are merged when
-// the rows are built, 12 bytes an entry (20 if complex). When they don't fit into memory, the operator is
-// applied term by term: the same result, slower.
+// The elements of a vector stand in the order of their keys, not in that of the basis: then most of what a
+// row reads stands near, half of it in the same cache lines as for the row before. Equal (row, column) pairs
+// are merged when the rows are built, 12 bytes an entry (20 if complex). When they don't fit into memory, the
+// operator is applied term by term: the same result, slower.
 #pragma once
 
 #include <memory>
@@ -22,7 +23,8 @@ struct FixedBasisOperator {
     std::vector<std::uint32_t> column;
     std::vector<T> value;
   };
-  std::size_t N = 0;  // rows and columns
+  std::size_t N = 0;                   // rows and columns
+  std::vector<std::uint32_t> element;  // of the basis, from 1, to which a row belongs
   std::vector<T> diagonal;
   std::vector<Slab> slabs;  // the off-diagonal part; empty without rows
   // The direct route, used when QRows is false.
@@ -36,6 +38,12 @@ struct FixedBasisOperator {
 template <class T>
 FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFunctionType& psi,
                                              bool QRows = true);
+
+// The values of a state on the basis of H, as a vector; and back. psi has values of type T.
+template <class T>
+std::vector<T> VectorOfState(const FixedBasisOperator<T>& H, const WaveFunctionType& psi);
+template <class T>
+void SetStateToVector(const FixedBasisOperator<T>& H, const std::vector<T>& v, WaveFunctionType& psi);
 
 // y = (H + shift) x, both of N elements, not overlapping.
 template <class T>

@@ -114,18 +114,5 @@ TEST(SlaterCoefficientC, TablesOfCondonAndShortley) {
   EXPECT_EQ(SlaterCoefficientC(2, 1, 2, 1, 1), 0);
 }
 
-// The harmonics are complete: the sum over k, q of c^k squared is 1 / (2k+1) weighted to the delta function
-// on the sphere; per k, sum over m1, m2 gives (2 l1 + 1)(2 l2 + 1) times the square of the symbol at m = 0.
-TEST(SlaterCoefficientC, TableHoldsTheSameNumbersAndTheirSumRule) {
-  const SlaterCoefficients c(3, 2, 3);
-  double sum = 0;
-  for (int m1 = -2; m1 <= 2; ++m1)
-    for (int m2 = -3; m2 <= 3; ++m2) {
-      EXPECT_EQ(c(m1, m2), SlaterCoefficientC(3, 2, m1, 3, m2));
-      sum += c(m1, m2) * c(m1, m2);
-    }
-  EXPECT_NEAR(sum, 35 * 4 / 105.0, 1e-14);  // (2 3 3; 0 0 0)^2 = 4 / 105
-}
-
 }  // namespace
 }  // namespace fermix

@@ -70,19 +70,6 @@ TEST(SpinOrbitCoupling, IsHalfOfTheSquaresOfOneElectron) {
   }
 }
 
-TEST(SpinOrbitCoupling, ConservesJOnly) {
-  const Sector sector({10}, {3});
-  const std::size_t n = sector.size();
-  const Dense ldots = Matrix(CreateOperatorldots(10, Shell(2)), sector);
-  const auto commutator = [&](const OperatorType& O) {
-    return Largest(Commutator(ldots, Matrix(O, sector), n));
-  };
-  for (auto c : {VectorComponent::x, VectorComponent::y, VectorComponent::z, VectorComponent::sqr})
-    EXPECT_LT(commutator(CreateOperatorJ(c, 10, Shell(2))), Tolerance);
-  EXPECT_GT(commutator(CreateOperatorS(VectorComponent::sqr, 10, Shell(2))), 0.1);
-  EXPECT_GT(commutator(CreateOperatorL(VectorComponent::sqr, 10, Shell(2))), 0.1);
-}
-
 TEST(ShellOperators, UpIsPlusAndComponentsAreRealWhereTheyCanBe) {
   const Dense Sz = Matrix(CreateOperatorS(VectorComponent::z, 2, {{{1}, {0}}}), Sector({2}, {1}));
   EXPECT_EQ(Sz, (Dense{-0.5, 0, 0, 0.5}));

@@ -20,19 +20,22 @@ TYPED_TEST(FixedBasis, RowsAndDirectRouteGiveTheProjectedMatrix) {
     if (m % 3 != 1) masks.push_back(m);
   const double shift = -0.75;
   Dense in(masks.size());
-  std::vector<T> x(masks.size()), y(masks.size());
-  for (std::size_t i = 0; i < x.size(); ++i) {
+  for (std::size_t i = 0; i < in.size(); ++i)
     in[i] = {std::sin(double(i)), IsComplex<T> ? std::cos(3.0 * double(i)) : 0.0};
-    x[i] = ToKind<T>({in[i].real(), in[i].imag()});
-  }
+  const WaveFunctionType state = MakeState(9, masks, in, IsComplex<T>);
   const Dense expected = Multiply(MatrixOf(model, masks), in);
   for (const bool rows : {true, false}) {
-    const auto fixed =
-        MakeFixedBasisOperator<T>(MakeOperator(model), MakeState(9, masks, IsComplex<T>), rows);
+    const auto fixed = MakeFixedBasisOperator<T>(MakeOperator(model), state, rows);
     EXPECT_EQ(fixed.QRows, rows);
+    const std::vector<T> x = VectorOfState(fixed, state);
+    std::vector<T> y(x.size());
     FixedBasisOperatorMultiply(fixed, shift, x.data(), y.data());
-    for (std::size_t i = 0; i < x.size(); ++i)
-      EXPECT_LT(std::abs(expected[i] + shift * in[i] - Amplitude(Re(y[i]), Im(y[i]))), 1e-12) << rows;
+    WaveFunctionType product = WaveFunctionInitCopyBasis(state);
+    SetStateToVector(fixed, y, product);
+    for (std::size_t i = 0; i < x.size(); ++i) {
+      const Complex16 z = ElementValue(product, static_cast<std::uint32_t>(i + 1));
+      EXPECT_LT(std::abs(expected[i] + shift * in[i] - Amplitude(z.re, z.im)), 1e-12) << rows;
+    }
     // Four vectors at once: x, 2 x, 3 x and 4 x.
     std::vector<T> fourX, fourY(4 * x.size());
     for (const T& value : x)

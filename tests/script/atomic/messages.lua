@@ -7,7 +7,7 @@ local many = "ERROR: LuaNewOperator called with to many particles in he one part
 local basis = "Unrecognized value for basis %s, use SphericalHarmonicsY, TesseralHarmonicsZ, KubicHarmonicsK, " ..
               "PyramidalHarmonicsP, or jjz\n"
 local noNumber = "bad argument #-1 to '?' (number expected, got %s)"
-local up, dn, p, q = {1, 3, 5}, {0, 2, 4}, {1, 3, 5, 7, 9}, {0, 2, 4, 6, 8}
+local up, dn = {1, 3, 5}, {0, 2, 4}
 
 local function refused(cases)
   for k, c in ipairs(cases) do
@@ -15,30 +15,40 @@ local function refused(cases)
   end
 end
 
--- Families of a shell.
+-- Families of a shell: every kind gives the name of its front end, here before other spellings.
+for spellings in ("Sx,Sy,Sz,Splus,Smin,Ssqr S^2 S2,Lx,Ly,Lz,Lplus,Lmin,Lsqr L^2 L2,Jx,Jy,Jz,Jplus,Jmin,Jsqr J^2 J2," ..
+                  "Tx,Ty,Tz,Tplus,Tmin,Tsqr,Qxx Qx,Qyy Qy,Qzz Qz,Qxy Qyx,Qxz Qzx,Qyz Qzy,ldots"):gmatch("[^,]+") do
+  local e = "Error in LuaOperatorNew" .. spellings:match("%S+") .. ", "
+  for kind in spellings:gmatch("%S+") do
+    refused {
+      {e .. "Lenght of IndexUp (2) is not equal to lenght of IndexDn (1)\n", kind, 4, {1, 3}, {0}},
+      {e .. "2 plus the lenght of IndexJmin (1) is not equal to lenght of IndexJplus (2)\n",
+       kind, 4, {1}, {0, 2}, {{"basis", "jjz"}}},
+      {e .. "Lenght of IndexJmin (1) is not equal to 2l\n", kind, 4, {0}, {1, 2, 3}},
+    }
+    if kind:sub(1, 1) ~= "S" then
+      refused {{e .. "Lenght of IndexUp (4) is not equal to 2l+1\n", kind, 8, {1, 3, 5, 7}, {0, 2, 4, 6}}}
+    end
+  end
+end
+-- Their other checks, each before the next.
 refused {
-  {zero, "Sz", 0, {}, {}},
+  {zero, "Sz", 0, {}, 1},
   {zero, "ldots", -huge, up, dn},
   {many:format(2147483647), "Sx", huge, up, dn},
   {many:format(32769), "Tz", 32769, up, dn},
-  {"First index" .. range, "Sx", 4, {1, 4}, {0, 2}},
-  {"Second index" .. range, "Sx", 4, {1, 3}, {0, 4}},
+  {noNumber:format("table"), "Sz", 4, {{}}, dn, {{"basis", "Q"}}},
+  {basis:format("Q"), "Lz", 4, {9}, dn, {{"basis", "Q"}}},
+  {"First index" .. range, "Sx", 4, {1, 4}, {65536}},
   {"First index" .. range, "Jsqr", 4, {65536}, {0}},
-  {"Second index" .. range, "J2", 4, {1}, {1e300}},
-  {"Error in LuaOperatorNewSx, Lenght of IndexUp (2) is not equal to lenght of IndexDn (1)\n", "Sx", 4, {1, 3}, {0}},
-  {"Error in LuaOperatorNewLz, Lenght of IndexUp (4) is not equal to 2l+1\n", "Lz", 8, {1, 3, 5, 7}, {0, 2, 4, 6}},
-  {"Error in LuaOperatorNewQxz, Lenght of IndexUp (2) is not equal to 2l+1\n", "Qzx", 8, {1, 3}, {0, 2}},
-  {"Error in LuaOperatorNewTmin, 2 plus the lenght of IndexJmin (3) is not equal to lenght of IndexJplus (3)\n",
-   "Tmin", 6, up, dn, {{"basis", "jjz"}}},
-  {"Error in LuaOperatorNewSmin, Lenght of IndexJmin (1) is not equal to 2l\n", "Smin", 4, {0}, {1, 2, 3}},
-  {"Error in LuaOperatorNewLz, the jjz basis is not yet implemented\n", "Lz", 6, {0, 1}, {2, 3, 4, 5}},
-  {"Error in LuaOperatorNewSz, the jjz basis is not yet implemented\n", "Sz", 6, {0, 1}, {2, 3, 4, 5}},
+  {"Second index" .. range, "J2", 4, {1}, {0, 1e300}},
+  {"Second index" .. range, "Lx", 4, {1}, {nan}},
   {"Error in LuaOperatorNewLz, Lenght of IndexUp (2) is not equal to lenght of IndexDn (4)\n",
    "Lz", 6, {0, 1}, {2, 3, 4, 5}, {{"basis", "Y"}}},
-  {basis:format("Q"), "Lz", 6, up, dn, {{"basis", "Q"}}},
-  {noNumber:format("table"), "Sz", 6, {{}}, dn},
-  {"ERROR: first argument in NewOperator (Sq) is not recognized as a known operatortype\n" ..
-   " See Help(\"NewOperator\") for more information\n", "Sq", 6, up, dn},
+  {"ERROR: first argument in NewOperator (T2) is not recognized as a known operatortype\n" ..
+   " See Help(\"NewOperator\") for more information\n", "T2", 6, up, dn},
+  {"ERROR: first argument in NewOperator () is not recognized as a known operatortype\n" ..
+   " See Help(\"NewOperator\") for more information\n", ""},
 }
 
 -- Crystal fields and transitions.
@@ -65,32 +75,6 @@ refused {
   {"bad argument #-1 to '?' (Complex_Type expected, got string)", "CF", 6, up, {{1, 0, "x"}}},
 }
 
--- Coulomb repulsion.
-local u = "Error in LuaOperatorNewCoulomb, "
-local counts = u .. "expected 4, 7, or 10 arguments for Coulomb repulsion in ls coupling basis or 3, 5, or 6 arguments " ..
-               "for Coulomb repulsion in jj coupling basis, not %d\n"
-refused {
-  {"Coulomb operator acting on zero fermions is not defined", "U", 0, dn, up, {1, 0}},
-  {counts:format(1), "U", 6},
-  {counts:format(3), "U", 6, dn, up},
-  {"Index up" .. range, "U", 4, {0}, {4}, {1}},
-  {"Index dn" .. range, "U", 4, {4}, {0}, {1}},
-  {u .. "Orbitals formatted according to Harmonics basis, but options state it is a jjz basis\n",
-   "U", 6, dn, up, {1, 0}, {{"basis", "jjz"}}},
-  {u .. "Lenght of IndexUp (3) is not equal to lenght of IndexDn (1)\n", "U", 6, {0}, up, {1, 0}},
-  {u .. "Lenght of IndexUp (2) is not equal to 2l+1\n", "U", 6, {0, 2}, {1, 3}, {1}},
-  {u .. "Lenght of F (3) is not equal to l+1\n", "U", 6, dn, up, {1, 0, 0}},
-  {u .. "Lenght of F (3) is not equal to (Min(lA,lB)+1)\n", "U", 10, dn, up, q, p, {1, 0, 0}, {1, 0}},
-  {u .. "Lenght of G (1) is not equal to (Min(lA,lB)+1)\n", "U", 10, dn, up, q, p, {1, 0}, {1}},
-  {u .. "Orbitals formatted according to j jz basis, but options state it is an Harmonics basis (ibasis = 2)\n",
-   "U", 4, {0, 1}, 2, {1, 2}, {{"basis", "K"}}},
-  {u .. "relativistic shells (j jz basis) are not yet implemented\n", "U", 4, {0, 1}, 2, {1, 2}},
-  {u .. "repulsion between four shells is not yet implemented\n", "U", 6, dn, up, dn, up, dn, up, dn, up, {1}},
-  {noNumber:format("boolean"), "U", 6, dn, up, {1, false}},
-}
-local radial = "Error in NewOperator, operators from radial functions (AtomicU, ContinuumU, Dirac, H0) are not yet implemented\n"
-refused {{radial, "AtomicU"}, {radial, "AU"}, {radial, "ContinuumU", 1}, {radial, "CU"}, {radial, "Dirac"}, {radial, "H0"}}
-
 -- Ladders.
 for kind, name in pairs {Create = "Create", Cr = "Create", Annihilate = "Annihilate", An = "Annihilate"} do
   local e = "Error in LuaOperatorNew" .. name .. ", "
@@ -100,6 +84,7 @@ for kind, name in pairs {Create = "Create", Cr = "Create", Annihilate = "Annihil
     {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, 4},
     {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, {1, 65537}, {1, 1}},
     {e .. "Lenght of Index (2) is not equal to lenght of prefactors (1)\n", kind, 4, {0, 1}, {1}},
+    {e .. "prefactor 2 is not a number\n", kind, 4, {0, 1}, {1, Complex.New(0, nan)}},
     {"Error in reading complex table in luaL_checkarray_complex16\n", kind, 4, {0}, {"one"}},
     {many:format(40000), kind, 40000, 1},
   }
@@ -128,6 +113,8 @@ refused {
   {waves .. ", nmax should be positive not -3.000000\n", "HOSW", 1, -3},
   {many:format(2147483647), "HOSW", 1, 1e300},
   {many:format(32770), "HOGrid", 1, 8193},
+  {waves .. ". The matrix defining the basis should be finite\n", "HOSW", 1, 1, {{nan}}},
+  {grid .. ", a=1e-200 and nmax=1 give operators that are not finite\n", "HOGrid", 1e-200, 1},
   {waves .. ". The dimension of the matrix defining the basis (1) should be equal to nmax (2) or 2*nmax.\n",
    "HOSW", 1, 2, {{1}}},
   {grid .. ". The dimension of the matrix defining the basis (2) should be equal to 2*nmax-1 (nmax=2).\n",

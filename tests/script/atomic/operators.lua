@@ -22,16 +22,28 @@ end
 
 -- Identities between kinds. Terms of the differences below the tolerance are rounding.
 local function same(name, a, b) check.equal(name, #Chop(a - b, 1e-12).N, 0) end
-for _, v in ipairs {"S", "L", "J"} do
-  same(v .. " commutator", O[v .. "x"] * O[v .. "y"] - O[v .. "y"] * O[v .. "x"], i * O[v .. "z"])
-  same(v .. " raises", O[v .. "plus"], O[v .. "x"] + i * O[v .. "y"])
-  same(v .. " lowers", O[v .. "min"], O[v .. "x"] - i * O[v .. "y"])
-end
 for _, v in ipairs {"S", "L", "J", "T"} do
   same(v .. " square", O[v .. "sqr"], O[v .. "x"] * O[v .. "x"] + O[v .. "y"] * O[v .. "y"] + O[v .. "z"] * O[v .. "z"])
 end
 for _, c in ipairs {"x", "y", "z", "plus", "min"} do same("J = L + S", O["J" .. c], O["L" .. c] + O["S" .. c]) end
-same("traceless", O.Qxx + O.Qyy + O.Qzz, 0 * O.Qzz)
+
+-- In the jjz basis the momenta are what the basis change makes of them; the lists alone tell the basis.
+for l = 0, 3 do
+  local plain, jjz = {{}, {}}, {{}, {}}
+  for k = 0, 4 * l + 1 do
+    table.insert(plain[k % 2 == 1 and 1 or 2], k)
+    table.insert(jjz[k < 2 * l and 1 or 2], k)
+  end
+  for _, kind in ipairs(kinds) do
+    if kind[1]:find("^[SLJl]") then
+      local expected = Rotate(NewOperator(kind[1], 4 * l + 2, plain[1], plain[2]), YtojjzMatrix(l))
+      local form = NewOperator(kind[1], 4 * l + 2, jjz[1], jjz[2])
+      same(kind[1] .. " in jjz", form, expected)
+      check.equal("name in jjz", form.Name, kind[2])
+    end
+  end
+end
+same("named jjz", NewOperator("Jz", 2, {}, {0, 1}, {{"basis", "Basisj"}}), NewOperator("Jz", 2, {}, {0, 1}))
 
 -- Bases. The spin is the same in all of them; options may be an empty list; the case of the key is free.
 for _, basis in ipairs {"SphericalHarmonicsY", "BasisZ", "KubicHarmonics", "CubicHarmonics", "P"} do
@@ -39,6 +51,7 @@ for _, basis in ipairs {"SphericalHarmonicsY", "BasisZ", "KubicHarmonics", "Cubi
 end
 same("default basis", NewOperator("Lx", NF, up, dn, {}), O.Lx)
 same("option", NewOperator("Lx", NF, up, dn, {{"basis", "Y"}}), O.Lx)
+check.equal("field", #NewOperator("Lz", NF, up, dn, {basis = "K"}).N, 0)
 for _, kind in ipairs {"Lx", "Jsqr", "ldots", "Tx", "Qzz"} do
   for _, basis in ipairs {"Z", "K", "PyramidalHarmonicsP"} do
     local none = NewOperator(kind, NF, up, dn, {{"basis", basis}})  -- prints that it is not yet implemented
@@ -53,20 +66,7 @@ same("text", NewOperator("Sz", "6", {"1", "3", "5"}, dn), O.Sz)
 same("repeated", NewOperator("Sz", 2, {1, 1}, {0, 0}), 2 * NewOperator("Sz", 2, {1}, {0}))
 check.equal("no orbitals", #Chop(NewOperator("Ssqr", 2, {}, {})).N, 0)
 
--- Coulomb: the order of lists and an ignored basis do not change it.
-local U = NewOperator("U", NF, dn, up, {1.5, 0.7})
-check.equal("name", U.Name, "Coulomb Operator")
-same("order of lists", NewOperator("Coulomb", NF, up, dn, {1.5, 0.7}), U)
-same("basis", NewOperator("U", NF, dn, up, {1.5, 0.7}, {{"basis", "K"}}), U)
-same("options", NewOperator("U", NF, dn, up, {1.5, 0.7}, {}), U)
 local N = NewOperator("Number", NF, {0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5}, {1, 1, 1, 1, 1, 1})
-same("monopole", NewOperator("U", NF, dn, up, {1.5, 0}), 0.75 * (N * N - N))
-local sd = NewOperator("U", 12, {0}, {1}, {2, 4, 6, 8, 10}, {3, 5, 7, 9, 11}, {2}, {0})
-local Ns = NewOperator("Number", 12, 0, 0) + NewOperator("Number", 12, 1, 1)
-local Nd = NewOperator("Number", 12, {2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {2, 3, 4, 5, 6, 7, 8, 9, 10, 11},
-                       {1, 1, 1, 1, 1, 1, 1, 1, 1, 1})
-same("two shells", sd, 2 * Ns * Nd)
-
 -- Crystal field: a constant is a number operator, in all three argument forms.
 same("one list", NewOperator("CF", 3, {0, 1, 2}, {{0, 0, 2}}), 2 * NewOperator("Number", 3, {0, 1, 2}, {0, 1, 2}, {1, 1, 1}))
 same("two lists", NewOperator("CF", NF, up, dn, {{0, 0, 2}}), 2 * N)
