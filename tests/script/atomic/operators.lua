@@ -51,7 +51,9 @@ for _, basis in ipairs {"SphericalHarmonicsY", "BasisZ", "KubicHarmonics", "Cubi
 end
 same("default basis", NewOperator("Lx", NF, up, dn, {}), O.Lx)
 same("option", NewOperator("Lx", NF, up, dn, {{"basis", "Y"}}), O.Lx)
-check.equal("field", #NewOperator("Lz", NF, up, dn, {basis = "K"}).N, 0)
+for _, options in ipairs {{basis = "K"}, {Basis = "K"}} do
+  check.equal("field", #NewOperator("Lz", NF, up, dn, options).N, 0)
+end
 for _, kind in ipairs {"Lx", "Jsqr", "ldots", "Tx", "Qzz"} do
   for _, basis in ipairs {"Z", "K", "PyramidalHarmonicsP"} do
     local none = NewOperator(kind, NF, up, dn, {{"basis", basis}})  -- prints that it is not yet implemented
