@@ -76,6 +76,8 @@ struct BlockedArray {
     size = elements;
     dropBlocks(usedBlocks());
   }
+  // Room for elements in all.
+  void reserve(std::size_t elements) { growTo(elements); }
   // Makes sure that the next append has its memory.
   void reserveOne() {
     if (size == capacity())
