@@ -39,6 +39,8 @@ refused {
   {many:format(32769), "Tz", 32769, up, dn},
   {noNumber:format("table"), "Sz", 4, {{}}, dn, {{"basis", "Q"}}},
   {basis:format("Q"), "Lz", 4, {9}, dn, {{"basis", "Q"}}},
+  {'Error in option 1, Unrecognized option "bassi"\n Possible values for options are:\nbasis [char*]\n',
+   "Lz", 6, up, dn, {bassi = "K"}},
   {"First index" .. range, "Sx", 4, {1, 4}, {65536}},
   {"First index" .. range, "Jsqr", 4, {65536}, {0}},
   {"Second index" .. range, "J2", 4, {1}, {0, 1e300}},
