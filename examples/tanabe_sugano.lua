@@ -158,3 +158,4 @@ for _, configuration in ipairs(configurations) do
   print(string.format("  d%d   %5.3f   %3d      %-8s     %-8s      %14s        %5s", N, ratio, #names, weak, strong,
                       crossing, textbook or "-"))
 end
+print("\nEnergies written to " .. directory .. "/tanabe_sugano_d2.dat ... tanabe_sugano_d8.dat")
