@@ -311,8 +311,42 @@ double WaveFunctionCalculateNormSqr(const WaveFunctionType& psi) {
       psi.values);
 }
 
+namespace {
+
+// The largest part of a value; NaN if one is.
+double LargestPart(const WaveFunctionType& psi) {
+  return std::visit(
+      [](const auto& values) {
+        double largest = 0;
+        const auto grow = [&](double x) {
+          if (!(std::fabs(x) <= largest)) largest = std::fabs(x);
+        };
+        for (std::size_t i = 1; i < values.size && !std::isnan(largest); ++i) {
+          grow(Re(values[i]));
+          grow(Im(values[i]));
+        }
+        return largest;
+      },
+      psi.values);
+}
+
+}  // namespace
+
 double WaveFunctionCalculateNorm(const WaveFunctionType& psi) {
-  return std::sqrt(WaveFunctionCalculateNormSqr(psi));
+  constexpr double SmallestExactSquare = DBL_MIN / DBL_EPSILON;  // below it squares lose digits
+  const double square = WaveFunctionCalculateNormSqr(psi);
+  if (std::isfinite(square) && square > SmallestExactSquare) return std::sqrt(square);
+  const double scale = LargestPart(psi);
+  if (scale == 0 || !std::isfinite(scale)) return scale;
+  const double sum = std::visit(
+      [scale](const auto& values) {
+        return SumByBlocks(values, [scale](auto value, CompensatedSum& squares) {
+          const double re = Re(value) / scale, im = Im(value) / scale;
+          squares.add(re * re + im * im);
+        });
+      },
+      psi.values);
+  return scale * std::sqrt(sum);
 }
 
 void WaveFunctionNormalize(WaveFunctionType& psi) {
