@@ -4,6 +4,7 @@
 
 #include "core/compiled_operator.h"
 #include "core/expectation.h"
+#include "core/operator_algebra.h"
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
 
@@ -26,6 +27,21 @@ void FillColumns(const CompiledOperator& O, const std::vector<C>& coefficients, 
         elements[(std::size_t{number} - 1) * basis.N + j] += element;
     }
   }
+}
+
+double LargestCoefficient(const OperatorType& O) {
+  double largest = 0;
+  ForEachTerm(O, [&](const LadderIndex*, std::uint32_t, const auto& value) {
+    largest = std::max(largest, Abs(Complex16(value)));
+  });
+  return largest;
+}
+
+// Whether O is Hermitian up to the rounding of its largest coefficient.
+bool QHermitianToRounding(const OperatorType& O) {
+  OperatorType scaled = O;
+  OperatorScale(scaled, 1 / LargestCoefficient(O));
+  return QOperatorHermitian(scaled, 0) == 1;
 }
 
 }  // namespace
@@ -51,12 +67,18 @@ CompactMatrixType OperatorToFunctionMatrix(const OperatorType& O,
   const auto n = static_cast<std::uint32_t>(functions.size());
   CompactMatrixType A = InitCompactMatrix(n, n, complex);
   const CompiledOperator compiled = CompileForElements(O, functions);
+  const bool hermitian = QHermitianToRounding(O);
+  std::vector<const WaveFunctionType*> bras = functions;
   for (std::uint32_t j = 0; j < n; ++j) {
-    const std::vector<Complex16> column = PsiPrimeOperatorPsi(compiled, functions, *functions[j]);
+    if (hermitian) bras.assign(functions.begin(), functions.begin() + j + 1);
+    const std::vector<Complex16> column = PsiPrimeOperatorPsi(compiled, bras, *functions[j]);
     std::visit(
         [&](auto& data) {
           using T = typename std::decay_t<decltype(data)>::value_type;
-          for (std::size_t i = 0; i < n; ++i) data[i * n + j] = ToKind<T>(column[i]);
+          for (std::size_t i = 0; i < column.size(); ++i) {
+            data[i * n + j] = ToKind<T>(column[i]);
+            if (hermitian) data[j * n + i] = i == j ? T(Re(data[i * n + j])) : Conj(data[i * n + j]);
+          }
         },
         A.Data);
   }

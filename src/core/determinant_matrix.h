@@ -13,8 +13,9 @@ namespace fermix {
 [[nodiscard]] CompactMatrixType OperatorToDeterminantMatrix(const OperatorType& H,
                                                             const WaveFunctionType& basis);
 
-// Element (i, j) = <i| O |j> for the states of a list; complex if O or one of them is not real. Throws as
-// above.
+// Element (i, j) = <i| O |j> for the states of a list; complex if O or one of them is not real. Of a
+// Hermitian O one triangle is computed and mirrored, so that the matrix is Hermitian to the last digit.
+// Throws as above.
 [[nodiscard]] CompactMatrixType OperatorToFunctionMatrix(
     const OperatorType& O, const std::vector<const WaveFunctionType*>& functions);
 
