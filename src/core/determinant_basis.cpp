@@ -31,18 +31,23 @@ void Enter(BucketTable& buckets, std::size_t b, std::uint32_t hash, std::uint32_
   }
 }
 
-// Buckets stand in hash order, so both tables are walked from front to back.
-void ResizeIndex(DeterminantBasis& basis, std::size_t size) {
+// An index of that many buckets with the entries of another one, numbered anew. Buckets stand in hash order,
+// so both tables are walked from front to back.
+template <class NewNumber>
+BucketTable RefilledIndex(const BucketTable& from, std::size_t size, NewNumber&& newNumber) {
   BucketTable buckets(size);
   std::vector<std::uint8_t> taken(size);  // places of each bucket
-  for (const Bucket& bucket : basis.buckets)
+  for (const Bucket& bucket : from)
     for (unsigned k = 0; k < Bucket::Places && bucket.hash[k]; ++k) {
       std::size_t b = HomeBucket(bucket.hash[k], size);
       while (taken[b] == Bucket::Places) b = NextBucket(b, size);
       buckets[b].hash[taken[b]] = bucket.hash[k];
-      buckets[b].number[taken[b]++] = bucket.number[k];
+      buckets[b].number[taken[b]++] = newNumber(bucket.number[k]);
     }
-  basis.buckets.swap(buckets);
+  return buckets;
+}
+void ResizeIndex(DeterminantBasis& basis, std::size_t size) {
+  basis.buckets = RefilledIndex(basis.buckets, size, [](std::uint32_t number) { return number; });
 }
 
 // Enters all elements into an index that is empty.
@@ -139,6 +144,18 @@ void BasisShrink(DeterminantBasis& basis, std::uint32_t N) noexcept {
   }
   std::fill(basis.buckets.begin(), basis.buckets.end(), Bucket{});
   DispatchKeys(basis.layout, [&](auto words) { EnterAll(basis, words); });
+}
+
+DeterminantBasis BasisReversed(const DeterminantBasis& basis) {
+  DeterminantBasis reversed(basis.layout, basis.NBitsKey);
+  const std::uint32_t N = basis.N;
+  reversed.keys.reserve(std::size_t{N} + 1);
+  DispatchWords(KeyWords(basis.layout), [&](auto words) {
+    for (std::uint32_t i = N; i >= 1; --i) CopyKey(basis.keys.at(i), words, reversed.keys.append());
+  });
+  reversed.buckets = RefilledIndex(basis.buckets, BucketsFor(N), [N](std::uint32_t i) { return N + 1 - i; });
+  reversed.N = N;
+  return reversed;
 }
 
 bool QSameBasis(const DeterminantBasis& a, const DeterminantBasis& b) {

@@ -70,6 +70,9 @@ void BasisKeep(DeterminantBasis& basis, Keep&& keep, Move&& move) {
   BasisShrink(basis, kept);
 }
 
+// All elements in reverse order. Throws bad_alloc.
+DeterminantBasis BasisReversed(const DeterminantBasis& basis);
+
 // True when both hold the same keys under the same numbers.
 bool QSameBasis(const DeterminantBasis& a, const DeterminantBasis& b);
 

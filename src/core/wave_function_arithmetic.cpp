@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 
+#include "core/determinant_index.h"
 #include "core/space_check.h"
 #include "core/wave_function.h"
 #include "host/base/status.h"
@@ -22,53 +23,90 @@ struct CompensatedSum {
   }
 };
 
-// Some neighbouring elements of a state, on their way through the index of another basis.
-struct KeyBatch {
-  std::uint32_t first = 0, count = 0;  // elements of the walk
-  std::vector<KeyWord> keys;           // side by side
-  std::uint32_t numbers[BasisBatch];
-};
-
-// Walks all elements of source, the k-th of which is element(k), and finds each in basis, or adds it. In turn
-// for each batch, whose first element is the k-th: known(numbers, count) gets their numbers in basis, 0 for
-// what is not there, and later use(k, numbers, count) gets them once more. Three batches are on the way at a
-// time: buckets of one, keys of the next and, if known fetches them, values of the third come from memory
-// while the others are worked on.
-template <bool Add, class Basis, class Element, class Known, class Use>
-void WalkInBasis(const DeterminantBasis& source, Basis& basis, Element&& element, Known&& known, Use&& use) {
-  const std::uint32_t batches = (source.N + BasisBatch - 1) / BasisBatch;
-  KeyBatch ring[3];
-  for (KeyBatch& batch : ring) batch.keys.resize(std::size_t{BasisBatch} * KeyWords(source.layout));
-  for (std::uint32_t n = 0; n < batches + 2; ++n) {
-    if (n < batches) {
-      KeyBatch& batch = ring[n % 3];
-      batch.first = n * BasisBatch;
-      batch.count = std::min(BasisBatch, source.N - batch.first);
-      DispatchWords(KeyWords(source.layout), [&](auto words) {
-        for (std::uint32_t k = 0; k < batch.count; ++k)
-          CopyKey(source.keys.at(element(batch.first + k)), words, &batch.keys[std::size_t{k} * words]);
-      });
-      BasisHash(basis, batch.keys.data(), batch.count, batch.numbers);
-    }
-    if (n >= 1 && n < batches + 1) {
-      KeyBatch& batch = ring[(n - 1) % 3];
-      if constexpr (Add) {
-        BasisAddBatch(basis, batch.keys.data(), batch.count, batch.numbers);
-      } else {
-        BasisFindBatch(basis, batch.keys.data(), batch.count, batch.numbers);
-      }
-      known(batch.numbers, batch.count);
-    }
-    if (n >= 2) {
-      const KeyBatch& batch = ring[(n - 2) % 3];
-      use(batch.first, batch.numbers, batch.count);
-    }
+// Runs first(k), second(k) and third(k) for k = 0 .. N - 1, each in order of k; the second follows so many
+// elements behind the first, and the third behind the second, that what one fetches from memory is there for
+// the next. One loop, so that the work of one element overlaps with waiting for others.
+constexpr std::uint32_t Ahead = 32;
+template <class First, class Second, class Third>
+inline void Staggered(std::uint32_t N, First&& first, Second&& second, Third&& third) {
+  for (std::uint64_t n = 0; n < std::uint64_t{N} + 2 * Ahead; ++n) {
+    const auto k = static_cast<std::uint32_t>(n);
+    if (n >= 2 * Ahead) third(k - 2 * Ahead);
+    if (n >= Ahead && n < std::uint64_t{N} + Ahead) second(k - Ahead);
+    if (n < N) first(k);
   }
 }
 
-template <class T>
-void FetchAhead(const BlockedArray<T>& values, const std::uint32_t* numbers, std::uint32_t count) {
-  for (std::uint32_t k = 0; k < count; ++k) __builtin_prefetch(&values[numbers[k]], 1);
+// One element on its way through the index of another basis: its bucket is fetched; then the bucket is read
+// and what goes with the candidate is fetched; then the key is compared, or added.
+struct Passage {
+  std::uint32_t hash, candidate;
+  bool further;  // no candidate in the home bucket, which has run over into the next one
+};
+
+template <class Words>
+inline void FetchBucket(const DeterminantBasis& basis, Words words, const KeyWord* key, Passage& p) {
+  p.hash = KeyHash(key, words);
+  __builtin_prefetch(&basis.buckets[HomeBucket(p.hash, basis.buckets.size())]);
+}
+template <class Words, class Fetch>
+inline void LookIntoBucket(const DeterminantBasis& basis, Words words, Passage& p, Fetch&& fetch) {
+  constexpr unsigned last = DeterminantBasis::Bucket::Places - 1;
+  const std::size_t size = basis.buckets.size(), b = HomeBucket(p.hash, size);
+  const DeterminantBasis::Bucket& bucket = basis.buckets[b];
+  const unsigned matches = Matches(bucket, p.hash);
+  // Without a match the sentinel, which is at hand.
+  p.candidate = bucket.number[std::countr_zero(matches | 1u << last)] & -std::uint32_t{matches != 0};
+  p.further = matches == 0 && bucket.hash[last];
+  if constexpr (!std::is_same_v<Words, NarrowKeys>) __builtin_prefetch(KeyAt(basis, p.candidate, words));
+  __builtin_prefetch(&basis.buckets[p.further ? NextBucket(b, size) : b]);
+  fetch(p.candidate);
+}
+template <class Words>
+inline std::uint32_t NumberOf(const DeterminantBasis& basis, Words words, const KeyWord* key,
+                              const Passage& p) {
+  const bool holds = QHolds(basis, p.candidate, key, words);
+  if (p.further || (!holds && p.candidate)) [[unlikely]]
+    return FindHashed(basis, key, words, p.hash);
+  return p.candidate & -std::uint32_t{holds};
+}
+
+// The number of a key whose bucket is at hand; adds it to a basis with room in index and keys. Whether the
+// key is new can't be predicted: it is written behind the last one in any case.
+template <class Words>
+inline std::uint32_t AddFetched(DeterminantBasis& basis, Words words, const KeyWord* key,
+                                std::uint32_t hash) {
+  DeterminantBasis::Bucket& bucket = basis.buckets[HomeBucket(hash, basis.buckets.size())];
+  const unsigned matches = Matches(bucket, hash), empty = Matches(bucket, 0);
+  const bool isNew = matches == 0;
+  const unsigned usable = matches | (empty & -unsigned{isNew});
+  const int place = std::countr_zero(usable | 1u << (DeterminantBasis::Bucket::Places - 1));
+  const std::uint32_t mask = -std::uint32_t{isNew};
+  const std::uint32_t number = ((basis.N + 1) & mask) | (bucket.number[place] & ~mask);
+  if (!usable || (!isNew && !QHolds(basis, number, key, words))) [[unlikely]]
+    return AddHashed(basis, key, words, hash);
+  bucket.hash[place] = hash;
+  bucket.number[place] = number;
+  CopyKey(key, words, basis.keys.at(basis.keys.size));
+  basis.keys.size += isNew;
+  basis.N += isNew;
+  return number;
+}
+
+// Finds all elements of source, the k-th of which is element(k), in basis: use(k, number) in order of k, with
+// number 0 for what is not there. fetch(number) fetches whatever use will need.
+template <class Element, class Fetch, class Use>
+void FindAll(const DeterminantBasis& source, const DeterminantBasis& basis, Element&& element, Fetch&& fetch,
+             Use&& use) {
+  if (basis.buckets.empty()) return;
+  DispatchKeys(source.layout, [&](auto words) {
+    Passage ring[2 * Ahead];
+    const auto key = [&](std::uint32_t k) { return KeyAt(source, element(k), words); };
+    Staggered(
+        source.N, [&](std::uint32_t k) { FetchBucket(basis, words, key(k), ring[k % (2 * Ahead)]); },
+        [&](std::uint32_t k) { LookIntoBucket(basis, words, ring[k % (2 * Ahead)], fetch); },
+        [&](std::uint32_t k) { use(k, NumberOf(basis, words, key(k), ring[k % (2 * Ahead)])); });
+  });
 }
 
 constexpr const char* AddElementFailed = "alloc failed RealWaveFunctionAddElement 04\n";
@@ -84,26 +122,53 @@ void AddSameBasis(BlockedArray<P>& values, const BlockedArray<O>& added, F facto
   }
 }
 
+// Room in the index of basis for the sum with source: how much of source is new is asked of a few elements.
+// No room for that now is no failure.
+void ReserveForSum(DeterminantBasis& basis, const DeterminantBasis& source) {
+  constexpr std::size_t few = 512;
+  const std::size_t step = source.N / few + 1;
+  std::size_t asked = 0, absent = 0;
+  for (std::size_t i = 1; i <= source.N; i += step, ++asked)
+    absent += BasisFind(basis, source.keys.at(i)) == 0;
+  if (!asked) return;
+  const std::size_t elements = std::max<std::size_t>(source.N, basis.N + source.N * absent / asked);
+  static_cast<void>(FitsInMemory([&] { BasisReserve(basis, elements + elements / 32); }));
+}
+
 template <class P, class O, class F>
 void AddUnion(WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunctionType& other,
               const BlockedArray<O>& added, F factor) {
   if (psi.basis == other.basis) return AddSameBasis(values, added, factor);
   DeterminantBasis& basis = OrSay(AddElementFailed, [&]() -> DeterminantBasis& { return OwnBasis(psi); });
-  const std::uint32_t before = basis.N, last = other.basis->N;
+  const DeterminantBasis& source = *other.basis;
+  const std::uint32_t before = basis.N, last = source.N;
   std::uint32_t done = 0;
   const bool fits = FitsInMemory([&] {
     OrSay(AddElementFailed, [&] {
-      BasisReserve(basis, last);  // the least that there will be
-      WalkInBasis<true>(
-          *other.basis, basis, [last](std::uint32_t k) { return last - k; },
-          [&](const std::uint32_t* numbers, std::uint32_t count) {
-            values.resize(std::size_t{basis.N} + 1);
-            FetchAhead(values, numbers, count);
-          },
-          [&](std::uint32_t first, const std::uint32_t* numbers, std::uint32_t count) {
-            for (std::uint32_t k = 0; k < count; ++k) values[numbers[k]] += added[last - first - k] * factor;
-            done = first + count;
-          });
+      ReserveForSum(basis, source);
+      BasisMakeRoom(basis, std::size_t{basis.N} + 1, 0);  // an index that buckets can be fetched from
+      DispatchKeys(basis.layout, [&](auto words) {
+        Passage ring[2 * Ahead];
+        const auto key = [&](std::uint32_t k) { return KeyAt(source, last - k, words); };
+        Staggered(
+            last, [&](std::uint32_t k) { FetchBucket(basis, words, key(k), ring[k % (2 * Ahead)]); },
+            [&](std::uint32_t k) {
+              LookIntoBucket(basis, words, ring[k % (2 * Ahead)],
+                             [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); });
+            },
+            [&](std::uint32_t k) {
+              if (k % Ahead == 0) {
+                BasisMakeRoom(basis, std::size_t{basis.N} + Ahead, 0);
+                basis.keys.reserve(std::size_t{basis.N} + 1 + Ahead);
+                values.reserve(std::size_t{basis.N} + 1 + Ahead);
+                values.resize(std::size_t{basis.N} + 1 + Ahead);
+              }
+              values[AddFetched(basis, words, key(k), ring[k % (2 * Ahead)].hash)] +=
+                  added[last - k] * factor;
+              done = k + 1;
+            });
+      });
+      values.resize(std::size_t{basis.N} + 1);
     });
   });
   if (fits) return;
@@ -128,12 +193,10 @@ void AddConserve(const WaveFunctionType& psi, BlockedArray<P>& values, const Wav
     for (std::uint32_t i = 1; i < values.size; ++i) add(i, i);
     return;
   }
-  WalkInBasis<false>(
-      *other.basis, std::as_const(*psi.basis), [](std::uint32_t k) { return k + 1; },
-      [&](const std::uint32_t* numbers, std::uint32_t count) { FetchAhead(values, numbers, count); },
-      [&](std::uint32_t first, const std::uint32_t* numbers, std::uint32_t count) {
-        for (std::uint32_t k = 0; k < count; ++k) add(first + k + 1, numbers[k]);
-      });
+  FindAll(
+      *other.basis, *psi.basis, [](std::uint32_t k) { return k + 1; },
+      [&](std::uint32_t number) { __builtin_prefetch(&values[number], 1); },
+      [&](std::uint32_t k, std::uint32_t number) { add(k + 1, number); });
   values[0] = P{};  // where everything went that psi lacks: no branch on what can't be predicted
 }
 
@@ -274,28 +337,25 @@ Complex16 WaveFunctionDotProduct(const WaveFunctionType& a, const WaveFunctionTy
   return DispatchKinds(a, b, [&](const auto& x, const auto& y) -> Complex16 {
     CompensatedSum real;
     Complex16 plain;
-    std::uint32_t hits[BasisBatch];
-    WalkInBasis<false>(
-        *walked.basis, std::as_const(*searched.basis), [](std::uint32_t k) { return k + 1; },
-        [&](const std::uint32_t* numbers, std::uint32_t count) {
-          walkA ? FetchAhead(y, numbers, count) : FetchAhead(x, numbers, count);
-        },
-        [&](std::uint32_t first, const std::uint32_t* numbers, std::uint32_t count) {
-          std::uint32_t found = 0;
-          for (std::uint32_t k = 0; k < count; ++k) {
-            hits[found] = k;  // no branch on what can't be predicted
-            found += numbers[k] != 0;
-          }
-          for (std::uint32_t h = 0; h < found; ++h) {
-            const std::uint32_t k = hits[h], number = numbers[k];
-            const auto product = Conj(x[walkA ? first + k + 1 : number]) * y[walkA ? number : first + k + 1];
-            if constexpr (IsComplex<std::decay_t<decltype(product)>>) {
-              plain += product;
+    const auto sum = [&](const auto& own, const auto& found, auto&& product) {
+      FindAll(
+          *walked.basis, *searched.basis, [](std::uint32_t k) { return k + 1; },
+          [&](std::uint32_t number) { __builtin_prefetch(&found[number]); },
+          [&](std::uint32_t k, std::uint32_t number) {
+            // No branch on what can't be predicted: what is missing there is taken as 0 here.
+            const auto p = product(own[(k + 1) & -std::uint32_t{number != 0}], found[number]);
+            if constexpr (IsComplex<std::decay_t<decltype(p)>>) {
+              plain += p;
             } else {
-              real.add(product);
+              real.add(p);
             }
-          }
-        });
+          });
+    };
+    if (walkA) {
+      sum(x, y, [](auto own, auto found) { return Conj(own) * found; });
+    } else {
+      sum(y, x, [](auto own, auto found) { return Conj(found) * own; });
+    }
     return plain + real.sum;
   });
 }

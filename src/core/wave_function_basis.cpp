@@ -153,7 +153,7 @@ WaveFunctionType WaveFunctionCopy(const WaveFunctionType& Source) {
   // The sum of nothing and Source, backwards as all sums; its keys need no look-up, for they differ.
   OrSay("WaveFunctionAddUnionBasis failed in WaveFunctionCopy\n", [&] {
     const std::uint32_t N = ElementCount(Source);
-    psi.basis = PartOfBasis(*Source.basis, N, [N](std::uint32_t k) { return N + 1 - k; });
+    psi.basis = std::make_shared<DeterminantBasis>(BasisReversed(*Source.basis));
     std::visit(
         [&](const auto& from) {
           auto& to = std::get<std::decay_t<decltype(from)>>(psi.values);

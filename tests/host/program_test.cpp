@@ -91,6 +91,7 @@ ProgramResult Program::Finish() {
   in_ = -1;
   while ((out_ >= 0 || err_ >= 0) && ReadSome(60000)) {
   }
+  if (out_ >= 0 || err_ >= 0) kill(pid_, SIGKILL);  // it hangs
   int status = 0;
   waitpid(pid_, &status, 0);
   pid_ = -1;

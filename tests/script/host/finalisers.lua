@@ -18,7 +18,7 @@ arm()
 local function options(key)
   local list = {}
   for i = 1, 3000 do list[i] = {key, i + 0.25} end
-  list[#list + 1] = 0
+  list[#list + 1] = {"unknown", 0}
   return list
 end
 local psi = NewWavefunction(2, 0, {{"10", 1}})
