@@ -4,7 +4,6 @@
 
 #include "core/compiled_operator.h"
 #include "core/expectation.h"
-#include "core/operator_algebra.h"
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
 
@@ -29,22 +28,29 @@ void FillColumns(const CompiledOperator& O, const std::vector<C>& coefficients, 
   }
 }
 
-double LargestCoefficient(const OperatorType& O) {
+}  // namespace
+
+bool QHermitianToRounding(const OperatorType& O) {
+  constexpr double Rounding = 1e-14;
   double largest = 0;
   ForEachTerm(O, [&](const LadderIndex*, std::uint32_t, const auto& value) {
-    largest = std::max(largest, Abs(Complex16(value)));
+    largest = std::max(largest, Abs(value));
   });
-  return largest;
+  const int status = QOperatorHermitian(O, Rounding * largest);
+  return status == 1 || status == 2;
 }
 
-// Whether O is Hermitian up to the rounding of its largest coefficient.
-bool QHermitianToRounding(const OperatorType& O) {
-  OperatorType scaled = O;
-  OperatorScale(scaled, 1 / LargestCoefficient(O));
-  return QOperatorHermitian(scaled, 0) == 1;
+void MirrorUpperTriangle(CompactMatrixType& A) {
+  std::visit(
+      [n = std::size_t{A.Ni}](auto& data) {
+        using T = typename std::decay_t<decltype(data)>::value_type;
+        for (std::size_t i = 0; i < n; ++i) {
+          data[i * n + i] = T(Re(data[i * n + i]));
+          for (std::size_t j = 0; j < i; ++j) data[i * n + j] = Conj(data[j * n + i]);
+        }
+      },
+      A.Data);
 }
-
-}  // namespace
 
 CompactMatrixType OperatorToDeterminantMatrix(const OperatorType& H, const WaveFunctionType& basis) {
   RequireSameSpace(Layout(basis), "Wave-function", H.layout, "the operator");
@@ -75,13 +81,11 @@ CompactMatrixType OperatorToFunctionMatrix(const OperatorType& O,
     std::visit(
         [&](auto& data) {
           using T = typename std::decay_t<decltype(data)>::value_type;
-          for (std::size_t i = 0; i < column.size(); ++i) {
-            data[i * n + j] = ToKind<T>(column[i]);
-            if (hermitian) data[j * n + i] = i == j ? T(Re(data[i * n + j])) : Conj(data[i * n + j]);
-          }
+          for (std::size_t i = 0; i < column.size(); ++i) data[i * n + j] = ToKind<T>(column[i]);
         },
         A.Data);
   }
+  if (hermitian) MirrorUpperTriangle(A);
   return A;
 }
 
