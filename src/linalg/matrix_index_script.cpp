@@ -200,13 +200,7 @@ ViewedRows ReadRows(lua_State* L, int index) {
   return {m, ReadIndices(L, -1, [&](int row) { return CheckInView(L, row, m.Ni, "Nrow"); })};
 }
 
-bool QRowView(lua_State* L, int index) {
-  if (!lua_istable(L, index) || !lua_getmetatable(L, index)) return false;
-  luaL_getmetatable(L, MatrixRowMeta);
-  const bool view = lua_rawequal(L, -1, -2);
-  lua_pop(L, 2);
-  return view;
-}
+bool QRowView(lua_State* L, int index) { return QTableWithMeta(L, index, MatrixRowMeta); }
 
 // Pushes the matrix and the row number or numbers of the row view at index. The matrix, null if the script
 // has put something else in its place.
@@ -305,6 +299,14 @@ int LuaMatrixNext(lua_State* L) {
 }
 
 }  // namespace
+
+bool QTableWithMeta(lua_State* L, int index, const char* name) {
+  if (!lua_istable(L, index) || !lua_getmetatable(L, index)) return false;
+  luaL_getmetatable(L, name);
+  const bool same = lua_rawequal(L, -1, -2);
+  lua_pop(L, 2);
+  return same;
+}
 
 int ListLength(lua_State* L, int index) {
   if (!QRowView(L, index)) return static_cast<int>(lua_rawlen(L, index));

@@ -11,6 +11,9 @@ namespace fermix {
 
 inline constexpr const char* MatrixRowMeta = "MatrixRowMeta";
 
+// Whether the value at index is a table with the metatable of that name.
+bool QTableWithMeta(lua_State* L, int index, const char* name);
+
 int LuaMatrixIndex(lua_State* L);
 int LuaMatrixNewIndex(lua_State* L);
 int LuaMatrixRowIndex(lua_State* L);

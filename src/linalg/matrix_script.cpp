@@ -124,13 +124,7 @@ bool detail::ScriptTest<CompactMatrixType>::Holds(lua_State* L, int index) {
   return Ni > 0;
 }
 
-bool QMatrixTable(lua_State* L, int index) {
-  if (!lua_istable(L, index) || !lua_getmetatable(L, index)) return false;
-  luaL_getmetatable(L, tableMeta);
-  const bool same = lua_rawequal(L, -1, -2);
-  lua_pop(L, 2);
-  return same;
-}
+bool QMatrixTable(lua_State* L, int index) { return QTableWithMeta(L, index, tableMeta); }
 
 // --- Pushing
 
