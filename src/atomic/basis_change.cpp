@@ -142,7 +142,7 @@ CompactMatrixType LargeRotationMatrix(const std::vector<int>& multiplicities, Sh
     rows += blocks.back().Ni;
     // A matrix that can't be had is refused before its blocks fill the memory.
     const double bytes = rows * rows * sizeof(double);
-    if (bytes > PTRDIFF_MAX) throw std::bad_alloc();
+    if (bytes >= 9e18) throw std::bad_alloc();
     void* volatile whole = ::operator new(static_cast<std::size_t>(bytes));
     ::operator delete(whole);
   }
