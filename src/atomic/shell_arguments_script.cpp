@@ -88,9 +88,9 @@ std::vector<int> CheckIndices(lua_State* L, int index) {
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 3, "table too deep");
   std::vector<int> indices;
-  const int length = static_cast<int>(lua_rawlen(L, index));
+  const int length = ListLength(L, index);
   for (int i = 1; i <= length; ++i) {
-    lua_rawgeti(L, index, i);
+    PushListElement(L, index, i);
     indices.push_back(CheckIndex(L, -1));
     lua_pop(L, 1);
   }
