@@ -81,7 +81,7 @@ TEST(OrthogonalityEstimate, KeepsTheVectorsOrthogonalWithFewOrthogonalisations) 
   int orthogonalised = 0;
   EXPECT_GT(LargestOverlap(false, orthogonalised), 0.1);
   EXPECT_LT(LargestOverlap(true, orthogonalised), 1e-9);
-  EXPECT_LT(orthogonalised, 40);
+  EXPECT_LT(orthogonalised, 50);  // of 100
 }
 
 }  // namespace
