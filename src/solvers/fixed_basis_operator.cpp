@@ -234,7 +234,7 @@ inline void MultiplyRows(const FixedBasisOperator<T>& H, std::size_t slabNumber,
     for (; e + Sums <= end; e += Sums) {
       const std::size_t ahead = e + 32 + Sums <= all ? e + 32 : e;  // a few dozen nanoseconds
       for (std::uint32_t s = 0; s < Sums; ++s) {
-        __builtin_prefetch(x + std::size_t{column[ahead + s]} * Width);
+        if constexpr (Width > 1) __builtin_prefetch(x + std::size_t{column[ahead + s]} * Width);
         add(e + s, s);
       }
     }
