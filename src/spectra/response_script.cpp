@@ -1,6 +1,6 @@
 #include "spectra/response_script.h"
 
-#include <cstring>
+#include <cmath>
 
 namespace fermix {
 
@@ -122,6 +122,8 @@ Form ReadTwoLists(lua_State* L, int index, const FormTexts& texts) {
   if (M.a.size() != M.b.size() + 1)
     luaL_error(L, "Error Reading List of poles. Length of a (%d) should be one more than length of b (%d)",
                static_cast<int>(M.a.size()), static_cast<int>(M.b.size()));
+  if (!QFinite(M) || !std::isfinite(M.mu))
+    luaL_error(L, "Error reading Green's function: a number is not finite");
   return M;
 }
 
@@ -159,6 +161,8 @@ BADoubleTriDiagonalMatrixType ReadOrbitals(lua_State* L, int index) {
   RawField(L, index, "epsilon");
   if (!lua_isnil(L, -1)) lua_check(L, -1, M.Epsilon);
   lua_pop(L, 2);
+  if (!std::isfinite(M.A0) || !std::isfinite(M.B0) || !std::isfinite(M.Mu) || !std::isfinite(M.Epsilon))
+    luaL_error(L, "Error reading Green's function: a number is not finite");
   CompleteNaturalOrbitals(M);
   return M;
 }

@@ -96,6 +96,10 @@ int BADoubleTriDiagonalMatrixToSpectrum(double E0, const BADoubleTriDiagonalMatr
   if (const int status = AddMultipliedSpectra(S, con, 1, 0)) return status;
   SpectraScalarMultiply(S, M.B0 * M.B0, 0);
   for (double& x : S.Re) x += M.A0;
+  if (S.Gamma == 0) return 0;
+  TriDiagonalMatrixType whole;
+  if (const int status = BADoubleTriDiagonalMatrixToTriDiagonalMatrix(M, whole)) return status;
+  KeepFirstCoefficients(E0, whole, S);
   return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <numbers>
 #include <numeric>
 
+#include "alloc_failure.h"
 #include "linalg/random_matrix.h"
 
 namespace fermix {
@@ -289,6 +290,23 @@ TEST(ScalarResponse, WhatIsNoFunctionIsRefused) {
   EXPECT_EQ(
       Printed([&] { EXPECT_EQ(CompactMatrixToAndersonMatrix(InitCompactMatrix(2, 3, false), star), 1); }),
       "MatrixToAndersonMatrix called with non-square matrix\n");
+}
+
+TEST(ScalarResponse, FailedConversionsLeaveTheirTarget) {
+  const AndersonMatrixType star = RandomStar(2, 6);
+  const std::vector<ScalarResponse> forms = AllForms(star, 0.3);
+  const auto failures = [&]<class To>(const To& target) {
+    for (const ScalarResponse& source : forms) {
+      testing::internal::CaptureStdout();
+      test::FailEachAllocation(
+          target, [&](To& M) { (void)ConvertScalarResponse(source, M); },
+          [&](const To& M) { EXPECT_EQ(M.b, target.b); });
+      testing::internal::GetCapturedStdout();
+    }
+  };
+  failures(TriDiagonalMatrixType{});
+  failures(AndersonMatrixType{});
+  failures(ListOfPoles{});
 }
 
 }  // namespace
