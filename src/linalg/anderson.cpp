@@ -7,7 +7,7 @@
 
 #include "host/base/status.h"
 #include "host/base/vector_clones.h"
-#include "linalg/sort_pairs.h"
+#include "linalg/response_parts.h"
 
 namespace fermix {
 
@@ -18,27 +18,17 @@ Complex16 ResponseAt(const AndersonMatrixType& M, Complex16 z) {
   return M.a[0] + M.b[0] * M.b[0] / (z - M.a[1] - bath);
 }
 
-bool QFinite(const AndersonMatrixType& M) {
-  const auto finite = [](double x) { return std::isfinite(x); };
-  return std::all_of(M.a.begin(), M.a.end(), finite) && std::all_of(M.b.begin(), M.b.end(), finite);
-}
+bool QFinite(const AndersonMatrixType& M) { return QAllFinite(M.a) && QAllFinite(M.b); }
 
 void OrderAndersonMatrix(AndersonMatrixType& M) {
   OrSay("malloc for Mab failed in ListOfPoles\n", [&] { SortPairs(M.a, M.b, 1, 1); });
 }
 
 CompactMatrixType AndersonMatrixToCompactMatrix(const AndersonMatrixType& M) {
-  const auto N = static_cast<std::uint32_t>(M.b.size());
-  CompactMatrixType H = InitCompactMatrix(N, N, false);
-  H.Name = M.name;
-  H.A0 = M.a[0];
-  H.B0 = N > 0 ? M.b[0] : 0;
-  H.Mu = M.mu;
+  CompactMatrixType H = MatrixOfLevels(M);
   auto& h = std::get<0>(H.Data);
-  for (std::size_t k = 0; k < N; ++k) {
-    h[k * N + k] = M.a[k + 1];
-    if (k > 0) h[k] = h[k * N] = M.b[k];
-  }
+  const std::size_t N = M.b.size();
+  for (std::size_t k = 1; k < N; ++k) h[k] = h[k * N] = M.b[k];
   return H;
 }
 

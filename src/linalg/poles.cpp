@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "host/base/status.h"
-#include "linalg/sort_pairs.h"
+#include "linalg/response_parts.h"
 
 namespace fermix {
 
@@ -20,9 +20,7 @@ Complex16 ResponseAt(const ListOfPoles& P, Complex16 z) {
 }
 
 bool QFinite(const ListOfPoles& P) {
-  const auto finite = [](double x) { return std::isfinite(x); };
-  return std::all_of(P.a.begin(), P.a.end(), finite) && std::all_of(P.b.begin(), P.b.end(), finite) &&
-         finite(P.a0) && finite(P.mu);
+  return QAllFinite(P.a) && QAllFinite(P.b) && std::isfinite(P.a0) && std::isfinite(P.mu);
 }
 
 void OrderListOfPoles(ListOfPoles& P) {

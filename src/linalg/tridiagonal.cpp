@@ -7,6 +7,7 @@
 
 #include "host/base/status.h"
 #include "linalg/blas.h"
+#include "linalg/response_parts.h"
 
 namespace fermix {
 
@@ -52,23 +53,13 @@ Complex16 ResponseAt(const TriDiagonalMatrixType& M, Complex16 z) {
   return {M.a[0] + coupling * re, coupling * im};
 }
 
-bool QFinite(const TriDiagonalMatrixType& M) {
-  const auto finite = [](double x) { return std::isfinite(x); };
-  return std::all_of(M.a.begin(), M.a.end(), finite) && std::all_of(M.b.begin(), M.b.end(), finite);
-}
+bool QFinite(const TriDiagonalMatrixType& M) { return QAllFinite(M.a) && QAllFinite(M.b); }
 
 CompactMatrixType TriDiagonalMatrixToCompactMatrix(const TriDiagonalMatrixType& M) {
-  const std::uint32_t N = ChainLength(M);
-  CompactMatrixType H = InitCompactMatrix(N, N, false);
-  H.Name = M.name;
-  H.A0 = M.a[0];
-  H.B0 = N > 0 ? M.b[0] : 0;
-  H.Mu = M.mu;
+  CompactMatrixType H = MatrixOfLevels(M);
   auto& h = std::get<0>(H.Data);
-  for (std::size_t k = 0; k < N; ++k) {
-    h[k * N + k] = M.a[k + 1];
-    if (k > 0) h[k * N + k - 1] = h[(k - 1) * N + k] = M.b[k];
-  }
+  const std::size_t N = M.b.size();
+  for (std::size_t k = 1; k < N; ++k) h[k * N + k - 1] = h[(k - 1) * N + k] = M.b[k];
   return H;
 }
 

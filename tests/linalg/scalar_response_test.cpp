@@ -62,7 +62,7 @@ TEST(ScalarResponse, AllConversionsKeepTheFunction) {
           SCOPED_TRACE(testing::Message() << N << " levels, w " << w << ", forms " << i << " " << j);
           for (const Complex16 z : Energies)
             EXPECT_NEAR(Abs(ResponseAt(twice[j], z) - DenseResponse(MatrixOf(star), z)), 0,
-                        1e-12 / (z.im * z.im));  // as the derivative of the function
+                        2e-14 / (z.im * z.im));  // as the derivative of the function
         }
         for (const Complex16 z : Energies) {
           const auto& chain = std::get<TriDiagonalMatrixType>(twice[0]);

@@ -1,11 +1,18 @@
-// Sorting energies together with what belongs to them.
+// What the forms of a response function share.
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <vector>
 
+#include "linalg/compact_matrix.h"
+
 namespace fermix {
+
+inline bool QAllFinite(const std::vector<double>& values) {
+  return std::all_of(values.begin(), values.end(), [](double x) { return std::isfinite(x); });
+}
 
 // Sorts the pairs (energy[i + shift], value[i]), i >= first, by energy, ascending; equal energies keep their
 // order.
@@ -23,6 +30,21 @@ inline void SortPairs(std::vector<double>& energy, std::vector<double>& value, s
   }
   energy = std::move(e);
   value = std::move(v);
+}
+
+// The levels of a chain or star on the diagonal of a real matrix, with A0, B0 and Mu of the function; B0 is 0
+// if there is no level.
+template <class Form>
+CompactMatrixType MatrixOfLevels(const Form& M) {
+  const std::size_t N = M.b.size();
+  CompactMatrixType H =
+      InitCompactMatrix(static_cast<std::uint32_t>(N), static_cast<std::uint32_t>(N), false);
+  H.Name = M.name;
+  H.A0 = M.a[0];
+  H.B0 = N > 0 ? M.b[0] : 0;
+  H.Mu = M.mu;
+  for (std::size_t k = 0; k < N; ++k) std::get<0>(H.Data)[k * N + k] = M.a[k + 1];
+  return H;
 }
 
 }  // namespace fermix
