@@ -72,10 +72,23 @@ void lua_check(lua_State* L, int index, std::uint8_t& value) {
   value = static_cast<std::uint8_t>(CheckRounded<std::int64_t>(L, index));
 }
 
+// A number is written here and not by Lua, which would make a string, and that may run the collector.
 void lua_check(lua_State* L, int index, std::string& value) {
+  if (lua_type(L, index) == LUA_TNUMBER) {
+    char text[LUAI_MAXNUMBER2STR];
+    lua_number2str(text, lua_tonumber(L, index));
+    value = text;
+    return;
+  }
   std::size_t length = 0;
   const char* text = luaL_checklstring(L, index, &length);
   value.assign(text, length);
+}
+
+std::string CheckText(lua_State* L, int index) {
+  std::string text;
+  lua_check(L, index, text);
+  return text;
 }
 
 void lua_check(lua_State* L, int index, Complex16& value) {
@@ -88,9 +101,9 @@ void luaL_checkarray_complex16(lua_State* L, int index, std::vector<Complex16>& 
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 3, "table too deep");
   value.clear();
-  const int length = static_cast<int>(lua_rawlen(L, index));
+  const int length = ListLength(L, index);
   for (int i = 1; i <= length; ++i) {
-    lua_rawgeti(L, index, i);
+    PushListElement(L, index, i);
     if (!luaL_isType<Complex16>(L, -1))
       luaL_error(L, "Error in reading complex table in luaL_checkarray_complex16\n");
     lua_check(L, -1, value.emplace_back());
@@ -142,6 +155,12 @@ void luaL_warning(lua_State* L, const char* format, ...) {
   luaL_where(L, 1);
   Say("warning: %s%s\n", lua_tostring(L, -1), text.c_str());
   lua_pop(L, 1);
+}
+
+void PushErrorText(lua_State* L, const char* text) {
+  luaL_where(L, 1);
+  lua_pushstring(L, text);
+  lua_concat(L, 2);
 }
 
 void ScriptError(lua_State* L, const char* format, ...) {

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <array>
+#include <cstring>
 #include <exception>
 #include <functional>
 #include <initializer_list>
@@ -30,6 +31,16 @@ namespace fermix {
 // Runs a full collection, unless the script stopped the collector: what died holds memory that is missed.
 void CollectDeadRecords(lua_State* L);
 
+// Pushes text behind the place in the script, as luaL_error does.
+void PushErrorText(lua_State* L, const char* text);
+
+// Memory that ran out where the script is owed a text of its own (255 characters of it).
+struct OutOfMemory : std::bad_alloc {
+  explicit OutOfMemory(const char* message) { std::strncpy(text, message, sizeof text - 1); }
+  const char* what() const noexcept override { return text; }
+  char text[256] = "";
+};
+
 // Wraps every registered function: exhausted memory and other exceptions of ours become script errors, script
 // errors pass.
 template <lua_CFunction F>
@@ -37,18 +48,33 @@ int Entry(lua_State* L) {
   bool memory = false;
   try {
     return F(L);
+  } catch (const OutOfMemory& e) {
+    CollectDeadRecords(L);
+    PushErrorText(L, e.what());
   } catch (const std::bad_alloc&) {
     memory = true;
   } catch (const std::exception& e) {
-    luaL_where(L, 1);  // as luaL_error does
-    lua_pushstring(L, e.what());
-    lua_concat(L, 2);
+    PushErrorText(L, e.what());
   }
   if (memory) {
     CollectDeadRecords(L);
     lua_pushstring(L, "not enough memory");
   }
   return lua_error(L);
+}
+
+// F, a function that only reads its arguments; when memory runs out, the collector releases what the script
+// has dropped, and F has a second attempt.
+template <lua_CFunction F>
+int TwoAttempts(lua_State* L) {
+  const int arguments = lua_gettop(L);
+  try {
+    return F(L);
+  } catch (const std::bad_alloc&) {
+  }
+  lua_settop(L, arguments);
+  CollectDeadRecords(L);
+  return F(L);
 }
 
 // The metatable name of the script type that holds T: specialised next to the bindings of T as
@@ -93,6 +119,11 @@ T* TestRecord(lua_State* L, int index) {
 // Bytes a record owns on the heap; records with large memory overload it next to their definition.
 inline std::size_t OwnedBytes(const Complex16&) { return 0; }
 
+// What a record must fulfil to reach a script, a script error otherwise; records that have such a rule
+// overload it next to their ScriptType.
+template <class T>
+void CheckNewRecord(lua_State*, const T&) {}
+
 // Moves record into a new userdata on the stack top; returns 1, the number of results.
 template <class T>
 requires IsScriptRecord<T>
@@ -100,6 +131,7 @@ int lua_push(lua_State* L, T record) {
   static_assert(alignof(Payload<T>) <= 8, "Lua aligns userdata to 8 bytes");
   static_assert(std::is_nothrow_move_constructible_v<T>);
   luaL_checkstack(L, 3, "too many values");
+  CheckNewRecord(L, record);
   const std::size_t bytes = OwnedBytes(record);
   AccountNewRecord(L, bytes);
   void* memory = lua_newuserdata(L, sizeof(Payload<T>));
@@ -121,6 +153,9 @@ int CollectRecord(lua_State* L) {
 
 // --- Reading
 // -------------------------------------------------------------------------------------------------------
+//
+// Reading makes no Lua values, so that the collector stands still: a finaliser of the script could release a
+// record that the caller holds.
 
 // Numbers are numbers or numeric strings; integers are rounded to the nearest as lua_tounsigned does, what
 // does not fit 32 bits saturates (uint32_t, int) or is cut (uint16_t, uint8_t); "number expected, got nan".
@@ -131,6 +166,7 @@ void lua_check(lua_State* L, int index, std::uint16_t& value);
 void lua_check(lua_State* L, int index, std::uint8_t& value);
 // A string, or a number by "%.14g".
 void lua_check(lua_State* L, int index, std::string& value);
+std::string CheckText(lua_State* L, int index);
 // Number, numeric string (imaginary part 0) or Complex_Type; otherwise "Complex_Type expected, got ...".
 void lua_check(lua_State* L, int index, Complex16& value);
 // Anything: nil and false are false, all else true.
@@ -147,9 +183,14 @@ requires(IsScriptRecord<T> && !std::is_same_v<T, Complex16>) void lua_check(lua_
   value = *CheckRecord<T>(L, index);
 }
 
+// The length of the list at index, a table, and its element i, counted from 1, which is pushed. Both are raw:
+// no metamethod of the script runs while a caller holds on to records. A row view of a matrix (defined there:
+// linalg/matrix_index_script.cpp) is the list of the elements that it shows.
+int ListLength(lua_State* L, int index);
+void PushListElement(lua_State* L, int index, int i);
+
 // Arrays. Anything but a table is read as one element. Nested arrays work by recursion. A failing element
-// raises the argument error about index -1. The length is the raw one: no metamethod of the script runs while
-// a caller holds on to records.
+// raises the argument error about index -1.
 template <class T>
 void lua_check(lua_State* L, int index, std::vector<T>& value) {
   value.clear();
@@ -160,10 +201,10 @@ void lua_check(lua_State* L, int index, std::vector<T>& value) {
     return;
   }
   luaL_checkstack(L, 3, "table too deep");
-  const int length = static_cast<int>(lua_rawlen(L, index));
+  const int length = ListLength(L, index);
   value.reserve(std::min(length, 1 << 20));
   for (int i = 1; i <= length; ++i) {
-    lua_rawgeti(L, index, i);
+    PushListElement(L, index, i);
     T element{};
     lua_check(L, -1, element);
     value.push_back(std::move(element));
