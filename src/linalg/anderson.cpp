@@ -153,6 +153,16 @@ double NextVector(Vector& v, const LanczosRows& rows, double floor) {
   return b * r;
 }
 
+// The dimension of the Krylov space of the corner: itself, and one combination of all levels of one energy
+// that couple to it. Rounding may hide the end of the space from the run below, but not from this count.
+std::size_t KrylovDimension(const AndersonMatrixType& M) {
+  std::vector<double> energies;
+  for (std::size_t k = 1; k < M.b.size(); ++k)
+    if (M.b[k] != 0) energies.push_back(M.a[k + 1]);
+  std::sort(energies.begin(), energies.end());
+  return 1 + static_cast<std::size_t>(std::unique(energies.begin(), energies.end()) - energies.begin());
+}
+
 // Continues the chain by the Krylov space of the corner, to L levels or to its end. Energies count from
 // offset, so that they are no larger than they must be.
 void RunLanczos(AndersonMatrixType M, std::size_t L, double offset, LanczosRows& rows,
@@ -183,7 +193,7 @@ void RunLanczos(AndersonMatrixType M, std::size_t L, double offset, LanczosRows&
 int AndersonMatrixToTriDiagonalMatrixPlusT(const AndersonMatrixType& M, CompactMatrixType* T,
                                            TriDiagonalMatrixType& R, std::uint32_t length) {
   if (!QFinite(M)) return Fail("AndersonMatrixToTriDiagonalMatrix called with a matrix that is not finite\n");
-  const std::size_t n = M.b.size(), L = std::min<std::size_t>(length, n);
+  const std::size_t n = M.b.size(), L = n == 0 ? 0 : std::min<std::size_t>(length, KrylovDimension(M));
   TriDiagonalMatrixType chain;
   chain.name = M.name;
   chain.mu = M.mu;

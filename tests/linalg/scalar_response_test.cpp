@@ -110,6 +110,7 @@ TEST(ScalarResponse, ChainsEndWithTheirKrylovSpace) {
                {{-1234.56, -1234.56}, {0.3, 0.7}, 1},  // at the energies of core levels
                {{0.1, 870.3, 870.3, 0.1}, {0.3, 0.7, 0.2, 0.9}, 2},
                {{1, 1, 2}, {0.5, 0.5, 1}, 2},
+               {{1, 2, 3, 4, 5, 1, 2, 3, 4, 5}, {1, 1, 1, 1, 1e-12, 1, 1, 1, 1e-9, 0}, 5},
                {{1, 2}, {1, 0}, 1},  // a pole without weight
                {{1000, 2000, 3000}, {1e-8, 1e-8, 1e-8}, 3},
                {{1, 2, 4}, {1e30, 2e30, 3e30}, 3}};  // in whatever unit weights are
