@@ -55,9 +55,9 @@ CompactMatrixType AndersonMatrixToCompactMatrix(const AndersonMatrixType& M);
 // By the chain of all poles.
 [[nodiscard]] int ListOfPolesToAndersonMatrix(const ListOfPoles& P, AndersonMatrixType& M);
 
-// Eigenvalues, ascending, and eigenvectors as the rows of V, of the space that the corner reaches: what
-// couples to nothing, or to nothing but a level of its own energy, has no part in the response and is left
-// out.
+// Eigenvalues, ascending, and eigenvectors as the rows of V, of the space that the corner reaches. Levels
+// that don't couple, and all but one combination of levels of one energy, have no part in the response and
+// are left out.
 [[nodiscard]] int AndersonMatrixToEigensystem(const AndersonMatrixType& M, CompactMatrixType& V,
                                               std::vector<double>& e);
 
