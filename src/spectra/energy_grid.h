@@ -18,10 +18,9 @@ inline double GridEnergy(const EnergyGrid& grid, std::uint32_t w) {
   return grid.Emin + (grid.Emax - grid.Emin) * (double(w) / grid.NE);
 }
 
-// The lines that tell what was chosen, and the names of the options in errors.
+// The lines that tell what was chosen, and the error about a window without energies.
 struct EnergyGridTexts {
-  const char *range, *pointsAndWidth, *points, *width;
-  const char *Emin, *Emax;
+  const char *range, *pointsAndWidth, *points, *width, *empty;
 };
 extern const EnergyGridTexts IntermediateGridTexts, FinalGridTexts;
 
@@ -36,9 +35,12 @@ struct PoleRange {
   PoleRange orZero() const;
 };
 
+// Throws std::runtime_error with the text for the user when both bounds are given and no window lies between.
+void RequireWindow(const EnergyGridSettings& given, const EnergyGridTexts& texts);
+
 // A bound that is left open lies a tenth of the range beyond the poles (with one pole for all, as far as
 // AutomaticEnergyWindow puts it); Gamma 0 and NE 0 are chosen so that five intervals make a Gamma. Throws
-// std::runtime_error with the text for the user when the window is empty or NE would not be a number.
+// as above when the window is empty, or when NE could not be counted.
 EnergyGrid CompleteEnergyGrid(const EnergyGridSettings& given, const PoleRange& poles,
                               const EnergyGridTexts& texts);
 

@@ -45,6 +45,15 @@ std::vector<SpectraType> EmptySpectra(std::size_t nT2, const EnergyWindow& windo
   return spectra;
 }
 
+void RequireAscending(double Emin, double Emax) {
+  if (Emin < Emax) return;
+  DynamicString text;
+  sprintfAdd(text,
+             "CreateFluorescenceYield called with an empty energy window, Emin=%f is not below Emax=%f\n",
+             Emin, Emax);
+  throw std::runtime_error(text);
+}
+
 EnergyWindow Window(const KrylovPropagator& propagator, double E0, const ConvergenceSettingsType& settings) {
   PoleRange poles;
   poles.add(propagator.e, E0);
@@ -52,12 +61,8 @@ EnergyWindow Window(const KrylovPropagator& propagator, double E0, const Converg
   CreateSpectraSettings open;
   open.solver.grid = settings.grid;
   const EnergyWindow window = AutomaticEnergyWindow(poles.lowest, poles.highest, open);
-  if (window.Emin < window.Emax) return window;
-  DynamicString text;
-  sprintfAdd(text,
-             "CreateFluorescenceYield called with an empty energy window, Emin=%f is not below Emax=%f\n",
-             window.Emin, window.Emax);
-  throw std::runtime_error(text);
+  RequireAscending(window.Emin, window.Emax);
+  return window;
 }
 
 // The yields of one state and one T1, for all T2.
@@ -101,6 +106,8 @@ SpectraTypeArray FluorescenceYield(const OperatorType& H, const std::vector<cons
                                    const ConvergenceSettingsType& settings) {
   ConvergenceSettingsType s = settings;
   if (s.grid.NE == 0) s.grid.NE = 1000;
+  if (s.grid.Emin != CreateSpectraSettings::UnsetEmin && s.grid.Emax != CreateSpectraSettings::UnsetEmax)
+    RequireAscending(s.grid.Emin, s.grid.Emax);
   SpectraTypeArray bundle;
   for (const WaveFunctionType* state : psi)
     for (const OperatorType* t1 : T1) {

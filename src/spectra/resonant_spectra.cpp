@@ -71,7 +71,8 @@ std::vector<double> PoleEnergies(const LanczosChain& chain) {
   connected.a.resize(std::size_t{chain.levels} + 1);
   connected.b.resize(chain.levels);
   std::vector<double> e;
-  if (TriDiagonalMatrixToEigenvalues(connected, e)) throw std::runtime_error(NotFinite);
+  if (!std::isfinite(chain.M.b[0]) || TriDiagonalMatrixToEigenvalues(connected, e))
+    throw std::runtime_error(NotFinite);
   return e;
 }
 
@@ -145,6 +146,8 @@ SpectraTypeArray CreateResonantSpectra(const OperatorType& H1, const OperatorTyp
                                        const std::vector<const WaveFunctionType*>& psi,
                                        const ResonantSpectraSettings& settings) {
   const ResonantProblem problem{H1, H2, T1, T2, psi, settings};
+  RequireWindow(settings.solver.grid1, IntermediateGridTexts);
+  RequireWindow(settings.solver.grid2, FinalGridTexts);
   SpectraTypeArray bundle;
   if (ResonantSpectraDense(problem, bundle)) return bundle;
   for (std::size_t p = 0; p < psi.size(); ++p)
