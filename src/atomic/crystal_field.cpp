@@ -10,16 +10,23 @@ namespace fermix {
 
 namespace {
 
-int ShellL(const std::vector<std::uint16_t>& list) { return (static_cast<int>(list.size()) - 1) / 2; }
+// <bra| C(k, m1 - m2) |ket>, the magnetic numbers being doubled.
+double Element(int k, const OrbitalList& bra, int twoM1, const OrbitalList& ket, int twoM2) {
+  const bool spinless = bra.twoJ() == 2 * bra.l;
+  return spinless ? SlaterCoefficientC(k, bra.l, twoM1 / 2, ket.l, twoM2 / 2)
+                  : SlaterCoefficientCjcoupling(k, bra.l, bra.twoJ(), twoM1, ket.l, ket.twoJ(), twoM2);
+}
 
 void AddHarmonic(OperatorType& O, const OrbitalPair& pair, const HarmonicsTerm& term) {
-  const int l1 = ShellL(pair.bra), l2 = ShellL(pair.ket);
-  if (std::abs(term.m) > l1 + l2) return;
-  for (int m2 = -l2; m2 <= l2; ++m2) {
-    if (std::abs(m2 + term.m) > l1) continue;  // m1 - m2 is the component
-    const int m1 = m2 + term.m;
-    const double c = SlaterCoefficientC(term.l, l1, m1, l2, m2);
-    if (!(std::fabs(c) <= DBL_EPSILON)) AddHop(O, pair.bra[m1 + l1], pair.ket[m2 + l2], c * term.value);
+  const auto& [bra, ket] = pair;
+  if (std::abs(term.m) > bra.l + ket.l + 1) return;
+  for (int twoM2 = -ket.twoJ(); twoM2 <= ket.twoJ(); twoM2 += 2) {
+    const int twoM1 = twoM2 + 2 * term.m;
+    if (std::abs(twoM1) > bra.twoJ()) continue;
+    const double c = Element(term.l, bra, twoM1, ket, twoM2);
+    if (!(std::fabs(c) <= DBL_EPSILON))
+      AddHop(O, bra.orbitals[(twoM1 + bra.twoJ()) / 2], ket.orbitals[(twoM2 + ket.twoJ()) / 2],
+             c * term.value);
   }
 }
 

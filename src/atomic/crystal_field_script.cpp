@@ -1,9 +1,12 @@
 #include "atomic/crystal_field_script.h"
 
+#include <array>
+#include <cmath>
 #include <cstdlib>
 
 #include "atomic/operator_families_script.h"
 #include "atomic/shell_arguments_script.h"
+#include "atomic/symmetric_potential.h"
 #include "core/operator_script.h"
 
 namespace fermix {
@@ -48,8 +51,8 @@ void CheckSpinLengths(lua_State* L, std::size_t lengthUp, std::size_t lengthDn) 
                 4 * l + 2);
 }
 
-// The lists of a shell for j = l - 1/2 and j = l + 1/2 are checked, then refused.
-[[noreturn]] void RefuseJJz(lua_State* L, std::size_t lengthMin, std::size_t lengthPlus) {
+// The lengths of the lists of a shell for j = l - 1/2 and j = l + 1/2.
+void CheckJJzLengths(lua_State* L, std::size_t lengthMin, std::size_t lengthPlus) {
   const int jmin = static_cast<int>(lengthMin), jplus = static_cast<int>(lengthPlus), l = jmin / 2;
   if (jmin + 2 != jplus)
     ScriptError(
@@ -60,13 +63,28 @@ void CheckSpinLengths(lua_State* L, std::size_t lengthUp, std::size_t lengthDn) 
   if (jmin != 2 * l)
     ScriptError(L, "Error in LuaOperatorNewCF, Lenght of Index (%d + %d) is not equal to 4l+2 (%d)\n", jmin,
                 jplus, 4 * l + 2);
-  ScriptError(L, "Error in LuaOperatorNewCF, the jjz basis is not yet implemented\n");
+}
+
+OrbitalList CheckSingleList(lua_State* L, IndexList list, int basis) {
+  if (basis == JJz)
+    luaL_error(L, "Error in LuaOperatorNewCF, the basis jjz needs two lists, IndexJmin and IndexJplus\n");
+  CheckSingleLength(L, list.size());
+  const int l = static_cast<int>(list.size()) / 2;
+  return {std::move(list), l};
+}
+
+// The two lists of a shell. A field doesn't mix spins, but it does mix the two j.
+std::array<OrbitalList, 2> CheckShell(lua_State* L, IndexList first, IndexList second, int basis) {
+  (basis == JJz ? CheckJJzLengths : CheckSpinLengths)(L, first.size(), second.size());
+  const int l = static_cast<int>(first.size()) / 2;
+  return {OrbitalList{std::move(first), l}, OrbitalList{std::move(second), l}};
 }
 
 // The index lists, in the order of the arguments after NF, as pairs that the field connects:
-//   list                           one set of orbitals without spin
-//   up, dn                         a shell
-//   bra up, bra dn, ket up, ket dn a transition from the ket to the bra shell
+//   list                              one set of orbitals without spin
+//   up, dn or jmin, jplus             a shell
+//   bra up, bra dn, ket up, ket dn    a transition from the ket to the bra shell
+//   bra jmin, bra jplus, ket jmin, ket jplus
 // options is the index of the option list or 0.
 std::vector<OrbitalPair> CheckPairs(lua_State* L, std::uint32_t NF, int lists, int options) {
   std::vector<std::vector<int>> given;
@@ -76,18 +94,30 @@ std::vector<OrbitalPair> CheckPairs(lua_State* L, std::uint32_t NF, int lists, i
     list.push_back(CheckRange(L, given[i], NF, i % 2 == 0 ? "Index up" : "Index dn"));
 
   if (lists == 1) {
-    if (CheckBasis(L, options, SphericalHarmonicsY) == JJz)
-      ScriptError(L, "Error in LuaOperatorNewCF, the jjz basis is not yet implemented\n");
-    CheckSingleLength(L, list[0].size());
-    return {{list[0], list[0]}};
+    const OrbitalList shell = CheckSingleList(L, list[0], CheckBasis(L, options, SphericalHarmonicsY));
+    return {{shell, shell}};
   }
   const int basis = CheckBasis(L, options, BasisOfLists(list[0].size(), list[1].size()));
-  for (int i = 0; i < lists; i += 2) {
-    if (basis == JJz) RefuseJJz(L, list[i].size(), list[i + 1].size());
-    CheckSpinLengths(L, list[i].size(), list[i + 1].size());
+  const auto bra = CheckShell(L, list[0], list[1], basis);
+  const auto ket = lists == 2 ? bra : CheckShell(L, list[2], list[3], basis);
+  if (basis == JJz) return {{bra[0], ket[0]}, {bra[0], ket[1]}, {bra[1], ket[0]}, {bra[1], ket[1]}};
+  return {{bra[0], ket[0]}, {bra[1], ket[1]}};
+}
+
+void CheckEnergies(lua_State* L, const std::string& sym, int l, const std::vector<UnitPotential>& potentials,
+                   const std::vector<double>& E) {
+  if (E.size() < potentials.size()) {
+    std::string names;
+    for (const auto& p : potentials) names += (names.empty() ? "" : ", ") + p.energy;
+    ScriptError(L,
+                "Error in PotentialExpandedOnClm, \"%s\" symmetry for angular momentum %d needs the energies "
+                "{%s}, found only %d\n",
+                sym.c_str(), l, names.c_str(), static_cast<int>(E.size()));
   }
-  if (lists == 2) return {{list[0], list[0]}, {list[1], list[1]}};
-  return {{list[0], list[2]}, {list[1], list[3]}};
+  for (std::size_t i = 0; i < potentials.size(); ++i)
+    if (!std::isfinite(E[i]))
+      ScriptError(L, "Error in PotentialExpandedOnClm, energy %d is not a finite number\n",
+                  static_cast<int>(i) + 1);
 }
 
 }  // namespace
@@ -115,6 +145,33 @@ int LuaOperatorNewCF(lua_State* L) {
     ScriptError(L, "Error in LuaOperatorNewCF, called with %d arguments, 3,4 or 6 expected\n", n);
   const auto pairs = CheckPairs(L, NF, n - 2, lua_gettop(L) > n ? n + 1 : 0);
   return lua_push(L, CreateOperatorCF(NF, pairs, luaL_checkarray_HarmonicsExpansion(L, n)));
+}
+
+int LuaPushTable_HarmonicsExpansion(lua_State* L, const HarmonicsExpansion& expansion) {
+  luaL_checkstack(L, 3, "table too deep");
+  lua_createtable(L, static_cast<int>(expansion.size()), 0);
+  for (std::size_t i = 0; i < expansion.size(); ++i) {
+    lua_push(L, std::vector<Complex16>{static_cast<double>(expansion[i].l),
+                                       static_cast<double>(expansion[i].m), expansion[i].value});
+    lua_rawseti(L, -2, static_cast<int>(i) + 1);
+  }
+  return 1;
+}
+
+// Fewer energies than the symmetry needs are refused, more are left out of account.
+int LuaPotentialExpandedOnClm(lua_State* L) {
+  std::string sym;
+  int l;
+  std::vector<double> E;
+  lua_check(L, 1, sym);
+  lua_check(L, 2, l);
+  luaL_checkarray(L, 3, E);
+
+  std::vector<UnitPotential> potentials;
+  if (PotentialsOfSymmetry(sym, l, potentials))
+    ScriptError(L, "Potential of \"%s\" symmetry for angular momentum %d not found\n", sym.c_str(), l);
+  CheckEnergies(L, sym, l, potentials, E);
+  return LuaPushTable_HarmonicsExpansion(L, PotentialExpandedOnC(potentials, E));
 }
 
 }  // namespace fermix

@@ -76,8 +76,11 @@ struct BlockedArray {
     size = elements;
     dropBlocks(usedBlocks());
   }
-  // Room for elements in all.
-  void reserve(std::size_t elements) { growTo(elements); }
+  // Room for elements in all; a small array at least doubles.
+  void reserve(std::size_t elements) {
+    if (elements <= capacity()) return;
+    growTo(std::max(elements, std::min<std::size_t>(BlockElements, 2 * size)));
+  }
   // Makes sure that the next append has its memory.
   void reserveOne() {
     if (size == capacity())

@@ -38,13 +38,12 @@ T& MethodSelf(lua_State* L) {
 
 // Runs step; memory that runs out in it becomes the script error text.
 template <class Step>
-auto OrScriptError(lua_State* L, const char* text, Step&& step) {
+auto OrScriptError(const char* text, Step&& step) {
   try {
     return step();
   } catch (const std::bad_alloc&) {
+    throw OutOfMemory(text);
   }
-  luaL_error(L, "%s", text);
-  throw std::bad_alloc();  // luaL_error does not return
 }
 
 // Keeps the collector, and with it finalisers of the script, from running while records are in use that only

@@ -35,7 +35,6 @@ void WriteText(lua_State* L, const std::string& text, const std::string& path) {
 
 // .Print([options])
 int OperatorPrint(lua_State* L) {
-  const CollectorPause pause(L);  // reading an option may make a string
   const OperatorType& O = MethodSelf<OperatorType>(L);
   const int n = lua_gettop(L);
   if (n > 1) return luaL_error(L, "Error in .Print(arg) unrecognized arguments in Print()\n");
@@ -97,9 +96,11 @@ constexpr ScriptMethod methods[] = {{"Print", Entry<OperatorPrint>},
 
 // t[0] the number of constants, t[i] that of strings of length i.
 int PushTermCounts(lua_State* L, const OperatorType& O) {
-  lua_createtable(L, static_cast<int>(MaxLength(O)), 1);
-  for (std::uint32_t length = 0; length <= MaxLength(O); ++length) {
-    lua_push(L, double(TermCount(O.l[length])));
+  std::vector<std::uint32_t> counts;  // read first: a new table may run finalisers, and one may release O
+  for (const OperatorFixedLengthType& terms : O.l) counts.push_back(TermCount(terms));
+  lua_createtable(L, static_cast<int>(counts.size()), 1);
+  for (std::size_t length = 0; length < counts.size(); ++length) {
+    lua_push(L, double(counts[length]));
     lua_rawseti(L, -2, static_cast<int>(length));
   }
   return 1;
@@ -148,7 +149,7 @@ void SetRestrictions(lua_State* L, OperatorType& O) {
 
 int LuaOperatorIndex(lua_State* L) {
   const OperatorType& O = *CheckRecord<OperatorType>(L, 1);
-  const std::string key = luaL_checkstring(L, 2);
+  const std::string key = CheckText(L, 2);
   if (key == "Name") return lua_push(L, O.Name);
   if (key == "NF") return lua_push(L, double(O.layout.NFermion));
   if (key == "NB") return lua_push(L, double(O.layout.NBoson));
@@ -162,11 +163,10 @@ int LuaOperatorIndex(lua_State* L) {
 }
 
 int LuaOperatorNewIndex(lua_State* L) {
-  const CollectorPause pause(L);  // a number as name becomes a string
   OperatorType& O = *CheckRecord<OperatorType>(L, 1);
-  const std::string key = luaL_checkstring(L, 2);
+  const std::string key = CheckText(L, 2);
   if (key == "Name") {
-    O.Name = RecordName(luaL_checkstring(L, 3));
+    O.Name = RecordName(CheckText(L, 3).c_str());
   } else if (key == "NF") {
     SetNFermion(L, O);
   } else if (key == "NB") {

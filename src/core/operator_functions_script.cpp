@@ -73,7 +73,7 @@ OrbitalGroups ReadGroups(lua_State* L, int index, std::uint32_t NFermion) {
 }
 
 CrAnPredicate CheckMode(lua_State* L, int index) {
-  const std::string mode = luaL_checkstring(L, index);
+  const std::string mode = CheckText(L, index);
   if (mode == "include") return isCrAnIncluded;
   if (mode == "exclude") return isCrAnExcluded;
   if (mode == "conserve") return isCrAnConservesSubspaceOccupation;

@@ -107,7 +107,7 @@ int NewOperatorFromTerms(lua_State* L) {
   const int terms = static_cast<int>(lua_rawlen(L, 3));
   for (int t = 1; t <= terms; ++t) {
     lua_rawgeti(L, 3, t);
-    OrScriptError(L, "Out of memory on place where it should not happen\n", [&] { AddTerm(L, O, t); });
+    OrScriptError("Out of memory on place where it should not happen\n", [&] { AddTerm(L, O, t); });
     lua_pop(L, 1);
   }
 
@@ -126,11 +126,11 @@ int NewOperatorOfKind(lua_State* L) {
               kind.c_str());
 }
 
-constexpr luaL_Reg metamethods[] = {{"__add", Entry<LuaOperatorAdd>},
-                                    {"__sub", Entry<LuaOperatorSub>},
-                                    {"__mul", Entry<LuaProduct>},
-                                    {"__div", Entry<LuaOperatorDiv>},
-                                    {"__unm", Entry<LuaOperatorUnm>},
+constexpr luaL_Reg metamethods[] = {{"__add", Entry<TwoAttempts<LuaOperatorAdd>>},
+                                    {"__sub", Entry<TwoAttempts<LuaOperatorSub>>},
+                                    {"__mul", Entry<TwoAttempts<LuaProduct>>},
+                                    {"__div", Entry<TwoAttempts<LuaOperatorDiv>>},
+                                    {"__unm", Entry<TwoAttempts<LuaOperatorUnm>>},
                                     {"__eq", Entry<LuaOperatorEq>},
                                     {"__index", Entry<LuaOperatorIndex>},
                                     {"__newindex", Entry<LuaOperatorNewIndex>},

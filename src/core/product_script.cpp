@@ -51,14 +51,14 @@ int PushProduct(lua_State* L, const OperatorType& A, const OperatorType& B) {
 
 int PushProduct(lua_State* L, const OperatorType& O, const WaveFunctionType& psi) {
   CheckSameSpace(L, O.layout, Layout(psi), "Multiplying an operator with a wavefunction with");
-  return lua_push(L, OrScriptError(L, "out of memory when multipling an operator times a wavefunction",
+  return lua_push(L, OrScriptError("out of memory when multipling an operator times a wavefunction",
                                    [&] { return OperatorPsi(O, psi); }));
 }
 
 // The bra <psi| O, kept as the ket O^dag |psi>.
 int PushProduct(lua_State* L, const WaveFunctionType& psi, const OperatorType& O) {
   CheckSameSpace(L, Layout(psi), O.layout, "Multiplying a wavefunction with an operator with");
-  return lua_push(L, OrScriptError(L, "out of memory when multipling wavefunction times an operator", [&] {
+  return lua_push(L, OrScriptError("out of memory when multipling wavefunction times an operator", [&] {
                     return OperatorPsi(OperatorConjugateTransposeNormalOrder(O, QDetNotOrderedFcFaBaBc), psi);
                   }));
 }

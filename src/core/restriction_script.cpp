@@ -78,7 +78,7 @@ void CheckRestrictionsFit(lua_State* L, const DeterminantRestrictionType& R, con
                static_cast<int>(R.layout.NBoson), static_cast<int>(layout.NBoson));
 }
 
-int LuaPushTable_Restrictions(lua_State* L, const DeterminantRestrictionType& R) {
+int LuaPushTable_Restrictions(lua_State* L, DeterminantRestrictionType R) {
   luaL_checkstack(L, 4, "table too deep");
   if (NRestrictions(R) == 0) return lua_pushnil(L), 1;
   lua_createtable(L, static_cast<int>(NRestrictions(R)) + 2, 0);

@@ -10,7 +10,7 @@ namespace fermix {
 void luaL_setarray_DeterminatRestrictionType(lua_State* L, int index, DeterminantRestrictionType* out);
 
 // Pushes the table form; nil when there are none.
-int LuaPushTable_Restrictions(lua_State* L, const DeterminantRestrictionType& R);
+int LuaPushTable_Restrictions(lua_State* L, DeterminantRestrictionType R);
 
 // Raises an error unless R, if it restricts anything, is written for the space layout of an operator.
 void CheckRestrictionsFit(lua_State* L, const DeterminantRestrictionType& R, const KeyLayout& layout);

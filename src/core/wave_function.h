@@ -78,6 +78,7 @@ void WaveFunctionMultiply(WaveFunctionType& psi, double re, double im);
 Complex16 WaveFunctionDotProductSameBasis(const WaveFunctionType& a, const WaveFunctionType& b);
 Complex16 WaveFunctionDotProduct(const WaveFunctionType& a, const WaveFunctionType& b);
 
+// Of any size, also where its square over- or underflows.
 double WaveFunctionCalculateNorm(const WaveFunctionType& psi);
 double WaveFunctionCalculateNormSqr(const WaveFunctionType& psi);
 // A real state of norm 0 stays as it is; a complex one becomes not-a-number.

@@ -37,7 +37,8 @@ inline void Staggered(std::uint32_t N, First&& first, Second&& second, Third&& t
   }
 }
 
-// One element on its way through the index of another basis.
+// One element on its way through the index of another basis: its bucket is fetched; then the bucket is read
+// and what goes with the candidate is fetched; then the key is compared, or added.
 struct Passage {
   std::uint32_t hash, candidate;
   bool further;  // no candidate in the home bucket, which has run over into the next one
@@ -70,8 +71,8 @@ inline std::uint32_t NumberOf(const DeterminantBasis& basis, Words words, const 
   return p.candidate & -std::uint32_t{holds};
 }
 
-// Adds key, fetched before, to a basis with room for it in index and keys. Whether the key is new can't be
-// predicted: it is written behind the last one in any case.
+// The number of a key whose bucket is at hand; adds it to a basis with room in index and keys. Whether the
+// key is new can't be predicted: it is written behind the last one in any case.
 template <class Words>
 inline std::uint32_t AddFetched(DeterminantBasis& basis, Words words, const KeyWord* key,
                                 std::uint32_t hash) {
@@ -79,7 +80,7 @@ inline std::uint32_t AddFetched(DeterminantBasis& basis, Words words, const KeyW
   const unsigned matches = Matches(bucket, hash), empty = Matches(bucket, 0);
   const bool isNew = matches == 0;
   const unsigned usable = matches | (empty & -unsigned{isNew});
-  const int place = std::countr_zero(usable | 1u << 7);
+  const int place = std::countr_zero(usable | 1u << (DeterminantBasis::Bucket::Places - 1));
   const std::uint32_t mask = -std::uint32_t{isNew};
   const std::uint32_t number = ((basis.N + 1) & mask) | (bucket.number[place] & ~mask);
   if (!usable || (!isNew && !QHolds(basis, number, key, words))) [[unlikely]]
@@ -145,6 +146,7 @@ void AddUnion(WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunction
   const bool fits = FitsInMemory([&] {
     OrSay(AddElementFailed, [&] {
       ReserveForSum(basis, source);
+      BasisMakeRoom(basis, std::size_t{basis.N} + 1, 0);  // an index that buckets can be fetched from
       DispatchKeys(basis.layout, [&](auto words) {
         Passage ring[2 * Ahead];
         const auto key = [&](std::uint32_t k) { return KeyAt(source, last - k, words); };
@@ -158,6 +160,7 @@ void AddUnion(WaveFunctionType& psi, BlockedArray<P>& values, const WaveFunction
               if (k % Ahead == 0) {
                 BasisMakeRoom(basis, std::size_t{basis.N} + Ahead, 0);
                 basis.keys.reserve(std::size_t{basis.N} + 1 + Ahead);
+                values.reserve(std::size_t{basis.N} + 1 + Ahead);
                 values.resize(std::size_t{basis.N} + 1 + Ahead);
               }
               values[AddFetched(basis, words, key(k), ring[k % (2 * Ahead)].hash)] +=
@@ -368,8 +371,42 @@ double WaveFunctionCalculateNormSqr(const WaveFunctionType& psi) {
       psi.values);
 }
 
+namespace {
+
+// The largest part of a value; NaN if one is.
+double LargestPart(const WaveFunctionType& psi) {
+  return std::visit(
+      [](const auto& values) {
+        double largest = 0;
+        const auto grow = [&](double x) {
+          if (!(std::fabs(x) <= largest)) largest = std::fabs(x);
+        };
+        for (std::size_t i = 1; i < values.size && !std::isnan(largest); ++i) {
+          grow(Re(values[i]));
+          grow(Im(values[i]));
+        }
+        return largest;
+      },
+      psi.values);
+}
+
+}  // namespace
+
 double WaveFunctionCalculateNorm(const WaveFunctionType& psi) {
-  return std::sqrt(WaveFunctionCalculateNormSqr(psi));
+  constexpr double SmallestExactSquare = DBL_MIN / DBL_EPSILON;  // below it squares lose digits
+  const double square = WaveFunctionCalculateNormSqr(psi);
+  if (std::isfinite(square) && square > SmallestExactSquare) return std::sqrt(square);
+  const double scale = LargestPart(psi);
+  if (scale == 0 || !std::isfinite(scale)) return scale;
+  const double sum = std::visit(
+      [scale](const auto& values) {
+        return SumByBlocks(values, [scale](auto value, CompensatedSum& squares) {
+          const double re = Re(value) / scale, im = Im(value) / scale;
+          squares.add(re * re + im * im);
+        });
+      },
+      psi.values);
+  return scale * std::sqrt(sum);
 }
 
 void WaveFunctionNormalize(WaveFunctionType& psi) {

@@ -14,7 +14,7 @@ constexpr const char* SpaceFormat = "%s different number of %s in the basis (%d)
 }  // namespace
 
 int PushScaled(lua_State* L, const WaveFunctionType& psi, Complex16 factor, const char* outOfMemory) {
-  return lua_push(L, OrScriptError(L, outOfMemory, [&] {
+  return lua_push(L, OrScriptError(outOfMemory, [&] {
                     WaveFunctionType result = WaveFunctionCopy(psi);
                     WaveFunctionMultiply(result, factor.re, factor.im);
                     return result;
@@ -27,7 +27,7 @@ int LuaWavefunctionAdd(lua_State* L) {
   const auto &a = *CheckRecord<WaveFunctionType>(L, 1), &b = *CheckRecord<WaveFunctionType>(L, 2);
   CheckSameSpace(L, Layout(a), Layout(b), "Adding two wave-funcitons with", SpaceFormat);
 
-  return lua_push(L, OrScriptError(L, "out of memory when adding two wavefunctions", [&] {
+  return lua_push(L, OrScriptError("out of memory when adding two wavefunctions", [&] {
                     WaveFunctionType result = WaveFunctionCopy(a);
                     WaveFunctionAddUnionBasis(result, b);
                     return result;
@@ -40,7 +40,7 @@ int LuaWavefunctionSubMin(lua_State* L) {
   const auto &a = *CheckRecord<WaveFunctionType>(L, 1), &b = *CheckRecord<WaveFunctionType>(L, 2);
   CheckSameSpace(L, Layout(a), Layout(b), "Subtracting two wave-funcitons with", SpaceFormat);
 
-  return lua_push(L, OrScriptError(L, "out of memory when subtracting two wavefunctions", [&] {
+  return lua_push(L, OrScriptError("out of memory when subtracting two wavefunctions", [&] {
                     WaveFunctionType result = WaveFunctionCopy(a);
                     WaveFunctionAddMultipliedUnionBasis(result, b, -1);
                     return result;

@@ -54,7 +54,7 @@ int WavefunctionDet(lua_State* L) {
   char text[100];
   std::snprintf(text, sizeof text, "Error in .Det(%u) WaveFunctionInit failed out of memory?", i);
 
-  WaveFunctionType result = OrScriptError(L, text, [&] {
+  WaveFunctionType result = OrScriptError(text, [&] {
     WaveFunctionType det(Layout(psi), QComplex(psi), psi.basis->NBitsKey);
     WaveFunctionAddElement(det, ElementKey(psi, i), ElementValue(psi, i));
     det.Name = RecordName((psi.Name + ".Det(" + std::to_string(i) + ")").c_str());
@@ -84,7 +84,6 @@ int WavefunctionPrefactorDet(lua_State* L) {
 
 // .Print([options])
 int WavefunctionPrint(lua_State* L) {
-  const CollectorPause pause(L);  // reading an option may make a string
   const WaveFunctionType& psi = MethodSelf<WaveFunctionType>(L);
   const int n = lua_gettop(L);
   if (n > 1 || (n == 1 && !lua_istable(L, 1)))
@@ -159,7 +158,7 @@ void SetNBitsKey(lua_State* L, WaveFunctionType& psi) {
   const double x = luaL_checknumber(L, 3);
   if (!(x > -0.5 && x <= MaxNBitsKey)) luaL_error(L, "Internal error in WaveFunctionResetKeylist\n");
   const auto NBitsKey = static_cast<std::uint32_t>(CheckRounded(L, 3));
-  OrScriptError(L, "Internal error in WaveFunctionResetKeylist\n",
+  OrScriptError("Internal error in WaveFunctionResetKeylist\n",
                 [&] { WaveFunctionResetKeylist(psi, NBitsKey); });
 }
 
@@ -167,7 +166,7 @@ void SetNBitsKey(lua_State* L, WaveFunctionType& psi) {
 
 int LuaWavefunctionIndex(lua_State* L) {
   const WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
-  const std::string key = luaL_checkstring(L, 2);
+  const std::string key = CheckText(L, 2);
   if (key == "Name") return lua_push(L, psi.Name);
   if (key == "N") return lua_push(L, double(ElementCount(psi)));
   if (key == "NF") return lua_push(L, double(Layout(psi).NFermion));
@@ -179,11 +178,10 @@ int LuaWavefunctionIndex(lua_State* L) {
 }
 
 int LuaWavefunctionNewIndex(lua_State* L) {
-  const CollectorPause pause(L);  // a number as name becomes a string
   WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
-  const std::string key = luaL_checkstring(L, 2);
+  const std::string key = CheckText(L, 2);
   if (key == "Name") {
-    psi.Name = RecordName(luaL_checkstring(L, 3));
+    psi.Name = RecordName(CheckText(L, 3).c_str());
   } else if (key == "NF") {
     SetNFermion(L, psi);
   } else if (key == "NB") {

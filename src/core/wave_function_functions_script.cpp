@@ -100,9 +100,9 @@ int OrthonormalizeMatrix(lua_State* L, const OrthonormalizeOptions& options) {
       row ? (lowdin ? CompactMatrixSVDOrthogonalizeRow : CompactMatrixGramSchmidtOrthogonalizeRow)
           : (lowdin ? CompactMatrixSVDOrthogonalizeCol : CompactMatrixGramSchmidtOrthogonalizeCol);
   CompactMatrixType m =
-      OrScriptError(L, "Not able to initialize matrix. Probably ran outoff memory on a bad moment\n",
+      OrScriptError("Not able to initialize matrix. Probably ran outoff memory on a bad moment\n",
                     [&] { return luaL_checkCompactMatrix(L, 1); });
-  if (OrScriptError(L, "Failure in Orthogonalize Sorry\n", [&] {
+  if (OrScriptError("Failure in Orthogonalize Sorry\n", [&] {
         return orthogonalize(m, options.settings.SingularValue, options.settings.ReduceDimension);
       }))
     return luaL_error(L, "Failure in Orthogonalize Sorry\n");
@@ -168,7 +168,7 @@ int LuaExpand(lua_State* L) {
                 "Error in Expand(psi,index). Out off memory when expanding a function with %d determinants "
                 "for %d determinants into %d seperate functions\n",
                 elements, static_cast<int>(orbitals.size()), count);
-  return OrScriptError(L, text, [&] { return lua_push(L, WaveFunctionExpand(psi, orbitals)); });
+  return OrScriptError(text, [&] { return lua_push(L, WaveFunctionExpand(psi, orbitals)); });
 }
 
 // ExpandToBasis(psi) -> a state for each element, with its value
@@ -180,7 +180,7 @@ int LuaExpandToBasis(lua_State* L) {
                 "Error in ExpandToBasis(psi). Out off memory when expanding a function with %d determinants "
                 "into seperate functions\n",
                 static_cast<int>(ElementCount(psi)));
-  return OrScriptError(L, text, [&] { return lua_push(L, WaveFunctionExpandToDeterminantBasis(psi)); });
+  return OrScriptError(text, [&] { return lua_push(L, WaveFunctionExpandToDeterminantBasis(psi)); });
 }
 
 // TensorProduct(a, b) of two states, or of two lists of states
@@ -208,7 +208,6 @@ int LuaOrthonormalize(lua_State* L) {
   if (n == 2) options = ReadOrthonormalizeOptions(L, 2);
   if (matrix) return OrthonormalizeMatrix(L, options);
   auto states = OrScriptError(
-      L,
       "Failure in Orthogonalize, not able to initialize list of orthogonal functions.\nOut of memory on a "
       "bad moment?\n",
       [&] { return CheckStates(L, 1); });
@@ -217,7 +216,7 @@ int LuaOrthonormalize(lua_State* L) {
 
   const auto orthogonalize =
       options.Method == "Lowdin" ? WaveFunctionListSVDOrthogonalize : WaveFunctionListOrthogonalize;
-  if (OrScriptError(L, "Failure in Orthogonalize Sorry\n",
+  if (OrScriptError("Failure in Orthogonalize Sorry\n",
                     [&] { return orthogonalize(states, options.settings); }))
     return luaL_error(L, "Failure in Orthogonalize Sorry\n");
   return lua_push(L, std::move(states));

@@ -44,15 +44,15 @@ WaveFunctionType NewState(lua_State* L, KeyLayout layout, std::uint32_t NBitsKey
   } catch (const std::bad_alloc&) {
   }
   lua_gc(L, LUA_GCCOLLECT, 0);
-  return OrScriptError(L, "WaveFunctionInit failed, your most probably out of memory",
+  return OrScriptError("WaveFunctionInit failed, your most probably out of memory",
                        [&] { return WaveFunctionType(layout, true, NBitsKey); });
 }
 
-constexpr luaL_Reg metamethods[] = {{"__add", Entry<LuaWavefunctionAdd>},
-                                    {"__sub", Entry<LuaWavefunctionSubMin>},
-                                    {"__mul", Entry<LuaProduct>},
-                                    {"__div", Entry<LuaWavefunctionDiv>},
-                                    {"__unm", Entry<LuaWavefunctionUnm>},
+constexpr luaL_Reg metamethods[] = {{"__add", Entry<TwoAttempts<LuaWavefunctionAdd>>},
+                                    {"__sub", Entry<TwoAttempts<LuaWavefunctionSubMin>>},
+                                    {"__mul", Entry<TwoAttempts<LuaProduct>>},
+                                    {"__div", Entry<TwoAttempts<LuaWavefunctionDiv>>},
+                                    {"__unm", Entry<TwoAttempts<LuaWavefunctionUnm>>},
                                     {"__eq", Entry<LuaWavefunctionEq>},
                                     {"__index", Entry<LuaWavefunctionIndex>},
                                     {"__newindex", Entry<LuaWavefunctionNewIndex>},

@@ -2,6 +2,8 @@
 // traceback, their results printed.
 //
 // SIGINT is caught only while a statement runs: the handler sets a debug hook, and the hook raises the error.
+// Hooks belong to a coroutine, so resume and wrap keep track of which one runs, and pass the interrupt on
+// when it ends.
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -16,8 +18,9 @@ namespace {
 
 // What stands before messages on standard error; null while the prompt runs.
 const char* progname = "Fermix";
-// The state that the interrupt handler stops.
+// The coroutine that runs, which the interrupt handler stops.
 lua_State* globalL = nullptr;
+volatile std::sig_atomic_t interrupted = 0;  // since the statement began
 
 void Report(const char* message) {
   if (progname) std::fprintf(stderr, "%s: ", progname);
@@ -51,10 +54,69 @@ void lstop(lua_State* L, lua_Debug*) {
   luaL_error(L, "interrupted!");
 }
 
-// A second interrupt before the hook has fired ends the process.
+void StopSoon(lua_State* L) { lua_sethook(L, lstop, LUA_MASKCALL | LUA_MASKRET | LUA_MASKCOUNT, 1); }
+
+// A second interrupt before the statement has ended ends the process.
 void laction(int sig) {
   std::signal(sig, SIG_DFL);
-  lua_sethook(globalL, lstop, LUA_MASKCALL | LUA_MASKRET | LUA_MASKCOUNT, 1);
+  interrupted = 1;
+  StopSoon(globalL);
+}
+
+// While it lives, co is the coroutine that an interrupt stops.
+class Running {
+ public:
+  Running(lua_State* L, lua_State* co) : L_(L), co_(co), before_(globalL) { globalL = co; }
+  ~Running() {
+    globalL = before_;
+    if (!interrupted) return;
+    lua_sethook(co_, nullptr, 0, 0);  // it may have yielded before the hook fired
+    StopSoon(L_);
+  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+ private:
+  lua_State *L_, *co_, *before_;
+};
+
+// The functions of the standard library; ours stand in their place, on the same arguments and upvalues.
+lua_CFunction resumeOfLua = nullptr, stepOfWrap = nullptr;
+
+int Resume(lua_State* L) {
+  lua_State* co = lua_tothread(L, 1);
+  const Running running(L, co ? co : L);
+  return resumeOfLua(L);
+}
+
+int StepOfWrap(lua_State* L) {
+  const Running running(L, lua_tothread(L, lua_upvalueindex(1)));
+  return stepOfWrap(L);
+}
+
+int Wrap(lua_State* L) {
+  luaL_checktype(L, 1, LUA_TFUNCTION);
+  lua_State* co = lua_newthread(L);
+  lua_pushvalue(L, 1);
+  lua_xmove(L, co, 1);
+  lua_pushcclosure(L, StepOfWrap, 1);
+  return 1;
+}
+
+void FollowCoroutines(lua_State* L) {
+  lua_getglobal(L, "coroutine");
+  lua_getfield(L, -1, "resume");
+  resumeOfLua = lua_tocfunction(L, -1);
+  lua_getfield(L, -2, "wrap");
+  lua_pushcfunction(L, Collect);  // any function: the one that wrap returns is what is asked for
+  lua_call(L, 1, 1);
+  stepOfWrap = lua_tocfunction(L, -1);
+  lua_pop(L, 2);
+  lua_pushcfunction(L, Resume);
+  lua_setfield(L, -2, "resume");
+  lua_pushcfunction(L, Wrap);
+  lua_setfield(L, -2, "wrap");
+  lua_pop(L, 1);
 }
 
 int traceback(lua_State* L) {
@@ -72,6 +134,7 @@ int CallStatement(lua_State* L) {
   lua_pushcfunction(L, Entry<traceback>);
   lua_insert(L, handler);
   globalL = L;
+  interrupted = 0;
   std::signal(SIGINT, laction);
   const int status = lua_pcall(L, 0, LUA_MULTRET, handler);
   std::signal(SIGINT, SIG_DFL);
@@ -168,6 +231,7 @@ int RunStatement(lua_State* L) {
 
 int RunPrompt(lua_State* L) {
   const char* saved = std::exchange(progname, nullptr);
+  FollowCoroutines(L);
   for (bool more = true; more; lua_settop(L, 0)) {
     // Protected as a whole: outside of the statement a finaliser may fail, or memory for its text.
     lua_pushcfunction(L, Entry<RunStatement>);

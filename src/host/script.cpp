@@ -72,10 +72,23 @@ void lua_check(lua_State* L, int index, std::uint8_t& value) {
   value = static_cast<std::uint8_t>(CheckRounded<std::int64_t>(L, index));
 }
 
+// A number is written here and not by Lua, which would make a string, and that may run the collector.
 void lua_check(lua_State* L, int index, std::string& value) {
+  if (lua_type(L, index) == LUA_TNUMBER) {
+    char text[LUAI_MAXNUMBER2STR];
+    lua_number2str(text, lua_tonumber(L, index));
+    value = text;
+    return;
+  }
   std::size_t length = 0;
   const char* text = luaL_checklstring(L, index, &length);
   value.assign(text, length);
+}
+
+std::string CheckText(lua_State* L, int index) {
+  std::string text;
+  lua_check(L, index, text);
+  return text;
 }
 
 void lua_check(lua_State* L, int index, Complex16& value) {
@@ -142,6 +155,12 @@ void luaL_warning(lua_State* L, const char* format, ...) {
   luaL_where(L, 1);
   Say("warning: %s%s\n", lua_tostring(L, -1), text.c_str());
   lua_pop(L, 1);
+}
+
+void PushErrorText(lua_State* L, const char* text) {
+  luaL_where(L, 1);
+  lua_pushstring(L, text);
+  lua_concat(L, 2);
 }
 
 void ScriptError(lua_State* L, const char* format, ...) {

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <array>
+#include <cstring>
 #include <exception>
 #include <functional>
 #include <initializer_list>
@@ -30,6 +31,16 @@ namespace fermix {
 // Runs a full collection, unless the script stopped the collector: what died holds memory that is missed.
 void CollectDeadRecords(lua_State* L);
 
+// Pushes text behind the place in the script, as luaL_error does.
+void PushErrorText(lua_State* L, const char* text);
+
+// Memory that ran out where the script is owed a text of its own (255 characters of it).
+struct OutOfMemory : std::bad_alloc {
+  explicit OutOfMemory(const char* message) { std::strncpy(text, message, sizeof text - 1); }
+  const char* what() const noexcept override { return text; }
+  char text[256] = "";
+};
+
 // Wraps every registered function: exhausted memory and other exceptions of ours become script errors, script
 // errors pass.
 template <lua_CFunction F>
@@ -37,18 +48,33 @@ int Entry(lua_State* L) {
   bool memory = false;
   try {
     return F(L);
+  } catch (const OutOfMemory& e) {
+    CollectDeadRecords(L);
+    PushErrorText(L, e.what());
   } catch (const std::bad_alloc&) {
     memory = true;
   } catch (const std::exception& e) {
-    luaL_where(L, 1);  // as luaL_error does
-    lua_pushstring(L, e.what());
-    lua_concat(L, 2);
+    PushErrorText(L, e.what());
   }
   if (memory) {
     CollectDeadRecords(L);
     lua_pushstring(L, "not enough memory");
   }
   return lua_error(L);
+}
+
+// F, a function that only reads its arguments; when memory runs out, the collector releases what the script
+// has dropped, and F has a second attempt.
+template <lua_CFunction F>
+int TwoAttempts(lua_State* L) {
+  const int arguments = lua_gettop(L);
+  try {
+    return F(L);
+  } catch (const std::bad_alloc&) {
+  }
+  lua_settop(L, arguments);
+  CollectDeadRecords(L);
+  return F(L);
 }
 
 // The metatable name of the script type that holds T: specialised next to the bindings of T as
@@ -121,6 +147,9 @@ int CollectRecord(lua_State* L) {
 
 // --- Reading
 // -------------------------------------------------------------------------------------------------------
+//
+// Reading makes no Lua values, so that the collector stands still: a finaliser of the script could release a
+// record that the caller holds.
 
 // Numbers are numbers or numeric strings; integers are rounded to the nearest as lua_tounsigned does, what
 // does not fit 32 bits saturates (uint32_t, int) or is cut (uint16_t, uint8_t); "number expected, got nan".
@@ -131,6 +160,7 @@ void lua_check(lua_State* L, int index, std::uint16_t& value);
 void lua_check(lua_State* L, int index, std::uint8_t& value);
 // A string, or a number by "%.14g".
 void lua_check(lua_State* L, int index, std::string& value);
+std::string CheckText(lua_State* L, int index);
 // Number, numeric string (imaginary part 0) or Complex_Type; otherwise "Complex_Type expected, got ...".
 void lua_check(lua_State* L, int index, Complex16& value);
 // Anything: nil and false are false, all else true.

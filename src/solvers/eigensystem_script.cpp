@@ -293,6 +293,7 @@ int LuaEigensystem(lua_State* L) {
   CheckStartIsPossible(L, call);
   CheckFinite(L, *H);
   PrepareStartFunctions(L, call);
+  lua_check(L, 1, H);                         // a collection may have run finalisers of the script
   CheckHermitian(L, *H, call.settings.zero);  // the last, as it may mend H
 
   Solve(*H, call);

@@ -249,7 +249,8 @@ CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const
       // Lanczos restricts its start state by the restrictions of H; here, so that both paths agree.
       if (!given && NRestrictions(H.Restrictions) > 0)
         WaveFunctionRestrict(problem.Tpsi.back(), H.Restrictions);
-      if (!std::isfinite(problem.E0.back()) || !std::isfinite(WaveFunctionCalculateNorm(problem.Tpsi.back())))
+      if (!std::isfinite(problem.E0.back()) ||
+          !std::isfinite(WaveFunctionCalculateNormSqr(problem.Tpsi.back())))
         throw std::runtime_error(
             "CreateSpectra called with operators or wave-functions that are not finite\n");
     }

@@ -143,7 +143,7 @@ const luaL_Reg Methods[] = {
 
 // The key at index as messages show it.
 std::string KeyText(lua_State* L, int index) {
-  return lua_isstring(L, index) ? lua_tostring(L, index) : luaL_typename(L, index);
+  return lua_isstring(L, index) ? CheckText(L, index) : luaL_typename(L, index);
 }
 
 int LuaSpectraIndex(lua_State* L) {
@@ -171,7 +171,7 @@ int LuaSpectraNewIndex(lua_State* L) {
   const std::string key = KeyText(L, 2);
   if (key != "Name") return luaL_error(L, "Error index %s not found in Spectra Object\n", key.c_str());
   if (!lua_isstring(L, 3)) return luaL_error(L, "Error, could not set name of spectra\n");
-  S->Name = lua_tostring(L, 3);
+  S->Name = CheckText(L, 3);
   return 0;
 }
 

@@ -1,47 +1,51 @@
 #include "atomic/crystal_field.h"
 
+#include <array>
 #include <cmath>
 
+#include "atomic/basis_change.h"
 #include "atomic/sector.h"
 
 namespace fermix::test {
 namespace {
 
-std::vector<OrbitalPair> Within(const ShellIndices& s) {
-  return {{s.list[0], s.list[0]}, {s.list[1], s.list[1]}};
-}
 std::vector<OrbitalPair> Between(const ShellIndices& bra, const ShellIndices& ket) {
-  return {{bra.list[0], ket.list[0]}, {bra.list[1], ket.list[1]}};
+  std::vector<OrbitalPair> pairs;
+  for (int spin : {0, 1}) pairs.push_back({{bra.list[spin], bra.l()}, {ket.list[spin], ket.l()}});
+  return pairs;
+}
+std::vector<OrbitalPair> Within(const ShellIndices& shell) { return Between(shell, shell); }
+
+// The same spin-orbitals, numbered as states of j: all those of l - 1/2 in front.
+std::vector<OrbitalPair> BetweenJ(int l1, int first1, int l2, int first2) {
+  const auto lists = [](int l, int first) {
+    OrbitalList min{{}, l}, plus{{}, l};
+    for (int i = 0; i < 4 * l + 2; ++i)
+      (i < 2 * l ? min : plus).orbitals.push_back(static_cast<std::uint16_t>(first + i));
+    return std::array<OrbitalList, 2>{min, plus};
+  };
+  std::vector<OrbitalPair> pairs;
+  for (const auto& bra : lists(l1, first1))
+    for (const auto& ket : lists(l2, first2)) pairs.push_back({bra, ket});
+  return pairs;
 }
 
-// The point-charge form of a cubic field in units of Dq: 21 C(4,0) + 21 sqrt(5/14) (C(4,-4) + C(4,4)).
-HarmonicsExpansion Cubic(double Dq) {
-  const double side = 21 * std::sqrt(5 / 14.0) * Dq;
-  return {{4, 0, 21 * Dq}, {4, -4, side}, {4, 4, side}};
-}
-
-TEST(CrystalField, CubicFieldSplitsDOrbitals) {
-  const Sector electron({10}, {1}), orbital({5}, {1});
-  const OperatorType field = CreateOperatorCF(10, Within(Shell(2)), Cubic(0.25));
-  EXPECT_EQ(field.Name, "CF");
-  ExpectLevels(Eigenvalues(Matrix(field, electron), 10), {{6 * 0.25, 4}, {-4 * 0.25, 6}}, 1e-13);
-
-  const std::vector<std::uint16_t> list = {0, 1, 2, 3, 4};
-  const Dense noSpin = Matrix(CreateOperatorCF(5, {{list, list}}, Cubic(1)), orbital);
-  Dense vectors;
-  ExpectLevels(Eigenvalues(noSpin, 5, &vectors), {{6, 2}, {-4, 3}}, 1e-13);
-  EXPECT_NEAR(noSpin[12].real(), 6, 1e-13);               // 3z^2 - r^2 is eg
-  EXPECT_NEAR((noSpin[0] + noSpin[4]).real(), 6, 1e-13);  // x^2 - y^2 as well
-  EXPECT_NEAR(noSpin[6].real(), -4, 1e-13);               // m = -1, 1 are t2g
-}
-
-// A field of rank 6 and 4 on f orbitals: barycentre kept, t1u, t2u, a2u (Lea, Leask and Wolf, with x = 1).
-TEST(CrystalField, CubicFieldSplitsFOrbitals) {
-  const double side = std::sqrt(5 / 14.0);
-  const std::vector<std::uint16_t> list = {0, 1, 2, 3, 4, 5, 6};
-  const OperatorType field =
-      CreateOperatorCF(7, {{list, list}}, {{4, 0, 33}, {4, -4, 33 * side}, {4, 4, 33 * side}});
-  ExpectLevels(Eigenvalues(Matrix(field, Sector({7}, {1})), 7), {{-12, 1}, {-2, 3}, {6, 3}}, 1e-12);
+// Cubic fields of point charges: 10 Dq of a d shell, and f orbitals in rank 4 alone, a2u, t1u, t2u (Lea,
+// Leask and Wolf, with x = 1).
+TEST(CrystalField, CubicFieldSplitsTheShell) {
+  const double side = std::sqrt(5 / 14.0), Dq = 0.25;
+  const struct {
+    int l;
+    double strength;
+    std::vector<Level> levels;
+  } cases[] = {{2, 21 * Dq, {{6 * Dq, 4}, {-4 * Dq, 6}}}, {3, 33, {{-12, 2}, {-2, 6}, {6, 6}}}};
+  for (const auto& [l, A, levels] : cases) {
+    const int n = 4 * l + 2;
+    const OperatorType field =
+        CreateOperatorCF(n, Within(Shell(l)), {{4, 0, A}, {4, -4, A * side}, {4, 4, A * side}});
+    EXPECT_EQ(field.Name, "CF");
+    ExpectLevels(Eigenvalues(Matrix(field, Sector({n}, {1})), n), levels, 1e-12);
+  }
 }
 
 // r is a unit vector: what reaches the d shell from a p orbital is (l + 1) / (2l + 1) of it, for each m.
@@ -70,6 +74,31 @@ TEST(CrystalField, DipoleFromPToD) {
       for (int j = 0; j < 6; ++j) EXPECT_LT(std::abs(back[j * 10 + i] - std::conj(m[i * 6 + j])), 1e-15);
   }
   for (double sum : reached) EXPECT_NEAR(sum, 2 / 3.0, 1e-14);
+}
+
+// Between states of j the operator is the one between spin-orbitals after the change of the basis, phases and
+// elements between the two j included.
+TEST(CrystalField, StatesOfJSeeTheSameField) {
+  const HarmonicsExpansion V = {{0, 0, 0.3}, {1, 0, {0.2, 0.9}}, {1, 1, -1.7}, {2, -1, {0.4, -0.6}},
+                                {2, 2, 0.8}, {3, -3, 1.1},       {4, 3, -0.5}, {5, 2, {0, 1}}};
+  for (const auto& [l1, l2] : {std::pair(2, 2), {3, 2}, {0, 1}}) {
+    const int n1 = 4 * l1 + 2, n2 = 4 * l2 + 2, n = n1 + n2;
+    const Sector to({n1, n2}, {1, 0}), from({n1, n2}, {0, 1});
+    const Dense m = Matrix(CreateOperatorCF(n, Between(Shell(l1, 0), Shell(l2, n1)), V), to, from);
+    const Dense mj = Matrix(CreateOperatorCF(n, BetweenJ(l1, 0, l2, n1), V), to, from);
+    const CompactMatrixType U1 = YToJJzMatrix(n1, true), U2 = YToJJzMatrix(n2, true);
+    const auto row = [](const CompactMatrixType& U, std::uint32_t i, std::uint32_t j) {
+      return CompactMatrixElement(U, i, j).re;
+    };
+    for (int i = 0; i < n1; ++i)
+      for (int j = 0; j < n2; ++j) {
+        Amplitude sum = 0;
+        for (int a = 0; a < n1; ++a)
+          for (int b = 0; b < n2; ++b) sum += row(U1, i, a) * m[a * n2 + b] * row(U2, j, b);
+        EXPECT_LT(std::abs(mj[i * n2 + j] - sum), 1e-14) << l1 << l2 << " " << i << " " << j;
+      }
+    EXPECT_GT(Largest(mj), 0.1);
+  }
 }
 
 TEST(CrystalField, TermsAddUpAndForbiddenRanksGiveNothing) {

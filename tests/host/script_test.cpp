@@ -38,17 +38,10 @@ TEST_F(Script, NumbersAreRoundedAndBounded) {
   Function("uint8", Entry<Check<std::uint8_t>>);
   const struct {
     const char *call, *result;
-  } cases[] = {{"uint32(1.5)", "2"},
-               {"uint32(2.5)", "2"},
-               {"uint32('12')", "12"},
-               {"uint32(-1)", "0"},
-               {"uint32(1e300)", "4294967295"},
-               {"int32(-1.6)", "-2"},
-               {"int32(-1e300)", "-2147483648"},
-               {"int32(3e9)", "2147483647"},
-               {"uint16(65537)", "1"},
-               {"uint16(1e300)", "65535"},
-               {"uint8(257.4)", "1"}};
+  } cases[] = {{"uint32(1.5)", "2"},   {"uint32('12')", "12"},
+               {"uint32(-1)", "0"},    {"uint32(1e300)", "4294967295"},
+               {"int32(-1.6)", "-2"},  {"int32(3e9)", "2147483647"},
+               {"uint16(65537)", "1"}, {"uint8(257.4)", "1"}};
   for (const auto& c : cases) EXPECT_EQ(Run("return " + std::string(c.call)), c.result) << c.call;
   for (const char* bad : {"nil", "{}", "'a'", "I", "", "0/0"})
     EXPECT_NE(Run("return uint32(" + std::string(bad) + ")").find("bad argument #1 to '?' (number expected"),
@@ -59,25 +52,21 @@ template <class T>
 int Round(lua_State* L) {
   T value;
   lua_check(L, 1, value);
-  lua_push(L, luaL_isType<T>(L, 1) ? std::string("is ") : std::string("is not "));
-  return lua_push(L, std::move(value)), 2;
+  return lua_push(L, std::move(value));
 }
 
 TEST_F(Script, ArraysNestAndSingleValuesCount) {
   Function("array", Entry<Round<std::vector<std::vector<double>>>>);
-  const std::string show =
-      "local is, t = array(...) for i, row in ipairs(t) do t[i] = table.concat(row, ',') end return is .. "
-      "table.concat(t, ';')";
-  const auto call = [&](const std::string& argument) {
-    return Run("return (function(...) " + show + " end)(" + argument + ")");
+  const auto call = [&](const char* argument) {
+    return Run("local t = array(" + std::string(argument) +
+               ") for i, row in ipairs(t) do t[i] = table.concat(row, ',') end return table.concat(t, ';')");
   };
-  EXPECT_EQ(call("{{1, 2}, {'3'}}"), "is 1,2;3");
-  EXPECT_EQ(call("{1, {2, 3}}"), "is 1;2,3");
-  EXPECT_EQ(call("7"), "is 7");
-  EXPECT_EQ(call("{}"), "is not ");
+  EXPECT_EQ(call("{{1, 2}, {'3'}}"), "1,2;3");
+  EXPECT_EQ(call("{1, {2, 3}}"), "1;2,3");
+  EXPECT_EQ(call("7"), "7");
+  EXPECT_EQ(call("{}"), "");
   EXPECT_NE(call("{{1}, {2, false}}").find("bad argument #-1 to '?' (number expected, got boolean)"),
             std::string::npos);
-  EXPECT_NE(call("nil").find("number expected, got nil"), std::string::npos);
 }
 
 int ReadOptions(lua_State* L) {
@@ -87,17 +76,23 @@ int ReadOptions(lua_State* L) {
   std::uint16_t unsigned16 = 0;
   double number = 0;
   bool flag = false;
+  std::optional<std::array<std::uint32_t, 3>> three{{7, 7, 7}};
   std::vector<Complex16> vector;
   LuaCheckOptions(L, 1,
                   {Option("Text", &text), Option("Integer", &integer), Option("Count", &unsigned32),
                    Option("Count", &other), Option("Short", &unsigned16), Option("Number", &number),
-                   Option("Flag", &flag), Option("Vector", &vector)});
+                   Option("Flag", &flag), Option("Vector", &vector), Option("Three", &three)});
   char line[200];
   std::snprintf(line, sizeof line, "%s %d %u %u %d %g %s", text.c_str(), integer, unsigned32, other,
                 unsigned16, number, flag ? "yes" : "no");
   std::string all = line;
   for (const Complex16 z : vector) {
     std::snprintf(line, sizeof line, " %g:%g", z.re, z.im);
+    all += line;
+  }
+  const auto [a, b, c] = three.value_or(std::array<std::uint32_t, 3>{});
+  if (a + b + c != 21) {
+    std::snprintf(line, sizeof line, " %u%u%u", a, b, c);
     all += line;
   }
   return lua_push(L, all);
@@ -108,15 +103,14 @@ TEST_F(Script, OptionListsFillTheirTargets) {
   const struct {
     const char *list, *result;
   } cases[] = {
-      {"{}", "default 0 0 0 0 0 no"},
       {"{x = 1}", "default 0 0 0 0 0 no"},
       {"{{'TEXT', 'a'}, {'number', 1.5}}", "a 0 0 0 0 1.5 no"},
       {"{{'text', 12}, {'Integer', 2.9}, {'Count', '3'}}", "12 2 3 3 0 0 no"},  // both rows of one name
-      {"{{'Integer', -2.9}, {'Short', 65537}}", "default -2 0 0 1 0 no"},
-      {"{{'Count', 1e300}}", "default 0 4294967295 4294967295 0 0 no"},
+      {"{{'Integer', -2.9}, {'Short', 65537}}", "default -2 0 0 1 0 no"},  // truncates, where arguments round
       {"{{'Flag', 0}}", "default 0 0 0 0 0 yes"},
       {"{{'Flag', false}}", "default 0 0 0 0 0 no"},
-      {"{{'Vector', {1, I}}}", "default 0 0 0 0 0 no 1:0 0:1"},
+      {"{{'Three', {1, '2', 3.6}}}", "default 0 0 0 0 0 no 124"},
+      {"{{'Three', {1, 2}}}", "default 0 0 0 0 0 no 000"},                   // none
       {"{{'Vector', {1, 1 + 1e-15 * I}}}", "default 0 0 0 0 0 no 1:0 1:0"},  // rounding only
       {"{{'Vector', {1e-307 * I}}}", "default 0 0 0 0 0 no 0:0"},
       {"{{'Vector', {1e-306 * I}}}", "default 0 0 0 0 0 no 0:1e-306"}};
@@ -129,7 +123,7 @@ TEST_F(Script, BadOptionsAreNamed) {
   const std::string possible =
       "Possible values for options are:\nText [char*]\nInteger [int]\nCount [uint32_t]\nCount "
       "[uint32_t]\nShort "
-      "[uint16_t]\nNumber [double]\nFlag [bool]\nVector [Vector]\n";
+      "[uint16_t]\nNumber [double]\nFlag [bool]\nVector [Vector]\nThree [array-uint32_t-3]\n";
   const struct {
     const char* list;
     std::string message;
@@ -142,41 +136,14 @@ TEST_F(Script, BadOptionsAreNamed) {
        "Error in option 1, Options should be a list of two elements of the form {\"NAME\",value}\n"},
       {"{{'Flag', 1}, {'Flags', 1}}", "Error in option 2, Unrecognized option \"Flags\"\n " + possible},
       {"{{'Number', {}}}", "bad argument #-1 to '?' (number expected, got table)"},
-      {"{{'Integer', 0/0}}", "bad argument #-1 to '?' (number expected, got nan)"},
-      {"{{'Text', true}}", "bad argument #-1 to '?' (string expected, got boolean)"},
       {"{{'Vector', 1}}", "bad argument #-1 to '?' (table expected, got number)"},
       {"1", "bad argument #1 to '?' (table expected, got number)"}};
   for (const auto& c : cases)
     EXPECT_EQ(Run("return select(2, pcall(options, " + std::string(c.list) + "))"), c.message) << c.list;
 }
 
-int ReadThree(lua_State* L) {
-  std::optional<std::array<std::uint32_t, 3>> three{{7, 7, 7}};
-  LuaCheckOptions(L, 1, {Option("Three", &three)});
-  if (!three) return lua_push(L, std::string("none"));
-  return lua_push(
-      L, std::to_string((*three)[0]) + " " + std::to_string((*three)[1]) + " " + std::to_string((*three)[2]));
-}
-
-TEST_F(Script, ThreeNumbersOrNone) {
-  Function("three", Entry<ReadThree>);
-  EXPECT_EQ(Run("return three{}"), "7 7 7");
-  EXPECT_EQ(Run("return three{{'three', {1, '2', 3.6}}}"), "1 2 4");
-  for (const char* other : {"{}", "{1, 2}", "{1, 2, 3, 4}"})
-    EXPECT_EQ(Run("return three{{'Three', " + std::string(other) + "}}"), "none") << other;
-  EXPECT_EQ(Run("return select(2, pcall(three, {{'Thre', 1}}))"),
-            "Error in option 1, Unrecognized option \"Thre\"\n Possible values for options are:\nThree "
-            "[array-uint32_t-3]\n");
-}
-
-int Map(lua_State* L) {
-  std::map<std::string, std::vector<std::string>> map;
-  lua_check(L, 1, map);
-  return lua_push(L, std::move(map));
-}
-
 TEST_F(Script, MapsHaveStringsAsKeys) {
-  Function("map", Entry<Map>);
+  Function("map", Entry<Round<std::map<std::string, std::vector<std::string>>>>);
   EXPECT_EQ(Run("local t = map{a = {'x', 'y'}, ['b\\0'] = 'z'} return #t.a .. t.a[2] .. t['b\\0'][1]"),
             "2yz");
   EXPECT_EQ(Run("return select(2, pcall(map, {'x'}))"),
@@ -189,7 +156,7 @@ int TestOptions(lua_State* L) { return lua_pushboolean(L, LuaTestOptionsList(L, 
 
 TEST_F(Script, KnowsTheFormOfAnOptionList) {
   Function("test", Entry<TestOptions>);
-  for (const char* list : {"{}", "{x = 1}", "{{'a', 1}}", "{{'a', {}}, {'b', false}}"})
+  for (const char* list : {"{}", "{x = 1}", "{{'a', {}}, {'b', false}}"})
     EXPECT_EQ(Run("return test(" + std::string(list) + ")"), "true") << list;
   for (const char* list :
        {"nil", "1", "I", "{1}", "{{}}", "{{'a'}}", "{{'a', 1, 2}}", "{{0, 0}, {1, 1}}", "{{'a', 1}, 'b'}"})
@@ -213,6 +180,22 @@ TEST_F(Script, ErrorsReachTheScript) {
   EXPECT_EQ(Run("return select(2, pcall(refuse))"), "what it says\n");
   EXPECT_EQ(Run("return select(2, pcall(formatted))"), " 1.00|ab  |3");
   EXPECT_EQ(Run("formatted()"), "[string \"formatted()\"]:1:  1.00|ab  |3");
+}
+
+int attempts = 0;
+int FailOnce(lua_State* L) {
+  lua_pushnil(L);  // what the failed attempt leaves on the stack goes
+  if (++attempts == 1) throw std::bad_alloc();
+  return lua_push(L, double(lua_gettop(L)));
+}
+int FailAlways(lua_State*) { throw OutOfMemory("a text\n"); }
+
+TEST_F(Script, ReadersHaveASecondAttemptAtMemory) {
+  Function("once", Entry<TwoAttempts<FailOnce>>);
+  Function("always", Entry<TwoAttempts<FailAlways>>);
+  EXPECT_EQ(Run("setmetatable({}, {__gc = function() collected = 1 end}) return once(1, 2) + collected"),
+            "4");
+  EXPECT_EQ(Run("always()"), "[string \"always()\"]:1: a text\n");
 }
 
 const std::shared_ptr<int> witness = std::make_shared<int>();

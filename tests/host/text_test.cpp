@@ -21,28 +21,20 @@ TEST(SprintfAdd, AppendsWhateverTheLength) {
 }
 
 TEST(NumberToStringMaxWidth, TakesTheFormThatFits) {
-  const double inf = std::numeric_limits<double>::infinity();
   const struct {
     double x;
     int width;
     const char* text;
   } cases[] = {{0, 7, " 0"},
-               {-0.0, 7, " 0"},
                {NAN, 7, "nan"},
-               {inf, 7, "inf"},
                {1e300, 3, "inf"},
                {1e-300, 4, "0"},
-               {1, 7, " 1"},
-               {-1, 7, "-1"},
                {1.5, 7, " 1.5"},
-               {1.0 / 3, 7, " 0.3333"},
                {-2.0 / 3, 7, "-0.6667"},
-               {123456, 7, " 123456"},
                {1234567, 7, " 1.23e6"},
                {1234567, 8, " 1234567"},
                {0.00012345, 7, " 1.2e-4"},
                {-1.24e-100, 9, "-1.2e-100"},
-               {1e300, 7, " 1e300"},
                {9.96e99, 6, " 1e100"},  // rounding carries into the exponent
                {99999.6, 6, " 1e5"},
                {9.99996, 6, " 10"}};

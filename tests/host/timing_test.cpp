@@ -1,30 +1,21 @@
 #include "host/base/timing.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <memory>
+
+#include "printed.h"
 
 namespace fermix {
 namespace {
 
-template <class F>
-std::string PrintedBy(F&& f) {
-  testing::internal::CaptureStdout();
-  f();
-  std::fflush(stdout);
-  return testing::internal::GetCapturedStdout();
-}
-
 TEST(Timing, SaysWhyACallIsIgnored) {
   TimeType T;
   EXPECT_EQ(BeginTiming("a", T), 0);
-  EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(BeginTiming("a", T), 1); }),
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(BeginTiming("a", T), 1); }),
             "Trying to start a timing for a\nBut timing still runs\nBeginTiming ignored\n");
   EXPECT_EQ(EndTiming("a", T), 0);
-  EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(EndTiming("a", T), 1); }),
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(EndTiming("a", T), 1); }),
             "Trying to end a timing for a\nBut timing already ended\nEndTiming ignored\n");
-  EXPECT_EQ(PrintedBy([&] { EXPECT_EQ(EndTiming("b", T), 1); }),
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(EndTiming("b", T), 1); }),
             "Trying to end a timing for b\nBut timing never started\nEndTiming ignored\n");
   EXPECT_EQ(T.size(), 1u);
   EXPECT_EQ(T[0].Runs, 1);
@@ -45,7 +36,7 @@ TEST(Timing, PrintsATable) {
   const TimeType T = {
       {.Name = "short", .Total = 59, .Runs = 3},
       {.Name = "long", .Total = 2 * 86400 + 3 * 3600 + 4 * 60 + 5, .Runs = 12, .Running = true}};
-  EXPECT_EQ(PrintedBy([&] { StreamPrintTiming(T, stdout); }),
+  EXPECT_EQ(Printed([&] { StreamPrintTiming(T, stdout); }),
             "Timing results\n"
             "   Total_time | NumberOfRuns | Running | Name\n"
             "      0:00:59 |            3 |       0 | short\n"

@@ -19,8 +19,6 @@ TYPED_TEST(GeneralEigensystem, VectorsSolveBothEquationsAndRebuildTheMatrix) {
     CompactMatrixType VL, VR, back;
     std::vector<Complex16> values;
     ASSERT_EQ(NonHermitianCompactMatrixEigensystem(A, VL, VR, values), 0);
-    EXPECT_EQ(VL.Name, "Left Eigen vectors");
-    EXPECT_EQ(VR.Name, "Right Eigen vectors");
     CompactMatrixType diagonal = InitCompactMatrix(n, n, true);
     for (std::uint32_t k = 0; k < n; ++k) {
       EXPECT_LE(values[k > 0 ? k - 1 : 0].re, values[k].re);
@@ -66,14 +64,14 @@ TEST(GeneralEigensystemFailures, AreNamedAndLeaveTheResultAlone) {
   CompactMatrixType bad = InitCompactMatrix(2, 2, true);
   std::get<1>(bad.Data)[2] = {0, std::nan("")};
   std::vector<Complex16> values(1);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(NonHermitianCompactMatrixEigensystem(InitCompactMatrix(2, 3, false), VL, VR, values), 1);
-  EXPECT_EQ(NonHermitianCompactMatrixEigensystem(bad, VL, VR, values), 1);
-  EXPECT_EQ(NonHermitianEigensystemOrder(values, VL, VR), 1);
-  EXPECT_EQ(CompactMatrixLeftRightNormalize(VL, VR), 1);
-  EXPECT_EQ(TransformComplexDiagonalMatrixByCompactMatrixTRtranATLcon(values, VL, VR, R), 1);
   EXPECT_EQ(
-      testing::internal::GetCapturedStdout(),
+      Printed([&] {
+        EXPECT_EQ(NonHermitianCompactMatrixEigensystem(InitCompactMatrix(2, 3, false), VL, VR, values), 1);
+        EXPECT_EQ(NonHermitianCompactMatrixEigensystem(bad, VL, VR, values), 1);
+        EXPECT_EQ(NonHermitianEigensystemOrder(values, VL, VR), 1);
+        EXPECT_EQ(CompactMatrixLeftRightNormalize(VL, VR), 1);
+        EXPECT_EQ(TransformComplexDiagonalMatrixByCompactMatrixTRtranATLcon(values, VL, VR, R), 1);
+      }),
       "NonHermitianCompactMatrixEigensystem called with non-square matrix\n"
       "NonHermitianCompactMatrixEigensystem called with a matrix that is not finite\n"
       "Number of rows for funL and funR need to be equal in NonHermitianEigensystemOrder\n"
@@ -83,9 +81,6 @@ TEST(GeneralEigensystemFailures, AreNamedAndLeaveTheResultAlone) {
       "right matrix not compatible\n");
   EXPECT_EQ(VL.Ni, 1u);
   EXPECT_EQ(values.size(), 1u);
-  ASSERT_EQ(NonHermitianCompactMatrixEigensystem(CompactMatrixType(), VL, VR, values), 0);
-  EXPECT_EQ(VL.Ni, 0u);
-  EXPECT_TRUE(values.empty());
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "linalg/compact_matrix.h"
+#include "printed.h"
 
 namespace fermix {
 
@@ -65,14 +66,6 @@ inline CompactMatrixType RealMatrix(std::uint32_t Ni, std::uint32_t Nj, std::vec
   CompactMatrixType m = InitCompactMatrix(Ni, Nj, false);
   m.Data = std::move(elements);
   return m;
-}
-
-// What f prints.
-template <class F>
-std::string Printed(F&& f) {
-  testing::internal::CaptureStdout();
-  f();
-  return testing::internal::GetCapturedStdout();
 }
 
 // (z - A)^-1 for a square A.

@@ -35,9 +35,7 @@ TEST(ExtendBasisCompleteness, KeepsWhatTheRestrictionsAllow) {
   EXPECT_EQ(ElementCount(psi), 18u);
   ASSERT_EQ(ExtendBasisCompletenessSmallSystems({}, none), 0);
   EXPECT_EQ(ElementCount(none), 1u);
-  ::testing::internal::CaptureStdout();
-  EXPECT_EQ(ExtendBasisCompletenessSmallSystems(FixedCount(31, 0), large), 1);
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(ExtendBasisCompletenessSmallSystems(FixedCount(31, 0), large), 1); }),
             "Error in ExtendBasisCompletenessSmallSystems max number of Fermions is 30\n");
 }
 
@@ -53,18 +51,15 @@ TEST(ExtendBasisUsingRestrictions, HopsWithinEachRestriction) {
               (std::set<Mask>{0b011001, 0b011010, 0b011100, 0b101001, 0b110001}));
     EXPECT_EQ(masks[0], Mask{0b011001}) << "what was there comes first";
   }
-  WaveFunctionType unchanged = MakeState(4, {0b0011, 0b0101});
-  ASSERT_EQ(ExtendBasisUsingRestrictions({}, unchanged), 0);
-  EXPECT_EQ(MasksOf(unchanged), (std::vector<Mask>{0b0011, 0b0101}));
 }
 
 TEST(CreateStartingFunctions, GivesOrthonormalStatesInsideTheRestrictions) {
   const struct {
     std::uint32_t orbitals, electrons, states, expectedStates;
     bool complex;
-  } cases[] = {{6, 3, 4, 4, false},  {6, 3, 4, 4, true},
-               {3, 1, 5, 3, false},  // more states than determinants: the rest is zero
-               {3, 1, 5, 3, true},   {30, 2, 6, 6, false},
+  } cases[] = {{6, 3, 4, 4, false},
+               {3, 1, 5, 3, true},  // more states than determinants: the rest is zero
+               {30, 2, 6, 6, false},
                {30, 1, 40, 30, true}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.orbitals);
@@ -92,9 +87,7 @@ TEST(CreateStartingFunctions, SaysWhenRestrictionsContradictEachOther) {
   // The first two orbitals must both be filled, and at most one of the first three may be.
   const DeterminantRestrictionType R = Restrict(26, {{0x3, 2, 2}, {0x7, 0, 1}});
   std::vector<WaveFunctionType> psi;
-  ::testing::internal::CaptureStdout();
-  EXPECT_EQ(CreateStartingFunctions(H, 1, R, psi, 10), 1);
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(Printed([&] { EXPECT_EQ(CreateStartingFunctions(H, 1, R, psi, 10), 1); }),
             "Cannot fullfill all restrictions in CreateStartingFunctions\n");
 }
 

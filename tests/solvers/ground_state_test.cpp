@@ -61,9 +61,8 @@ TEST_F(GroundState, RandomOperatorsAgreeWithExactDiagonalisation) {
     bool complex;
     std::uint32_t denseBorder;
     const char* shiftScheme;
-  } cases[] = {{false, 1513, "Variance"}, {true, 1513, "Variance"}, {false, 0, "Variance"},
-               {true, 0, "Variance"},     {false, 0, "None"},       {true, 0, "Automatic"},
-               {false, 0, "Automatic"},   {false, 1513, "None"}};
+  } cases[] = {{true, 1513, "Variance"}, {false, 1513, "None"}, {false, 0, "Variance"},
+               {true, 0, "Variance"},    {false, 0, "None"},    {true, 0, "Automatic"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.shiftScheme) + (c.complex ? " complex " : " real ") +
                  std::to_string(c.denseBorder));
@@ -103,17 +102,6 @@ TEST_F(GroundState, DegenerateMultipletsComeOutWholeInTheKrylovPath) {
     ExpectEigenstates(ring, Electrons(4, 8), Lowest(ring, n, settings, FixedCount(8, 4)), 1e-9);
 }
 
-TEST_F(GroundState, SixSiteRingWithTwoRestrictions) {
-  const Model model = Hubbard(6, 1.0, 8.0, true);
-  const Mask up = 0x555, down = 0xaaa;
-  std::vector<Mask> masks;
-  for (const Mask m : Electrons(6, 12))
-    if (std::popcount(m & up) == 3) masks.push_back(m);
-  for (const std::uint32_t border : {1513u, 0u})
-    ExpectEigenstates(model, masks, Lowest(model, 3, Sharp(border), Restrict(12, {{up, 3, 3}, {down, 3, 3}})),
-                      1e-9);
-}
-
 TEST_F(GroundState, MoreStatesThanDeterminantsGivesZeroVectors) {
   for (const std::uint32_t border : {1513u, 0u})
     for (const bool complex : {false, true}) {
@@ -124,13 +112,6 @@ TEST_F(GroundState, MoreStatesThanDeterminantsGivesZeroVectors) {
       psi.resize(3);
       ExpectEigenstates(model, Electrons(1, 3), psi, 1e-10);
     }
-}
-
-TEST_F(GroundState, GrowsFromOneDeterminantToWhatMatters) {
-  const Model model = RandomModel(8, true, 21);
-  for (const std::uint32_t border : {1513u, 0u})
-    ExpectEigenstates(model, Electrons(4, 8), Lowest(model, 1, Sharp(border), {}, {MakeState(8, {0x0f})}),
-                      1e-9);
 }
 
 TEST_F(GroundState, RunRestrictionsBoundTheSearch) {
@@ -196,10 +177,8 @@ TEST_F(GroundState, SaysWhenItDoesNotConverge) {
   std::vector<WaveFunctionType> psi = {MakeState(4, Electrons(2, 4))};
   ConvergenceSettingsType settings;
   settings.zero = -1;  // a bar below all variances
-  ::testing::internal::CaptureStdout();
-  EXPECT_EQ(BlockGroundState(H, 1, settings, {}, {}, psi, 10), 1);
   EXPECT_EQ(
-      ::testing::internal::GetCapturedStdout(),
+      Printed([&] { EXPECT_EQ(BlockGroundState(H, 1, settings, {}, {}, psi, 10), 1); }),
       "\n\n\nError in BlockGroundState: Reached maximum number of Loops. The algorithm did NOT converge!\n"
       "\n\n\n");
   EXPECT_EQ(ElementCount(psi[0]), 6u);
@@ -211,9 +190,8 @@ TEST_F(GroundState, EndsOnValuesThatAreNotFiniteAndOnNothing) {
     std::vector<WaveFunctionType> psi, none, empty = {MakeState(3, {}), MakeState(3, {}, true)};
     ConvergenceSettingsType settings;
     settings.DenseBorder = border;
-    ::testing::internal::CaptureStdout();
-    EXPECT_EQ(BlockGroundState(H, 2, settings, FixedCount(3, 1), {}, psi, 10), 1);
-    EXPECT_NE(::testing::internal::GetCapturedStdout().find("not finite"), std::string::npos);
+    const auto run = [&] { return BlockGroundState(H, 2, settings, FixedCount(3, 1), {}, psi, 10); };
+    EXPECT_NE(Printed([&] { EXPECT_EQ(run(), 1); }).find("not finite"), std::string::npos);
     EXPECT_EQ(BlockGroundState(H, 0, settings, FixedCount(3, 2), {}, none, 10), 0);
     EXPECT_EQ(BlockGroundState(H, 2, settings, {}, {}, empty, 0), 0);
     EXPECT_EQ(none.size() + ElementCount(empty[0]), 0u);
@@ -262,7 +240,6 @@ TEST_F(GroundState, KrylovSettingsAtTheirLimitsEnd) {
     bool accurate;
   } cases[] = {
       {0, 0, 0, 1e-12, false},      // a Krylov space of the start states: nothing can improve
-      {4, 500, 10, 0, true},        // no residual is ever small enough
       {500, 100, 10, 1e-20, true},  // more than there is room for, and more than there are determinants
       {1000, 1000, 4000000000u, 0, true}};
   for (const auto& c : cases) {

@@ -54,9 +54,7 @@ TEST(Lanczos, ChainHasTheMomentsOfTheOperatorInAllForms) {
       start[3 * i] = {std::cos(double(i)), c.complexState ? 0.3 * double(i) : 0};
     WaveFunctionType psi = MakeState(8, masks, start, c.complexState);
     TriDiagonalMatrixType M = Chain(6);
-    ::testing::internal::CaptureStdout();
-    LanczosTriDiagonalize(MakeOperator(model), psi, 0, M, 0.1);
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(Printed([&] { LanczosTriDiagonalize(MakeOperator(model), psi, 0, M, 0.1); }),
               std::string("Start of LanczosTriDiagonalize") + c.form + "\n");
     EXPECT_EQ(M.a[0], 0);
     const Dense H = MatrixOf(model, masks);
@@ -110,18 +108,15 @@ TEST(Lanczos, ChainThatClosesGoesOnWithZeros) {
 TEST(Lanczos, ShortChainsAndEmptyStarts) {
   const Model model = RandomModel(4, true, 9);
   const OperatorType H = MakeOperator(model);
-  TriDiagonalMatrixType none = Chain(0), one = Chain(1), zero = Chain(4), empty = Chain(4);
+  TriDiagonalMatrixType none = Chain(0), one = Chain(1), zero = Chain(4);
   const WaveFunctionType psi = MakeState(4, {3}, {Amplitude(0, 2)}, true);
   EXPECT_EQ(LanczosTriDiagonalize(H, psi, 0, none, 0.1), 0u);
   EXPECT_EQ(LanczosTriDiagonalize(H, psi, 0, one, 0.1), 1u);
   EXPECT_DOUBLE_EQ(one.b[0], 2);
   EXPECT_NEAR(one.a[1], MatrixOf(model, {3})[0].real(), 1e-14);
   EXPECT_EQ(LanczosTriDiagonalize(H, MakeState(4, {3}, {0.0}, true), 1e-10, zero, 0.0), 0u);
-  EXPECT_EQ(LanczosTriDiagonalize(H, MakeState(4, {}, {}, false), 1e-10, empty, 0.0), 0u);
-  for (const TriDiagonalMatrixType* M : {&zero, &empty}) {
-    EXPECT_EQ(M->a, std::vector<double>(5));
-    EXPECT_EQ(M->b, std::vector<double>(4));
-  }
+  EXPECT_EQ(zero.a, std::vector<double>(5));
+  EXPECT_EQ(zero.b, std::vector<double>(4));
 }
 
 TEST(Lanczos, ProgressLinesNameTheCoefficients) {
@@ -130,15 +125,14 @@ TEST(Lanczos, ProgressLinesNameTheCoefficients) {
   model.Add({C(0), A(0)}, 1.0);
   model.AddHermitian({C(0), A(1)}, 0.5);
   TriDiagonalMatrixType M = Chain(2);
-  ::testing::internal::CaptureStdout();
-  LanczosTriDiagonalize(MakeOperator(model), MakeState(2, {1}, {1.0}, false), 1e-10, M, 0.5);
-  GlobalVerbosity = 0;
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+  const WaveFunctionType psi = MakeState(2, {1}, {1.0}, false);
+  EXPECT_EQ(Printed([&] { LanczosTriDiagonalize(MakeOperator(model), psi, 1e-10, M, 0.5); }),
             "BasisSetSize:            1            1\n"
             "BasisSetSize:            2            1 | M.a[  1] M.b[  0]:  1.00000E+00  1.00000E+00 | Err:  "
             "1.00000E+00\n"
             "BasisSetSize:            1              | M.a[  2] M.b[  1]:  0.00000E+00  5.00000E-01 | Err:  "
             "2.00000E-01\n\n");
+  GlobalVerbosity = 0;
 }
 
 }  // namespace

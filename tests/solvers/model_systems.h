@@ -5,6 +5,7 @@
 #include <random>
 
 #include "exact.h"
+#include "printed.h"
 
 namespace fermix::test {
 

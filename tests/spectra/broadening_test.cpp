@@ -63,30 +63,24 @@ SpectraType Direct(const SpectraType& S, const Shape& shape, const std::vector<d
 
 void ExpectEqual(const SpectraType& got, const SpectraType& expected) {
   ASSERT_EQ(got.Re.size(), expected.Re.size());
-  for (std::size_t i = 0; i < got.Re.size(); ++i) {
-    EXPECT_NEAR(got.Re[i], expected.Re[i], 1e-13) << i;
-    EXPECT_NEAR(got.Im[i], expected.Im[i], 1e-13) << i;
-  }
+  for (std::size_t i = 0; i < got.Re.size(); ++i)
+    EXPECT_NEAR(Abs(Complex16(got.Re[i] - expected.Re[i], got.Im[i] - expected.Im[i])), 0, 1e-13) << i;
 }
 
+// Widths below half a cell count as half a cell where each source has its own.
 TEST(Broadening, AgreesWithTheDirectDoubleSum) {
-  for (const Shape& shape : Shapes)
-    for (const double FWHM : {0.06, 0.3, 4.0, 100.0}) {  // from half a cell to far beyond the grid
-      SCOPED_TRACE(shape.name);
+  std::vector<double> width(61), floored;
+  for (int k = 0; k <= 60; ++k) width[k] = k < 20 ? -1 : k < 40 ? 0.2 : 0.02 * k;
+  for (const double w : width) floored.push_back(std::max(0.05, w));
+  for (const Shape& shape : Shapes) {
+    SCOPED_TRACE(shape.name);
+    for (const double FWHM : {0.06, 0.3, 100.0}) {  // from half a cell to far beyond the grid
       SpectraType S = RandomSpectrum(60, 0.1);
       const SpectraType expected = Direct(S, shape, std::vector<double>(61, FWHM));
       shape.uniform(S, FWHM);
       ExpectEqual(S, expected);
     }
-}
-
-TEST(Broadening, EachSourceSpreadsWithItsOwnWidth) {
-  for (const Shape& shape : Shapes) {
-    SCOPED_TRACE(shape.name);
     SpectraType S = RandomSpectrum(60, 0.1);
-    std::vector<double> width(61), floored;
-    for (int k = 0; k <= 60; ++k) width[k] = k < 20 ? -1 : k < 40 ? 0.2 : 0.02 * k;
-    for (const double w : width) floored.push_back(std::max(0.05, w));
     const SpectraType expected = Direct(S, shape, floored);
     shape.variable(S, width);
     ExpectEqual(S, expected);

@@ -1,6 +1,7 @@
 #include "host/script_library/script_library.h"
 
 #include "atomic/angular_momentum_script.h"
+#include "atomic/crystal_field_script.h"
 #include "atomic/orbitals_script.h"
 #include "atomic/special_functions_script.h"
 #include "core/density_matrix_script.h"
@@ -118,6 +119,7 @@ constexpr luaL_Reg functions[] = {
     {"CreateAtomicIndicesDict", Entry<LuaCreateAtomicIndicesDict>},
     {"CreateAtomicIndicesList", Entry<LuaCreateAtomicIndicesList>},
     {"OrbToMultiplicity", Entry<LuaOrbToMultiplicity>},
+    {"PotentialExpandedOnClm", Entry<LuaPotentialExpandedOnClm>},
 };
 
 // Goes into the table math, whose entries all become globals.

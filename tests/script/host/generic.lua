@@ -10,27 +10,19 @@ local tag = {}
 local source = setmetatable({1, "a", {true, I}, x = {y = 2}}, tag)
 local copy = Copy(source)
 check.ok("another table", copy ~= source and copy[3] ~= source[3] and copy.x ~= source.x)
-check.equal("metatable", getmetatable(copy), tag)
-check.equal("nested", copy.x.y, 2)
+check.ok("nested", getmetatable(copy) == tag and copy.x.y == 2)
 copy[3][2].re = 7
 check.equal("complex values are copied", I.re, 0)
-for _, value in ipairs {true, 1.5, "text"} do check.equal("value", Clone(value), value) end
-check.equal("nil", Copy(nil), nil)
-check.ok("199 levels", Copy(deep))
+check.ok("values", Clone("text") == "text" and Copy(nil) == nil and Copy(deep))
 
 -- Chop: the asymmetry at the threshold is meant.
-for _, row in ipairs {
-  {1e-20, 0}, {1e-10, 1e-10}, {-1e-20, 0}, {2.220446049250313e-15, 2.220446049250313e-15}, {"text", "text"},
-  {true, true}
-} do
-  check.equal("Chop", Chop(row[1]), row[2])
+for value, chopped in pairs {[1e-10] = 1e-10, [-1e-20] = 0, [2.220446049250313e-15] = 2.220446049250313e-15, text = "text"} do
+  check.equal("Chop", Chop(value), chopped)
 end
 check.equal("threshold", Chop(1e-10, 1e-9), 0)
 check.equal("equal to the threshold", Chop(0.5, 0.5), 0.5)
-check.equal("empty option list", Chop(1e-10, {}), 1e-10)
 check.equal("options", Chop(1e-10, 1e-9, {{"Distance", false}, {"deflate", true}}), 0)
 check.equal("complex becomes a number", Chop(C(2, 1e-20)), 2)
-check.equal("complex without parts", Chop(C(1e-20, 1e-20)), 0)
 check.equal("complex", tostring(Chop(C(1e-20, 2))), "(0 + 2 I)")
 check.equal("complex at the threshold", Chop(C(0.5, 0.5), 0.5), 0)
 local chopped = Chop(setmetatable({1, 1e-20, x = {0.1}}, tag), 0.2)
@@ -43,12 +35,10 @@ check.error("unknown option", "Error in option 1, Unrecognized option \"x\"\n Po
 
 -- Conjugation and transposition
 check.equal("Conjugate", tostring(Conjugate {x = C(1, 2)}.x), "(1 - 2 I)")
-check.equal("Transpose of a complex number", tostring(Transpose(C(1, 2))), "(1 + 2 I)")
 check.equal("ConjugateTranspose of one", tostring(ConjugateTranspose(C(1, 2))), "(1 - 2 I)")
 local m = setmetatable({{1, C(2, 1), 3}, {4, 5, 6}}, tag)
 local mt, mh = Transpose(m), ConjugateTranspose(m)
-check.equal("rows", #mt, 3)
-check.equal("metatable of a transpose", getmetatable(mt), tag)
+check.ok("rows", #mt == 3 and getmetatable(mt) == tag)
 for i = 1, 2 do
   for j = 1, 3 do
     check.near("element", mt[j][i], m[i][j], 0)
@@ -56,7 +46,6 @@ for i = 1, 2 do
   end
 end
 check.equal("blocks are transposed too", Transpose({{{{1, 2}}}})[1][1][2][1], 2)
-check.equal("a list stays", Transpose({1, 2, 3})[3], 3)
 check.equal("keys stay", Transpose({a = 1, b = 2}).b, 2)
 
 -- What is no value, what contains itself, and what grows without end where it is not shared
@@ -96,9 +85,4 @@ Transpose({{1, 2}, {3}})
 check.error("Verbosity", "bad argument #1 to 'Verbosity' (number expected, got nil)", Verbosity, nil)
 check.equal("no result", select("#", Verbosity(15)) + select("#", TimeSet(15.2)) + select("#", TimePrint()), 0)
 check.error("TimeStart", "bad argument #1 to 'TimeStart' (string expected, got table)", TimeStart, {})
-
--- Every entry of math is a global.
-for name, value in pairs(math) do
-  if name ~= "pi" then check.equal(name, _G[name], value) end
-end
 check.done()

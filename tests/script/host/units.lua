@@ -31,17 +31,12 @@ check.equal("entry", tostring(P.c),
 check.ok("listing", tostring(P):find("PhysicalConstants:\n\n-- alpha particle mass in kilogram\n" ..
   "malpha  =  6.644657230000000E-27  --[[ kg ]]--\n\n-- Deuteron g factor\n", 1, true) == 1)
 check.error("absent", "PhysicalConstants does not have the element: foo", getmetatable(P).__index, P, "foo")
-P.foo = 1
-check.equal("constants may be added", P.foo, 1)
 
 -- Energy units start in electron volt.
 check.near("Hartree", EnergyUnits.Ha.value, 27.21138602, 1e-8)
-check.near("Rydberg", EnergyUnits.Rydberg.value, 13.605693009, 1e-8)
 check.near("wave number", EnergyUnits["cm^-1"].value, 1 / 8065.544005, 1e-12)
 check.near("Kelvin", EnergyUnits.K.value, 8.6173303e-5, 1e-12)
-check.equal("unit", EnergyUnits.Ha.units, "eV")
 check.equal("description", EnergyUnits.Hartree.description, "Hartree energy (2 Rydberg) in units of electron Volt")
-check.ok("two entries", EnergyUnits.Ha ~= EnergyUnits.Hartree)
 check.equal("entry text", tostring(EnergyUnits.eV), "-- " .. EnergyUnits.eV.description ..
   "\n 1.000000000000000E+00 --[[ eV ]]--")
 
@@ -55,8 +50,7 @@ check.near("old table keeps its numbers", old.Ha.value, 27.21138602, 1e-8)
 check.equal("listing does not change", tostring(EnergyUnits), listing)
 local lines = {}
 for line in listing:gmatch("[^\n]+") do lines[#lines + 1] = line end
-check.equal("lines of the listing", #lines, 13)
-check.equal("title", lines[1], "Conversion table between energy units")
+check.equal("listing", #lines .. lines[1], "13Conversion table between energy units")
 check.equal("short names", lines[3]:sub(1, 44), "      J                 Ryd               Ha")
 check.equal("a row", lines[6]:sub(1, 59), "Ha    4.35974464991E-18 2.00000000000E+00 1.00000000000E+00")
 
@@ -66,6 +60,4 @@ check.error("no new entries", "You can change the standard Units in EnergyUnits 
   "options are available: foo", meta.__newindex, EnergyUnits, "foo", 1)
 check.error("unknown standard", "EnergyUnits tried to set standard unit: foo, but this unit does not excist",
   meta.__newindex, EnergyUnits, "Set", "foo")
-check.error("standard by a table", "bad argument #3 to '?' (string expected, got table)", meta.__newindex,
-  EnergyUnits, "Set", {})
 check.done()

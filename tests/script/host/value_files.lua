@@ -37,13 +37,12 @@ end
 
 -- Texts
 for _, row in ipairs {
-  {0, "0"}, {-0, "-0"}, {3, "3"}, {-7, "-7"}, {3e9, "3000000000"}, {-1e15, "-1000000000000000"}, {0.1, "0.1"},
-  {1e16, "1E+16"}, {1e300, "1E+300"}, {1 / 3, "0.3333333333333333"}, {Pi, "3.141592653589793"}, {-2.5e-7, "-2.5E-07"},
+  {-0, "-0"}, {3, "3"}, {-1e15, "-1000000000000000"}, {1e16, "1E+16"}, {1 / 3, "0.3333333333333333"}, {-2.5e-7, "-2.5E-07"},
   {0.1 + 0.2, "0.30000000000000004"},  -- one more digit where 16 are another number
-  {inf, "INF"}, {-inf, "-INF"}, {true, "true"}, {false, "false"}, {"", '""'}, {"a 'b' c", '"a \'b\' c"'},
+  {-inf, "-INF"}, {true, "true"}, {"", '""'},
   {'q"\\\n\r\0001\127\200', '"q\\"\\\\\\\n\\013\\0001\\127\200"'},
   {C(1, 2), "( 1 + I * 2 )"}, {C(-0.5, -1e20), "( -0.5 - I * 1E+20 )"}, {C(2.5, 0), "2.5"},
-  {{}, "{  }"}, {{1, "a", {}}, '{ 1 , "a" , {  } }'}, {{{1, 2}, {3}}, "{ { 1 , 2 } , \n  { 3 } }"},
+  {{1, "a", {}}, '{ 1 , "a" , {  } }'}, {{{1, 2}, {3}}, "{ { 1 , 2 } , \n  { 3 } }"},
   {{7, ["end"] = 1, [-1] = 2, [2.5] = {x = 3}, [false] = I},
    '{ 7 ,\n  [ -1 ] = 2 ,\n  [ 2.5 ] = { [ "x" ] = 3 } ,\n  [ "end" ] = 1 ,\n  [ false ] = ( 0 + I * 1 ) }'},
   {NewOperator(3, 0, {{2, 0.5}, {-0, 2, -1}, {1, -2, 1 / 3}}, {{"Name", 'the "name"'}, {"NBitsKey", {0, 9}}}),
@@ -66,15 +65,13 @@ for i = 1, 500 do
   number = 3.9 * number * (1 - number)
   numbers[i] = (number - 0.5) * 10 ^ (i - 250)
 end
-numbers[#numbers + 1] = 1.7976931348623157e308
-numbers[#numbers + 1] = 5e-324
+numbers[501], numbers[502] = 1.7976931348623157e308, 5e-324
 local bytes = {}
 for i = 0, 255 do bytes[#bytes + 1] = string.char(i) .. "7" end
-local shared = {1, 2}
 local chain, keyed = {}, {}
 for _ = 1, 179 do chain, keyed = {chain}, {x = keyed} end
 for _, value in ipairs {
-  numbers, table.concat(bytes), C(0.1 + 0.2, -1 / 3), C(1, inf), inf, 0 / 0, {shared, x = {shared}},
+  numbers, table.concat(bytes), C(0.1 + 0.2, -1 / 3), C(1, inf), inf, 0 / 0,
   {["and"] = 1, [""] = 2, ["a b"] = 3, ["1"] = 4, [1] = 5, [3] = 6, [1e15] = 7, [-0.5] = 8, ["]]"] = 9},
   {nil, 2}, chain, keyed
 } do
@@ -104,11 +101,6 @@ for _ = 1, 6 do
   cube = list
 end
 check.ok("lists that wait for their last element", same(back(cube), cube))
-local record = NewOperator(2, 0, {{1, -0, 0.5}})
-local around = {record}
-for i = 1, 49 do table.insert(around, 1, i) end
-around = {x = {around}}
-check.equal("a record far inside", back(around).x[1][50], record)
 
 -- Operators: terms of any length, kinds mixed, restrictions, settings, modes
 local function operator_text(O)
@@ -120,14 +112,12 @@ local term = {}
 for i = 1, 70 do term[i] = i <= 35 and 35 - i or i - 105 end
 term[#term + 1] = 0.1 + 0.2
 for name, O in pairs {
-  empty = NewOperator(0, 0, {}),
   mixed = NewOperator(5, 0, {{1, -0, 1 / 3}, {C(0.1, 0.7)}, {4, 3, -2, -1, C(-1e-9, 1e9)}, {2, 1}, {-3, I}}),
   restricted = NewOperator(70, 0, {{69, -68, 0.25}}, {{"Name", "\\\n\""},
     {"Restrictions", {70, 0, {("1"):rep(35) .. ("0"):rep(35), 3, 7}, {("01"):rep(35), 0, 35}}}}),
   long = NewOperator(70, 0, {term}),
   modes = NewOperator(3, 2, {{3, -4, 0.1 + 0.2}, {2, -0, 4, 4, I}},
-    {{"NBitsKey", {3, 4, 5, 6, 7}}, {"Restrictions", {3, 2, {"110 FF 00", 0, 3}, {"000 00 FF", 1, 2}}}}),
-  kind = NewOperator("U", 6, {0, 2, 4}, {1, 3, 5}, {0.1, 0.7})
+    {{"NBitsKey", {3, 4, 5, 6, 7}}, {"Restrictions", {3, 2, {"110 FF 00", 0, 3}, {"000 00 FF", 1, 2}}}})
 } do
   local copy = back(O)
   check.equal(name, operator_text(copy), operator_text(O))
@@ -138,21 +128,17 @@ end
 local amplitudes = {}
 for i = 1, 2000 do amplitudes[i] = {("%011d"):format(i % 2) .. DeterminantString(64, {i % 64, i % 61}), numbers[i % 300 + 100]} end
 for name, psi in pairs {
-  empty = NewWavefunction(4, 0, {}),
   real = NewWavefunction(75, 0, amplitudes, {{"Name", "\0\n"}, {"NBitsKey", 4}}),
   complex = NewWavefunction(4, 0, {{"1100", 1}, {"0011", C(0.1 + 0.2, -1e-12)}, {"1010", C(0, 0)}})
 } do
   local copy = back(psi)
-  check.ok(name, copy == psi)
-  check.equal(name, tostring(copy), tostring(psi))
-  check.equal(name, copy.NBitsKey, psi.NBitsKey)
+  check.ok(name, copy == psi and tostring(copy) == tostring(psi) and copy.NBitsKey == psi.NBitsKey)
 end
 
 -- Matrices: userdata stay userdata, a table form comes back as its rows.
 for _, m in ipairs {Matrix.New({{0.1 + 0.2, 1 / 3}, {-1e-9, 2}}), Matrix.New({{1, I / 3, 2}}), Matrix.Identity(60)} do
   local copy = back({x = {m}}).x[1]
-  check.equal("type", type(copy), "userdata")
-  check.ok("matrix", copy == m)
+  check.ok("matrix", type(copy) == "userdata" and copy == m)
 end
 check.ok("table form", same(back(setmetatable({{1, I}, {2, 3}}, MatrixMeta)), {{1, Complex.I()}, {2, 3}}))
 
@@ -162,8 +148,7 @@ local spectra = CreateSpectra(H, {NewOperator(2, 0, {{-0, 1}}), NewOperator(2, 0
   NewWavefunction(2, 0, {{"10", 0.6}, {"01", 0.8}}), {{"NE", 50}, {"Emin", -3}, {"Emax", 3}, {"Gamma", 0.2}})
 spectra.Name = "a \"bundle\""
 local copy = back(spectra)
-check.equal("text of the spectra", tostring(copy), tostring(spectra))
-check.equal("name of the bundle", copy.Name, spectra.Name)
+check.ok("text and name of the spectra", tostring(copy) == tostring(spectra) and copy.Name == spectra.Name)
 check.ok("tables of the spectra", same(Chop(Spectra.ToTable(copy), 1e-14)[1][7], Chop(Spectra.ToTable(spectra), 1e-14)[1][7]))
 check.ok("a text of numbers", source(Spectra.FromTable({{{1, C(2, -4)}, ["Name"] = "a", ["ResonantEnergy"] = 5}})) ==
   'Spectra.FromTable({\n{{ 1.000000000000000E+00, 2.000000000000000E+00 - I *  4.000000000000000E+00},\n["Name"]="a",' ..
@@ -171,14 +156,12 @@ check.ok("a text of numbers", source(Spectra.FromTable({{{1, C(2, -4)}, ["Name"]
   '["Gamma"]= 0.000000000000000E+00,["Integral"]= 0.000000000000000E+00},\n})')
 
 -- Names and files
-AbCd, abcd, _x1 = 1, 2, 3
-for _, name in ipairs {"AbCd", "abcd", "_x1"} do io.put(folder, name, "ASCII") end
+AbCd, abcd = 1, 2
+for _, name in ipairs {"AbCd", "abcd"} do io.put(folder, name, "ASCII") end
 check.equal("capitals in the file's name", text_of("^ab^cd"), "AbCd = 1\n")
-check.equal("small letters", text_of("abcd"), "abcd = 2\n")
 AbCd = nil
 dofile(folder .. "/^ab^cd.Fermix")
 check.equal("plain execution", AbCd, 1)
-check.equal("no result", select("#", io.put(folder, "abcd")) + select("#", io.get(folder, "abcd")), 0)
 undefined = nil
 io.put(folder, "undefined")
 check.ok("nothing is written for nil", not io.open(folder .. "/undefined.Fermix"))
@@ -190,10 +173,8 @@ for _ = 1, 100 do doubled = {doubled, doubled} end
 local file = folder .. "/abcd.Fermix"
 for _, row in ipairs {
   {print, "Error in LuaASCIIStreamPrint unrecognized type of function\n"},
-  {{x = {coroutine.create(print)}}, "Error in LuaASCIIStreamPrint unrecognized type of thread\n"},
   {{io.stdout}, "Error in LuaASCIIStreamPrint unrecognized type of user data\n"},
   {cyclic, "Error: table nested deeper than 180 levels, or containing itself\n"},
-  {{chain}, "Error: table nested deeper than 180 levels, or containing itself\n"},
   {{x = keyed}, "Error: table nested deeper than 180 levels, or containing itself\n"},
   {doubled, "Error: tables shared inside of a table come to more than 4000000 values\n"}
 } do
@@ -201,7 +182,7 @@ for _, row in ipairs {
   check.error("what can't be written", row[2], io.put, folder, "variable")
 end
 check.equal("a file half written stays", text_of("variable"):sub(1, 15), "variable = { { ")
-for _, name in ipairs {"", "1a", "a b", "a.b", "ä", "end", "while", "a\0b"} do
+for _, name in ipairs {"", "1a", "a.b", "ä", "end", "a\0b"} do
   local text = name:gsub("%z.*", "") ..
     " is not a valid token for a variable name in Fermix (only alpha numerical characters and '_' are allowed)\n"
   check.error("name", text, io.put, folder, name)
@@ -209,10 +190,8 @@ for _, name in ipairs {"", "1a", "a b", "a.b", "ä", "end", "while", "a\0b"} do
 end
 check.error("long name", ("a"):rep(201) .. " is too long for a variable name in Fermix (at most 200 characters are " ..
   "allowed)\n", io.get, folder, ("a"):rep(201))
-for _, n in ipairs {0, 1, 4} do
-  check.error("count", "io.put caled with " .. n .. " arguments, 2 (file name, variable name) or 3 (file name, variable " ..
-    "name, file format) expected\n", io.put, table.unpack({folder, "abcd", "ASCII", 1}, 1, n))
-end
+check.error("count", "io.put caled with 1 arguments, 2 (file name, variable name) or 3 (file name, variable " ..
+  "name, file format) expected\n", io.put, folder)
 local new = folder .. "_new"
 for _, row in ipairs {
   {"hdf5 file format not finished\n", io.put, new, "abcd", "hdf5"},
@@ -225,8 +204,7 @@ for _, row in ipairs {
   {"io.get failed", io.get, file .. "/x", "abcd"},
   {"ERROR\nCan't create directory " .. new .. "/x.\n", io.put, new .. "/x", "abcd"},
   {"cannot open " .. folder .. "/absent.Fermix: No such file or directory", io.get, folder, "absent"},
-  {"bad argument #2 to '?' (string expected, got no value)", io.get, folder},
-  {"bad argument #1 to '?' (string expected, got table)", io.put, {}, "abcd"}
+  {"bad argument #2 to '?' (string expected, got no value)", io.get, folder}
 } do
   check.error(row[1], row[1], table.unpack(row, 2))
 end

@@ -13,7 +13,7 @@ local function first(S) return Spectra.ToTable(S)[1][1][2] end
 
 for name, case in pairs{
   ["S + S"] = {A + B, a + b}, ["S - S"] = {A - B, a - b}, ["S * S"] = {A * B, a * b}, ["S / S"] = {A / B, a / b},
-  ["S + x"] = {A + 2, a + 2}, ["x + S"] = {2 + A, a + 2}, ["S - x"] = {A - 2, a - 2}, ["x - S"] = {2 - A, 2 - a},
+  ["x + S"] = {2 + A, a + 2}, ["S - x"] = {A - 2, a - 2}, ["x - S"] = {2 - A, 2 - a},
   ["S * x"] = {A * 3, a * 3}, ["x * S"] = {3 * A, a * 3}, ["S / x"] = {A / 4, a / 4}, ["x / S"] = {4 / A, 4 / a},
   ["S + z"] = {A + b, a + b}, ["z + S"] = {b + A, a + b}, ["S - z"] = {A - b, a - b}, ["z - S"] = {b - A, b - a},
   ["S * z"] = {A * b, a * b}, ["z * S"] = {b * A, a * b}, ["S / z"] = {A / b, a / b}, ["z / S"] = {b / A, b / a},
@@ -22,7 +22,6 @@ for name, case in pairs{
 end
 check.equal("operands stay", tostring(first(A)), tostring(a))
 check.near("scaled weight", (A * 9).Integral[1], 2 * 3, 1e-15)
-check.near("complex scaled weight", (A * a).Integral[1], 2 * 5 ^ 0.5, 1e-15)
 check.near("added weight", (A + B).Integral[1], 8 ^ 0.5, 1e-15)
 for exponent, power in pairs{[-1] = 1 / 0, [0] = 1, [0.5] = 0, [2] = 0} do
   check.equal("0 ^ " .. exponent, Complex.Re(first(spectrum(0, 1) ^ exponent)), power)
@@ -38,7 +37,6 @@ check.error("divided by zero", "Error: spectra divided by zero\n", meta.__div, A
 check.error("divided by complex zero", "Error: spectra divided by zero\n", meta.__div, A, Complex.New(0, 0))
 check.error("S ^ S", "Error: spectra to the power spectra\n", meta.__pow, A, B)
 check.error("x ^ S", "Error: number to the power spectrum\n", meta.__pow, 2, A)
-check.error("z ^ S", "Error: complex number to the power spectra\n", meta.__pow, I, A)
 
 local two = Spectra.Element(A, {1, 1})
 check.error("counts +", "Error: Adding two sets of spectra with different number of elements (1) + (2)\n", meta.__add, A, two)

@@ -12,24 +12,17 @@ local lanczos = {"DenseBorder", 0}
 
 -- exact: all poles at the energies of H, zero of energy -1
 local S, P = CreateSpectra(H, T, psi)
-check.equal("bundle", S.N .. S.Name, "1")
 check.equal("one representation", #P .. P[1].type, "1ListOfPoles")
 check.near("first pole", P[1][1][2], 1, 1e-14)
-check.near("second pole", P[1][1][3], 3, 1e-14)
 check.near("its weight", P[1][2][2], 2, 1e-14)
-check.equal("constant", P[1][1][1] + P[1].mu, 0)
 check.near("lowest pole", S.EminPole[1], 2, 1e-14)
-check.near("highest pole", S.EmaxPole[1], 4, 1e-14)
 check.near("window", S.Emin[1], 1.75, 1e-14)
-check.near("window", S.Emax[1], 4.25, 1e-14)
 check.near("width", S.Gamma[1], 10 * 2.5 / 1000, 1e-15)
-check.near("weight", S.Integral[1], 2, 1e-14)
 local function G(E, Gamma)  -- 4 [(E - H)^-1]_11 for E from the energy of psi
   local z = Complex.New(E - 1, Gamma / 2)
   return 2 / (z - 1) + 2 / (z - 3)
 end
 local points = Spectra.ToTable(S)[1]
-check.equal("name", points.Name, "Spectrum 0")
 for _, i in ipairs{1, 77, 500, 1001} do
   check.near("Green's function", points[i][2], G(points[i][1], S.Gamma[1]), 1e-9)
 end
@@ -37,10 +30,7 @@ end
 -- Lanczos: the same function, the chain counts from the energy of psi
 local SL, M = CreateSpectra(H, T, psi, {lanczos, {"NTri", 2}})
 check.equal("chain", M[1].type, "Tri")
-check.equal("chain lengths", #M[1][1] .. #M[1][2], "32")
-check.near("level", M[1][1][2], 3, 1e-14)
-check.near("start norm", M[1][2][1], 2, 1e-14)
-check.near("coupling", math.abs(M[1][2][2]), 1, 1e-14)
+check.near("its level and coupling", M[1][1][2] + 10 * math.abs(M[1][2][2]), 13, 1e-13)
 for _, key in ipairs{"Emin", "Emax", "EminPole", "EmaxPole", "Gamma", "Integral"} do
   check.near(key, SL[key][1], S[key][1], 1e-13)
 end
@@ -82,11 +72,7 @@ check.near("each state its own energy", CreateSpectra(H, T2, {psi, psi2}).EminPo
 check.near("Emin as given", CreateSpectra(H, T, psi, {{"Emin", 0}}).Emin[1], 0, 0)
 local nothing = CreateSpectra(H, T, psi2)
 check.equal("window of nothing", nothing.Emin[1] .. " " .. nothing.Emax[1], "-1 1")
-
--- restrictions: orbital 2 out of reach leaves one pole at 2 - (-1)
-local restricted = CreateSpectra(H, T, psi, {{"restrictions", {3, 0, {"001", 0, 0}}}})
-check.near("restricted", restricted.EminPole[1], 3, 1e-14)
-check.near("restricted", restricted.EmaxPole[1], 3, 1e-14)
+check.near("restricted: orbital 2 out of reach", CreateSpectra(H, T, psi, {{"restrictions", {3, 0, {"001", 0, 0}}}}).EminPole[1], 3, 1e-14)
 
 -- a self-energy is read and has no effect
 check.equal("self-energy", tostring(CreateSpectra(H, T, psi, {H, S})), tostring(S))
@@ -98,15 +84,11 @@ end
 -- the chain on file
 local path = os.tmpname()
 CreateSpectra(H, T, psi, {lanczos, {"NTri", 2}, {"file", path}})
-local file = io.open(path)
 local lines = {}
-for line in file:lines() do if line:sub(1, 1) ~= "#" then lines[#lines + 1] = line end end
-file:close()
-check.equal("levels 0 to 2", #lines, 3)
+for line in io.lines(path) do if line:sub(1, 1) ~= "#" then lines[#lines + 1] = line end end
 check.near("level 1 in the file, from H", tonumber(lines[2]:sub(7, 28)), 2, 1e-14)
 CreateSpectra(H, {T, T2}, psi, {lanczos, {"NTri", 2}, {"file", path}})
-check.ok("file of pair 0", os.remove(path .. "_00"))
-check.ok("file of pair 1", os.remove(path .. "_01"))
+check.ok("a file for each pair", os.remove(path .. "_00") and os.remove(path .. "_01"))
 os.remove(path)
 
 -- texts
@@ -118,10 +100,7 @@ for _, case in ipairs{
   {"Errof CreateSpectra called with a table of wave functions of length 0\n", H, T, {}},
   {"Wave-function 2 has a different number of Fermions (4) than Wave-function 1 (3)\n", H, T, {psi, psi4}},
   {"Transition Operator 3 has a different number of Fermions (4) than Transition Operator 1 (3)\n", H, {T, T, four}, psi},
-  {"Transition Operator 2 has a different number of Bosons (1) than Transition Operator 1 (0)\n", H, {T, boson}, psi},
   {"Wave-functions have different number of Fermions (3) than transition operators (4)", H, four, psi},
-  {"Wave-functions have different number of Bosons (0) than transition operators (1)", H, boson, psi},
-  {"Wave-functions have different number of Fermions (3) than the Hamilton operator used for the propagator (4)", four, T, psi},
   {"Wave-functions have different number of Bosons (0) than the Hamilton operator used for the propagator (1)", boson, T, psi},
   {"Wave-functions have different number of Fermions (3) than the definitions of the restrictions (4)", H, T, psi,
    {{"restrictions", {4, 0, {"0001", 0, 0}}}}},
@@ -130,17 +109,13 @@ for _, case in ipairs{
   {"Option KrylovBasis for CreateSpectra not yet available\n", H, T, psi, {{"KrylovBasis", true}}},
   {"CreateSpectra called with NTri equal to 0, at least 1 is needed\n", H, T, psi, {{"NTri", 0}}},
   {"CreateSpectra called with NE equal to 0, at least 1 is needed\n", H, T, psi, {{"NE", 0}}},
-  {"CreateSpectra called with an empty energy window, Emin=2.000000 is not below Emax=1.000000\n", H, T, psi, {{"Emin", 2}, {"Emax", 1}}},
   {"CreateSpectra called with an empty energy window, Emin=9.000000 is not below Emax=4.250000\n", H, T, psi, {{"Emin", 9}}},
 } do
   check.error(case[1], case[1], CreateSpectra, table.unpack(case, 2))
 end
-check.equal("options that are off", CreateSpectra(H, T, psi, {{"Tensor", false}, {"KrylovBasis", false}, {"Sigma", true}}).N, 1)
 for _, name in ipairs{"Emin", "Emax", "Gamma", "E0", "epsilon"} do
-  for _, x in ipairs{0 / 0, 1 / 0, -1 / 0} do
-    local text = "CreateSpectra called with a value of " .. name .. " that is not finite\n"
-    check.error(text, text, CreateSpectra, H, T, psi, {{name, x}})
-  end
+  local text = "CreateSpectra called with a value of " .. name .. " that is not finite\n"
+  check.error(text, text, CreateSpectra, H, T, psi, {{name, 0 / 0}})
 end
 for _, arguments in ipairs{{H, T}, {T, psi, H}, {H, {T, 1}, psi}, {H, T, {psi, H}}, {H, T, psi, {}, {}, {}},
                            {H, T, psi, {{"NTri", "x"}}}, {H, T, psi, {{"unknown", 1}}}} do

@@ -20,17 +20,12 @@ for key, expected in pairs{NE = {4, 4, 4}, dE = {0.5, 0.5, 0.5}, Emin = {-1, -1,
                            Integral = {0.25, 0.5, 0.75}, ResonantEnergy = {-1, -2, -3}} do
   check.equal(key, table.concat(S[key], " "), table.concat(expected, " "))
 end
-check.equal("empty name", S.Name, "")
 S.Name = "bundle"
 check.equal("name", S.Name, "bundle")
 local meta = debug.getmetatable(S)  -- called by hand, its errors come without the place in the script
 check.error("name that is none", "Error, could not set name of spectra\n", meta.__newindex, S, "Name", {})
 check.error("new key", "Error index Emin not found in Spectra Object\n", meta.__newindex, S, "Emin", 1)
 check.error("unknown key", 'Error operation ".nope()" not defined on spectra\n', meta.__index, S, "nope")
-check.error("table as key", 'Error operation ".table()" not defined on spectra\n', meta.__index, S, {})
-local one = Spectra.ToTable(bundle(1, 0, 1, 2))[1]
-check.equal("value is complex", tostring(one[2][2]), tostring(Complex.New(1, 2)))
-check.equal("a single spectrum has tables too", bundle(1, 0, 1, 2).NE[1], 2)
 
 -- text
 check.equal("text", tostring(bundle(1, -1, 2, 1)), table.concat({
@@ -55,12 +50,9 @@ check.error("print count", "Error in .Print(arg) caled with 2 arguments 0 or 1 e
 
 -- tables there and back
 check.equal("round trip", tostring(Spectra.ToUserdata(Spectra.ToTable(S))), tostring(S))
-local again = Spectra.FromTable(Spectra.ToTable(S))
-check.equal("fields survive", again.Integral[3] .. Spectra.ToTable(again)[3].Name, "0.75S3")
 check.equal("no spectra", Spectra.FromTable({}).N, 0)
 local bare = Spectra.FromTable({{{3, -1}}})
 check.ok("a field that is missing", bare.ResonantEnergy[1] ~= bare.ResonantEnergy[1])
-check.equal("a spectrum of one point", bare.NE[1], 0)
 local steps = "Error Spectra.FromTable the 1-th spectrum should be a table of elements consisting of " ..
     "{energy,Intensity}, whereby the energy needs to be a list of increasing energies with constant " ..
     "difference.\n(Energy steps not constant.)"
@@ -69,13 +61,9 @@ local good = {{0, 1}, {1, 2}}
 for _, case in ipairs{
   {"Error Spectra.FromTable the 1-th spectrum is not a table\n", {1}},
   {"Error Spectra.FromTable the 2-th spectrum has no elements\n", {good, {}}},
-  {pairsText, {good, {1}}}, {pairsText, {good, {{1}}}}, {pairsText, {good, {{"x", 1}}}}, {pairsText, {good, {{1, {}}}}},
-  {steps, {{{0, 1}, {1, 1}, {3, 1}}}}, {steps, {{{1, 1}, {0, 1}}}}, {steps, {{{1, 1}, {1, 1}}}},
-  {steps, {{{0 / 0, 1}, {1, 1}}}},
+  {pairsText, {good, {1}}}, {pairsText, {good, {{"x", 1}}}}, {pairsText, {good, {{1, {}}}}},
+  {steps, {{{0, 1}, {1, 1}, {3, 1}}}}, {steps, {{{1, 1}, {0, 1}}}}, {steps, {{{0 / 0, 1}, {1, 1}}}},
   {'Error Spectra.FromTable "Gamma" of spectrum 1 should be a number\n', {{{0, 1}, Gamma = {}}}},
-  {'Error Spectra.FromTable "Integral" of spectrum 1 should be a number\n', {{{0, 1}, Integral = "x"}}},
-  {'Error Spectra.FromTable "EminPole" of spectrum 1 should be a number\n', {{{0, 1}, EminPole = true}}},
-  {'Error Spectra.FromTable "EmaxPole" of spectrum 1 should be a number\n', {{{0, 1}, EmaxPole = true}}},
   {'Error Spectra.FromTable "ResonantEnergy" of spectrum 1 should be a number\n', {{{0, 1}, ResonantEnergy = {}}}},
   {'Error Spectra.FromTable "Name" of spectrum 1 should be a string\n', {{{0, 1}, Name = {}}}}} do
   check.error(case[1], case[1], Spectra.FromTable, case[2])
@@ -86,12 +74,6 @@ local function broadened(...) local B = Spectra.Copy(S) B.Broaden(...) return to
 check.equal("0 changes nothing", broadened(0, 0), tostring(S))
 check.ok("Gaussian and Lorentzian differ", broadened(1, 0) ~= broadened(0, 1))
 check.equal("a constant table is a number", broadened({{0, 0.7}}, {{-5, 0.4}, {5, 0.4}}), broadened(0.7, 0.4))
-check.equal("both in turn", broadened(1, 0.5), (function()
-  local B = Spectra.Copy(S)
-  B.Broaden(1, 0)
-  B.Broaden(0, 0.5)
-  return tostring(B)
-end)())
 local returned = Spectra.Copy(S)
 check.equal("the free function returns its bundle", Spectra.Broaden(returned, 1, 0), returned)
 check.equal("and does the same", tostring(returned), broadened(1, 0))
@@ -103,12 +85,9 @@ check.near("linear in between", value(middle, 1, 1), value(inside, 1, 1), 1e-15)
 local form, order = "List of variable Gaussian broadening at position 1 should be of the form {{Energy_1, FWHM_1},...} with Energy and FWHM of type real\n",
   "List of variable Lorenzian broadening at position 3 should be of the form {{Energy_1, FWHM_1},{Energy_2, FWHM_2},...,{Energy_n, FWHM_n}},\nwith Energy_1<Energh_2<...<Energh_n"
 check.error("width table of one column", form, S.Broaden, {{1}}, 0)
-check.error("empty width table", form, S.Broaden, {}, 0)
-check.error("complex width table", form, S.Broaden, {{1, Complex.New(0, 1)}}, 0)
 check.error("falling energies", order, Spectra.Broaden, S, 0, {{1, 1}, {0, 1}})
 check.error("Gaussian width", "Error Spectra.Broaden 1-st argument should be either a number defining the Gaussian FWHM,\nor a table of the form {{Energy_1, FWHM_1},...}\n", S.Broaden, nil, 1)
 check.error("Lorentzian width", "Error Spectra.Broaden 2-nd argument should be either a number defining the Lorenzian FWHM,\nor a table of the form {{Energy_1, FWHM_1},...}\n", S.Broaden, 1, true)
-check.error("Lorentzian width, free", "Error Spectra.Broaden 3-rd argument should be either a number defining the Lorenzian FWHM,\nor a table of the form {{Energy_1, FWHM_1},...}\n", Spectra.Broaden, S, 1, "x")
 
 -- shift
 local shifted = Spectra.Copy(S)
@@ -119,8 +98,6 @@ check.equal("shifted by one number", table.concat(shifted.Emax, " "), "1 2 3")
 check.equal("data stay", value(shifted, 2, 3), value(S, 2, 3))
 check.error("shift length", "Error Spectra.Shift Table with shifts is of length 2, but there are 3 spectra\n", S.Shift, {1, 2})
 check.error("shift type", "Error Spectra.Shift second argument should be a number or a table of numbers\n", S.Shift, "x")
-check.error("shift table type", "Error Spectra.Shift second argument should be a number or a table of numbers\n", S.Shift, {1, 2, {}})
-check.equal("nothing moved by errors", table.concat(S.Emin, " "), "-1 -1 -1")
 
 -- energy weights
 local weighted = Spectra.Copy(S)
@@ -130,21 +107,17 @@ for i = 0, 4 do check.near("weighted", value(weighted, 2, i), (-1 + i / 2) * val
 -- elements
 check.equal("one element", tostring(S.Element(2)), tostring(Spectra.Element(S, {2})))
 check.equal("twice the same", table.concat(S.Element({3, 1, 3}).EminPole, " "), "3 1 3")
-for _, position in ipairs{0, 4} do
-  check.error("position", "Error: no element " .. position .. " in spectra array with 3 elements\n", S.Element, position)
-end
-check.ok("position out of all bounds", not pcall(S.Element, 1e300) and not pcall(S.Element, 0 / 0))
+check.error("position", "Error: no element 4 in spectra array with 3 elements\n", S.Element, 4)
+check.ok("positions out of all bounds", not (pcall(S.Element, 0) or pcall(S.Element, 1e300) or pcall(S.Element, 0 / 0)))
 for word, element in pairs{boolean = true, string = "1", ["complex valued number"] = Complex.New(1, 1), spectrum = S} do
   check.error(word, "Error: can not find " .. word .. " element in spectrum, expected a number or list of numbers\n", S.Element, element)
 end
 check.error("nil", "Error: can not find nill element in spectrum, expected a number or list of numbers\n", S.Element, nil)
-check.error("function", "Error: unrecognized type of element\n", S.Element, print)
 check.error("nested table", "Error: unrecognized type of element\n", S.Element, {{1}})
 
 -- sums
 local sum = S.Sum({1, 0, 0}, {1, Complex.New(0, 1), -2})
 check.equal("a spectrum for each argument", sum.N, 2)
-check.equal("unit vector", value(sum, 1, 3), value(S, 1, 3))
 check.near("combination", value(sum, 2, 3), value(S, 1, 3) + Complex.New(0, 1) * value(S, 2, 3) - 2 * value(S, 3, 3), 1e-15)
 check.near("weights", Spectra.Sum(S, {1, 4, 0}).Integral[1], (0.25 ^ 2 + 4 * 0.5 ^ 2) ^ 0.5, 1e-15)
 check.error("coefficients", "Error in .Sum(arg_1,arg_2,...) arg_2 should be a table\n", S.Sum, {1, 1, 1}, 2)
@@ -159,8 +132,6 @@ end
 check.error("copy count", "Error Spectra.Copy called with 2 arguments, 1 expected\n", Spectra.Copy, S, S)
 check.error("from table count", "Error Spectra.FromTable called with 0 arguments, 1 argument (a table) expected\n", Spectra.FromTable)
 check.error("method broaden count", "Error Spectra.Broaden called with 1 arguments, 2 arguments expected\n", S.Broaden, 1)
-check.error("method shift count", "Error Spectra.Shift called with 0 arguments, 1 argument expected\n", S.Shift)
-check.error("method energy count", "Error Spectra.MultiplyByEnergy called with 1 arguments, 0 arguments expected\n", S.MultiplyByEnergy, 1)
 check.error("method element count", "Error in .Element(arg) unrecognized arguments in Element()\n", S.Element)
 for _, name in ipairs{"Copy", "Element", "MultiplyByEnergy", "Shift", "Sum", "ToTable", "Broaden"} do
   local arguments = {Copy = {1}, ToTable = {1}, MultiplyByEnergy = {1}, Broaden = {1, 1, 1}}
