@@ -71,7 +71,7 @@ std::vector<double> PoleEnergies(const LanczosChain& chain) {
   connected.a.resize(std::size_t{chain.levels} + 1);
   connected.b.resize(chain.levels);
   std::vector<double> e;
-  if (!std::isfinite(chain.M.b[0]) || TriDiagonalMatrixToEigenvalues(connected, e))
+  if (!std::isfinite(chain.M.b[0] * chain.M.b[0]) || TriDiagonalMatrixToEigenvalues(connected, e))
     throw std::runtime_error(NotFinite);
   return e;
 }
