@@ -72,8 +72,8 @@ std::vector<SpectraType> FluorescenceYieldRestricted(const OperatorType& H, cons
                                                      const ConvergenceSettingsType& settings) {
   const bool given = NRestrictions(settings.Restrictions) > 0;
   const double E0 = EnergyOfState(H, psi);
-  WaveFunctionType phi = RestrictedTransition(T1, psi, settings.Restrictions, H);
-  if (!std::isfinite(E0) || !std::isfinite(WaveFunctionCalculateNorm(phi)))
+  const WaveFunctionType phi = RestrictedTransition(T1, psi, settings.Restrictions, H);
+  if (!std::isfinite(E0) || !std::isfinite(WaveFunctionCalculateNormSqr(phi)))
     throw std::runtime_error(NotFinite);
   const KrylovPropagator propagator = MakeKrylovPropagator(
       H, std::move(phi), given ? &settings.Restrictions : nullptr, settings.epsilon, settings.NTri,

@@ -7,19 +7,8 @@
 
 #include "core/expectation.h"
 #include "core/operator_on_state.h"
-#include "solvers/krylov_basis.h"
 
 namespace fermix {
-
-namespace {
-
-template <class T>
-void FillRow(const WaveFunctionType& psi, const DeterminantBasis& basis, T* row) {
-  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
-    row[BasisFind(basis, ElementKey(psi, i)) - 1] = ToKind<T>(ElementValue(psi, i));
-}
-
-}  // namespace
 
 CompactMatrixType MatrixProduct(char opA, char opB, const CompactMatrixType& A, const CompactMatrixType& B) {
   CompactMatrixType C;
@@ -27,30 +16,12 @@ CompactMatrixType MatrixProduct(char opA, char opB, const CompactMatrixType& A, 
   return C;
 }
 
-StateRows GatherStateRows(std::vector<WaveFunctionType> states, const KeyLayout& layout) {
-  StateRows result{std::make_shared<DeterminantBasis>(layout), {}};
-  bool complex = false;
-  for (const WaveFunctionType& psi : states) {
-    complex = complex || QComplex(psi);
-    for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) BasisAdd(*result.basis, ElementKey(psi, i));
-  }
-  const std::uint32_t N = result.basis->N;
-  result.rows = InitCompactMatrix(static_cast<std::uint32_t>(states.size()), N, complex);
-  for (std::size_t k = 0; k < states.size(); ++k) {
-    std::visit([&](auto& data) { FillRow(states[k], *result.basis, data.data() + k * N); }, result.rows.Data);
-    states[k] = WaveFunctionType();
-  }
-  return result;
-}
-
-KrylovPropagator MakeKrylovPropagator(const OperatorType& H, WaveFunctionType phi,
+KrylovPropagator MakeKrylovPropagator(const OperatorType& H, const WaveFunctionType& phi,
                                       const DeterminantRestrictionType* R, double epsilon, std::uint32_t NTri,
                                       const char* failed) {
   KrylovPropagator propagator;
-  const KeyLayout layout = Layout(phi);
   TriDiagonalMatrixType M = InitTriDiagonalMatrix(NTri);
-  propagator.states =
-      GatherStateRows(LanczosTriDiagonalizeKrylov(H, std::move(phi), R, epsilon, M).states, layout);
+  propagator.states = LanczosTriDiagonalizeKrylov(H, phi, R, {epsilon}, M);
   if (TriDiagonalMatrixToEigensystem(M, propagator.eigenvectors, propagator.e))
     throw std::runtime_error(failed);
   const std::size_t n = propagator.e.size();

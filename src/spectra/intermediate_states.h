@@ -6,21 +6,13 @@
 #pragma once
 
 #include "core/block_wave_function.h"
+#include "solvers/krylov_basis.h"
 #include "spectra/energy_grid.h"
 
 namespace fermix {
 
 // op(A) op(B) of matrices whose shapes fit.
 CompactMatrixType MatrixProduct(char opA, char opB, const CompactMatrixType& A, const CompactMatrixType& B);
-
-// States as the rows of a matrix, over the determinants 1 .. N of a basis.
-struct StateRows {
-  std::shared_ptr<DeterminantBasis> basis;
-  CompactMatrixType rows;
-};
-
-// All states, which are released one by one, on the union of their bases.
-StateRows GatherStateRows(std::vector<WaveFunctionType> states, const KeyLayout& layout);
 
 // H on a Krylov basis of the start state phi.
 struct KrylovPropagator {
@@ -32,7 +24,7 @@ struct KrylovPropagator {
 
 // H on the Krylov basis of phi with at most NTri states. R: restrictions of what H makes; null takes those of
 // H. Throws std::runtime_error with failed, the text for the user, when the chain can't be diagonalised.
-KrylovPropagator MakeKrylovPropagator(const OperatorType& H, WaveFunctionType phi,
+KrylovPropagator MakeKrylovPropagator(const OperatorType& H, const WaveFunctionType& phi,
                                       const DeterminantRestrictionType* R, double epsilon, std::uint32_t NTri,
                                       const char* failed);
 

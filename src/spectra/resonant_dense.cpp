@@ -101,13 +101,15 @@ struct ExactPropagation {
 
 // All spectra of one state and one T1, appended to the bundle.
 void AppendSpectra(const ExactPropagation& exact, std::size_t p, std::size_t t1, SpectraTypeArray& bundle) {
-  const auto& [problem, H1, H2, incident, final] = exact;
+  const ResonantProblem& problem = exact.problem;
+  const Eigenstates &H1 = exact.H1, &H2 = exact.H2;
+  const EnergyGrid& incident = exact.incident;
   const double E0_1 = problem.E0_1(p), E0_2 = problem.E0_2(p);
   const CompactMatrixType overlaps = Overlaps(H1, problem.TransitionState(t1, p));
   const std::size_t before = bundle.spectra.size(), points = std::size_t{incident.NE} + 1;
   for (std::size_t t2 = 0; t2 < problem.T2.size(); ++t2)
     for (std::uint32_t w = 0; w <= incident.NE; ++w) {
-      SpectraType S = ResonantSpectrum(problem, p, t1, t2, w, incident, final);
+      SpectraType S = ResonantSpectrum(problem, p, t1, t2, w, incident, exact.final);
       S.EminPole = H2.e.front() - E0_2;
       S.EmaxPole = H2.e.back() - E0_2;
       bundle.spectra.push_back(std::move(S));

@@ -23,7 +23,7 @@ struct ResonantProblem {
   // Energy zeros of state p.
   double E0_1(std::size_t p) const;
   double E0_2(std::size_t p) const;
-  // T1 number t on state p. Throws std::runtime_error when its norm is not finite.
+  // T1 number t on state p. Throws std::runtime_error when its squared norm is not finite.
   WaveFunctionType TransitionState(std::size_t t, std::size_t p) const;
 };
 

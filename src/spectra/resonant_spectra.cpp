@@ -31,7 +31,7 @@ double ResonantProblem::E0_2(std::size_t p) const { return EnergyZero(settings.E
 
 WaveFunctionType ResonantProblem::TransitionState(std::size_t t, std::size_t p) const {
   WaveFunctionType phi = RestrictedTransition(*T1[t], *psi[p], settings.solver.Restrictions1, H1);
-  if (!std::isfinite(WaveFunctionCalculateNorm(phi))) throw std::runtime_error(NotFinite);
+  if (!std::isfinite(WaveFunctionCalculateNormSqr(phi))) throw std::runtime_error(NotFinite);
   return phi;
 }
 
