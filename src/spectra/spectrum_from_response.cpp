@@ -1,5 +1,6 @@
 // Chains and lists of poles on an energy grid.
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <numbers>
 #include <numeric>
@@ -70,7 +71,8 @@ int TriDiagonalMatrixToSpectrum(double E0, const TriDiagonalMatrixType& M, Spect
     ListOfPolesToSpectrum(E0, P, S);
     return 0;
   }
-  if (std::fabs(S.dE) > S.Gamma / 5)
+  // An automatic width covers just five, up to rounding.
+  if (std::fabs(S.dE) > S.Gamma / 5 * (1 + 4 * DBL_EPSILON))
     Say("\n\nNeed more then five points per lorenzian FWHM in order to represent a spectrum accurately\n");
   for (std::size_t i = 0; i < S.Re.size(); ++i) {
     const Complex16 g = ContinuedFraction(M, S.Emin + static_cast<double>(i) * S.dE + E0, S.Gamma / 2);
