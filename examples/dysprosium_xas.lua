@@ -126,3 +126,4 @@ SumRule("M5 / all = 3/5 - 4/15 l.s / holes (nearly)", M5weight / allWeight,
 -- Experimental resolution, and a core hole that lives shorter at the M4 edge: full widths at half maximum.
 S.Broaden(0.5, {{M5 + 10, 0.3}, {M5 + 30, 0.6}})
 S.Print({{"file", directory .. "/dysprosium_xas.dat"}})
+print("\nSpectra written to " .. directory .. "/dysprosium_xas.dat")

@@ -88,6 +88,37 @@ function Levels(H, N, number, name)
 end
 
 -- ------------------------------------------------------------------------------------------------------------ the fit
+-- The expectation value of O in a level, counted from that in the ground level, the first measured one.
+function FromGround(O, level, levels, measured)
+  local psi, ground = levels[level][1], levels[measured[1][1]][1]
+  return psi * O * psi - ground * O * ground
+end
+
+-- The changes of the parameters named in "free" that bring the levels nearest to the measured ones, as far as the
+-- levels are linear in the parameters.
+function LeastSquares(H, levels, free, measured)
+  local derivatives, missing = {}, {}
+  for i = 2, #measured do
+    local level, energy = table.unpack(measured[i])
+    derivatives[i - 1], missing[i - 1] = {}, {energy - FromGround(H, level, levels, measured)}
+    for k, key in ipairs(free) do derivatives[i - 1][k] = FromGround(operators[key], level, levels, measured) end
+  end
+  local D, E = Matrix.ToUserdata(derivatives), Matrix.ToUserdata(missing)
+  return Inverse(Transpose(D) * D) * Transpose(D) * E
+end
+
+function PrintLevels(H, levels, measured)
+  print("\n\n  level                calculated   measured")
+  local squares = 0
+  for _, row in ipairs(measured) do
+    local level, energy, term = table.unpack(row)
+    local calculated = FromGround(H, level, levels, measured)
+    squares = squares + (calculated - energy) ^ 2
+    print(string.format("  %-9s %-9s  %10.1f %10.1f", level, term, calculated, energy))
+  end
+  print(string.format("  deviation (root mean square) %.1f", math.sqrt(squares / (#measured - 1))))
+end
+
 -- Changes the parameters named in "free" until the levels lie as near to the measured ones as they can.
 --
 -- ion       {electrons, number of states that the levels make up, function that names a level}
@@ -95,42 +126,20 @@ end
 -- Prints the result and returns the states of the levels by their names.
 function Fit(title, ion, parameters, free, measured)
   local electrons, number, name = table.unpack(ion)
-  local levels, H
-  local function FromGround(level, O)
-    local psi, ground = levels[level][1], levels[measured[1][1]][1]
-    return psi * O * psi - ground * O * ground
-  end
-
-  local change
+  local H, levels, largest
   repeat
     H = Hamiltonian(parameters)
-    levels = Levels(H, electrons, number, name)
-    local derivatives, missing = {}, {}
-    for i = 2, #measured do
-      local level, energy = table.unpack(measured[i])
-      derivatives[i - 1], missing[i - 1] = {}, {energy - FromGround(level, H)}
-      for k, key in ipairs(free) do derivatives[i - 1][k] = FromGround(level, operators[key]) end
-    end
-    local D, E = Matrix.ToUserdata(derivatives), Matrix.ToUserdata(missing)
-    local step = Inverse(Transpose(D) * D) * Transpose(D) * E
-    change = 0
+    levels, largest = Levels(H, electrons, number, name), 0
+    local changes = LeastSquares(H, levels, free, measured)
     for k, key in ipairs(free) do
-      parameters[key] = parameters[key] + step[k][1]
-      change = math.max(change, math.abs(step[k][1]))
+      parameters[key] = parameters[key] + changes[k][1]
+      largest = math.max(largest, math.abs(changes[k][1]))
     end
-  until change < 0.01
+  until largest < 0.01
 
   print("\n" .. title)
   for _, key in ipairs(free) do io.write(string.format("  %s = %.1f", key, parameters[key])) end
-  print("\n\n  level                calculated   measured")
-  local squares = 0
-  for _, row in ipairs(measured) do
-    local level, energy, term = table.unpack(row)
-    local calculated = FromGround(level, H)
-    squares = squares + (calculated - energy) ^ 2
-    print(string.format("  %-9s %-9s  %10.1f %10.1f", level, term, calculated, energy))
-  end
-  print(string.format("  deviation (root mean square) %.1f", math.sqrt(squares / (#measured - 1))))
+  PrintLevels(H, levels, measured)
   return levels
 end
 
@@ -148,7 +157,8 @@ Fit("Pr3+ 4f2, free ion", {2, 91, FreeName}, pr, {"F2", "F4", "F6", "zeta", "alp
   {"J=0 (2)", 50090.3, "1S0"}})
 
 -- ----------------------------------------------------------------------------------------------------------- crystals
--- Measured levels (rounded): P. A. Tanner and co-workers, optical and electronic Raman spectra of the elpasolites.
+-- Measured levels (rounded), from optical and electronic Raman spectra. For all rare earths, with parameters: P. A.
+-- Tanner, V. V. R. K. Kumar, C. K. Jayasankar and M. F. Reid, J. Alloys Compd. 215 (1994) 349.
 ce.B4, ce.B6 = 2000, 200
 levels = Fit("Ce3+ 4f1 in Cs2NaCeCl6", {1, 14, CubicName}, ce, {"zeta", "B4", "B6"}, {
   {"G7 (1)", 0, "2F5/2"}, {"G8 (1)", 562, "2F5/2"}, {"G7 (2)", 2159, "2F7/2"}, {"G8 (2)", 2663, "2F7/2"},

@@ -52,8 +52,12 @@ for S2 = 0, 5 do
   end
 end
 
--- Eigensystem takes a matrix for Hermitian only if it is so to the last digit.
-function HermitianEigensystem(M) return Eigensystem((M + ConjugateTranspose(M)) / 2) end
+-- The sum of c[i] states[i].
+function Combine(c, states)
+  local sum = c[1] * states[1]
+  for i = 2, #states do sum = sum + c[i] * states[i] end
+  return sum
+end
 
 -- The matrices of repulsion and field for each kind of term: {name, dimension, repulsion, field}. They are made on the
 -- states of the lowest MS, where each term has as many states as its representation has dimensions.
@@ -62,28 +66,24 @@ function Blocks(N, ratio)
   local sector = {NF, NB, {"0101010101", nUp, nUp}, {"1010101010", N - nUp, N - nUp}}
   local U = Repulsion(ratio)
   local basis = Eigensystem(U, sector, Binomial(5, nUp) * Binomial(5, N - nUp), {{"Epsilon", 0}})  -- keeps all digits
-  local function OnBasis(O) return Matrix.ToUserdata(OperatorToMatrix(O, basis)) end
+  local function OnStates(O, states) return Matrix.ToUserdata(OperatorToMatrix(O, states)) end
 
-  local label = 100 * OnBasis(Ssqr)
+  local label = 100 * OnStates(Ssqr, basis)
   for _, component in ipairs(L) do
-    local turn = Matrix.Exp(I * math.pi / 2 * OnBasis(component))
-    label = label + turn + ConjugateTranspose(turn)
+    local turn = Matrix.Exp(I * math.pi / 2 * OnStates(component, basis))
+    label = label + (turn + ConjugateTranspose(turn))  -- with the brackets Hermitian to the last digit
   end
-  local values, vectors = HermitianEigensystem(Chop(label))
-  vectors = Matrix.ToTable(vectors)
-  local rows = {}
+  local values, vectors = Eigensystem(Chop(label))
+  local states = {}
   for i, value in ipairs(values) do
     local kind = kinds[math.floor(value + 0.5)]
-    rows[kind] = rows[kind] or {}
-    table.insert(rows[kind], vectors[i])
+    states[kind] = states[kind] or {}
+    table.insert(states[kind], Combine(vectors[i], basis))
   end
 
-  U, Field = OnBasis(U), OnBasis(CubicField)
   local blocks = {}
-  for kind, vectors in pairs(rows) do
-    local V = Matrix.ToUserdata(vectors)
-    local function Block(M) return Conjugate(V) * M * Transpose(V) end
-    table.insert(blocks, {kind[1], kind[2], Block(U), Block(Field)})
+  for kind, list in pairs(states) do
+    table.insert(blocks, {kind[1], kind[2], OnStates(U, list), OnStates(CubicField, list)})
   end
   return blocks
 end
@@ -93,7 +93,7 @@ function Terms(blocks, x)
   local names, energies, lowest = {}, {}, nil
   for _, block in ipairs(blocks) do
     local kind, dimension, repulsion, field = table.unpack(block)
-    local values = HermitianEigensystem(repulsion + x * field)
+    local values = Eigensystem(repulsion + x * field)
     for i = 1, #values, dimension do
       local name = string.format("%s(%d)", kind, (i + dimension - 1) / dimension)
       table.insert(names, name)
@@ -158,3 +158,4 @@ for _, configuration in ipairs(configurations) do
   print(string.format("  d%d   %5.3f   %3d      %-8s     %-8s      %14s        %5s", N, ratio, #names, weak, strong,
                       crossing, textbook or "-"))
 end
+print("\nEnergies written to " .. directory .. "/tanabe_sugano_d2.dat ... tanabe_sugano_d8.dat")

@@ -135,9 +135,16 @@ CompactMatrixType YToJJzMatrix(int multiplicity, bool addSpin) {
 CompactMatrixType LargeRotationMatrix(const std::vector<int>& multiplicities, ShellMatrix matrix,
                                       bool addSpin) {
   std::vector<CompactMatrixType> blocks;
+  double rows = 0;
   for (int multiplicity : multiplicities) {
     blocks.push_back(matrix(multiplicity, addSpin));
     if (blocks.back().Ni == 0) return {};
+    rows += blocks.back().Ni;
+    // A matrix that can't be had is refused before its blocks fill the memory.
+    const double bytes = rows * rows * sizeof(double);
+    if (bytes >= 9e18) throw std::bad_alloc();
+    void* volatile whole = ::operator new(static_cast<std::size_t>(bytes));
+    ::operator delete(whole);
   }
   return BlockDiagonalMatrix(blocks);
 }

@@ -51,7 +51,8 @@ OperatorType CreateOperatorCoulombTwoShellsConstantOccupation(std::uint32_t NFer
 
 // The part of U, as above with its 1/2, in which electrons of C and D scatter into A and B: 1 in A, 2 in B, 3
 // in C, 4 in D. The shells (B, A, D, C) give the same operator: where they are not the same shells the part
-// of both is twice this. (C, D, A, B) gives the adjoint.
+// of both is twice this. So the exchange G between A and B is twice the operator of (A, B, B, A) with R = G.
+// (C, D, A, B) gives the adjoint.
 OperatorType CreateOperatorCoulombFourShells(std::uint32_t NFermion, const CoulombShell& A,
                                              const CoulombShell& B, const CoulombShell& C,
                                              const CoulombShell& D, const std::vector<double>& R);

@@ -14,16 +14,16 @@ namespace fermix {
 namespace {
 
 HarmonicsTerm CheckHarmonicsTerm(lua_State* L, int row, int level) {
-  const int entries = lua_istable(L, row) ? luaL_len(L, row) : 0;
+  const int entries = lua_istable(L, row) ? ListLength(L, row) : 0;
   if (entries != 3)
     ScriptError(L, "Error Harmonics Expansion, found %d indices (expected 3 {l,m,val}) at level %d\n",
                 entries, level);
   HarmonicsTerm term;
-  lua_rawgeti(L, row, 1);
+  PushListElement(L, row, 1);
   lua_check(L, -1, term.l);
-  lua_rawgeti(L, row, 2);
+  PushListElement(L, row, 2);
   lua_check(L, -1, term.m);
-  lua_rawgeti(L, row, 3);
+  PushListElement(L, row, 3);
   lua_check(L, -1, term.value);
   lua_pop(L, 3);
   if (std::abs(static_cast<long long>(term.m)) > term.l)
@@ -126,7 +126,7 @@ HarmonicsExpansion luaL_checkarray_HarmonicsExpansion(lua_State* L, int index) {
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 4, "table too deep");
   HarmonicsExpansion expansion;
-  const int length = luaL_len(L, index);
+  const int length = ListLength(L, index);
   for (int level = 1; level <= length; ++level) {
     lua_rawgeti(L, index, level);
     expansion.push_back(CheckHarmonicsTerm(L, lua_gettop(L), level));
@@ -143,6 +143,12 @@ int LuaOperatorNewCF(lua_State* L) {
   const int n = CountWithoutOptions(L);
   if (n != 3 && n != 4 && n != 6)
     ScriptError(L, "Error in LuaOperatorNewCF, called with %d arguments, 3,4 or 6 expected\n", n);
+  const bool emptyLast = lua_gettop(L) > n && lua_rawlen(L, n + 1) == 0;
+  if (emptyLast && luaL_isType<std::vector<double>>(L, n))
+    luaL_error(
+        L,
+        "Error in LuaOperatorNewCF, an empty last table is a list of options, the expansion should stand "
+        "before it\n");
   const auto pairs = CheckPairs(L, NF, n - 2, lua_gettop(L) > n ? n + 1 : 0);
   return lua_push(L, CreateOperatorCF(NF, pairs, luaL_checkarray_HarmonicsExpansion(L, n)));
 }

@@ -9,6 +9,55 @@
 
 namespace fermix {
 
+namespace {
+
+constexpr struct {
+  std::string_view name;
+  int basis;
+} basisNames[] = {{"SphericalHarmonicsY", SphericalHarmonicsY},
+                  {"SphericalHarmonics", SphericalHarmonicsY},
+                  {"BasisY", SphericalHarmonicsY},
+                  {"Y", SphericalHarmonicsY},
+                  {"TesseralHarmonicsZ", TesseralHarmonicsZ},
+                  {"TesseralHarmonics", TesseralHarmonicsZ},
+                  {"BasisZ", TesseralHarmonicsZ},
+                  {"Z", TesseralHarmonicsZ},
+                  {"KubicHarmonicsK", KubicHarmonicsK},
+                  {"KubicHarmonics", KubicHarmonicsK},
+                  {"BasisK", KubicHarmonicsK},
+                  {"K", KubicHarmonicsK},
+                  {"CubicHarmonicsK", KubicHarmonicsK},
+                  {"CubicHarmonics", KubicHarmonicsK},
+                  {"PyramidalHarmonicsP", PyramidalHarmonicsP},
+                  {"PyramidalHarmonics", PyramidalHarmonicsP},
+                  {"BasisP", PyramidalHarmonicsP},
+                  {"P", PyramidalHarmonicsP},
+                  {"jjz", JJz},
+                  {"Basisjjz", JJz},
+                  {"Basisj", JJz},
+                  {"j", JJz}};
+
+// Options as pairs or as fields: {basis = "K"} has the length of an empty list, but must not give another
+// basis than it names.
+void ReadPairsAndFields(lua_State* L, int index, const std::vector<LuaOptionsType>& options) {
+  LuaCheckOptions(L, index, options);
+  luaL_checkstack(L, 5, "too many values");
+  for (lua_pushnil(L); lua_next(L, index) != 0; lua_pop(L, 1)) {
+    if (lua_type(L, -2) != LUA_TSTRING) continue;
+    lua_createtable(L, 1, 0);  // a list of this pair
+    lua_createtable(L, 2, 0);
+    lua_pushvalue(L, -4);
+    lua_rawseti(L, -2, 1);
+    lua_pushvalue(L, -3);
+    lua_rawseti(L, -2, 2);
+    lua_rawseti(L, -2, 1);
+    LuaCheckOptions(L, -1, options);
+    lua_pop(L, 1);
+  }
+}
+
+}  // namespace
+
 void CheckOrbitalCount(lua_State* L, double NF) {
   constexpr double MostOrbitals = IndexMask + 1;
   if (NF > MostOrbitals)
@@ -39,9 +88,9 @@ std::vector<int> CheckIndices(lua_State* L, int index) {
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 3, "table too deep");
   std::vector<int> indices;
-  const int length = luaL_len(L, index);
+  const int length = ListLength(L, index);
   for (int i = 1; i <= length; ++i) {
-    lua_rawgeti(L, index, i);
+    PushListElement(L, index, i);
     indices.push_back(CheckIndex(L, -1));
     lua_pop(L, 1);
   }
@@ -69,42 +118,12 @@ int CountWithoutOptions(lua_State* L) {
 }
 
 int CheckBasis(lua_State* L, int index, int otherwise) {
-  static constexpr struct {
-    std::string_view name;
-    int basis;
-  } names[] = {{"SphericalHarmonicsY", SphericalHarmonicsY},
-               {"SphericalHarmonics", SphericalHarmonicsY},
-               {"BasisY", SphericalHarmonicsY},
-               {"Y", SphericalHarmonicsY},
-               {"TesseralHarmonicsZ", TesseralHarmonicsZ},
-               {"TesseralHarmonics", TesseralHarmonicsZ},
-               {"BasisZ", TesseralHarmonicsZ},
-               {"Z", TesseralHarmonicsZ},
-               {"KubicHarmonicsK", KubicHarmonicsK},
-               {"KubicHarmonics", KubicHarmonicsK},
-               {"BasisK", KubicHarmonicsK},
-               {"K", KubicHarmonicsK},
-               {"CubicHarmonicsK", KubicHarmonicsK},
-               {"CubicHarmonics", KubicHarmonicsK},
-               {"PyramidalHarmonicsP", PyramidalHarmonicsP},
-               {"PyramidalHarmonics", PyramidalHarmonicsP},
-               {"BasisP", PyramidalHarmonicsP},
-               {"P", PyramidalHarmonicsP},
-               {"jjz", JJz},
-               {"Basisjjz", JJz},
-               {"Basisj", JJz},
-               {"j", JJz}};
   if (index == 0) return otherwise;
   const std::string NotGiven(1, '\0');
   std::string basis = NotGiven;
-  LuaCheckOptions(L, index, {Option("basis", &basis)});
-  // {basis = "K"} has the length of an empty list; it must not give another basis than it names.
-  lua_pushliteral(L, "basis");
-  lua_rawget(L, index);
-  if (!lua_isnil(L, -1)) basis = luaL_checkstring(L, -1);
-  lua_pop(L, 1);
+  ReadPairsAndFields(L, index, {Option("basis", &basis)});
   if (basis == NotGiven) return otherwise;
-  for (const auto& row : names)
+  for (const auto& row : basisNames)
     if (row.name == basis) return row.basis;
   ScriptError(L,
               "Unrecognized value for basis %s, use SphericalHarmonicsY, TesseralHarmonicsZ, "

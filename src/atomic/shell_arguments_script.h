@@ -34,8 +34,8 @@ IndexList CheckRange(lua_State* L, const std::vector<int>& indices, std::uint32_
 // Number of arguments without a trailing option list.
 int CountWithoutOptions(lua_State* L);
 
-// The option "basis" of the option list at index, or its field of that name, otherwise the default (which an
-// option list without that key, or index 0, leaves as it is).
+// The option "basis" of the option list at the positive index, given as a pair or as a field, otherwise the
+// default (which an empty option list, or index 0, leaves as it is).
 int CheckBasis(lua_State* L, int index, int otherwise);
 
 // The basis that the lengths of two lists tell: JJz when the first (j = l - 1/2) is two shorter.

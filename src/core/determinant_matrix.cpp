@@ -30,6 +30,28 @@ void FillColumns(const CompiledOperator& O, const std::vector<C>& coefficients, 
 
 }  // namespace
 
+bool QHermitianToRounding(const OperatorType& O) {
+  constexpr double Rounding = 1e-14;
+  double largest = 0;
+  ForEachTerm(O, [&](const LadderIndex*, std::uint32_t, const auto& value) {
+    largest = std::max(largest, Abs(value));
+  });
+  const int status = QOperatorHermitian(O, Rounding * largest);
+  return status == 1 || status == 2;
+}
+
+void MirrorUpperTriangle(CompactMatrixType& A) {
+  std::visit(
+      [n = std::size_t{A.Ni}](auto& data) {
+        using T = typename std::decay_t<decltype(data)>::value_type;
+        for (std::size_t i = 0; i < n; ++i) {
+          data[i * n + i] = T(Re(data[i * n + i]));
+          for (std::size_t j = 0; j < i; ++j) data[i * n + j] = Conj(data[j * n + i]);
+        }
+      },
+      A.Data);
+}
+
 CompactMatrixType OperatorToDeterminantMatrix(const OperatorType& H, const WaveFunctionType& basis) {
   RequireSameSpace(Layout(basis), "Wave-function", H.layout, "the operator");
   static const DeterminantRestrictionType unrestricted;
@@ -51,15 +73,19 @@ CompactMatrixType OperatorToFunctionMatrix(const OperatorType& O,
   const auto n = static_cast<std::uint32_t>(functions.size());
   CompactMatrixType A = InitCompactMatrix(n, n, complex);
   const CompiledOperator compiled = CompileForElements(O, functions);
+  const bool hermitian = QHermitianToRounding(O);
+  std::vector<const WaveFunctionType*> bras = functions;
   for (std::uint32_t j = 0; j < n; ++j) {
-    const std::vector<Complex16> column = PsiPrimeOperatorPsi(compiled, functions, *functions[j]);
+    if (hermitian) bras.assign(functions.begin(), functions.begin() + j + 1);
+    const std::vector<Complex16> column = PsiPrimeOperatorPsi(compiled, bras, *functions[j]);
     std::visit(
         [&](auto& data) {
           using T = typename std::decay_t<decltype(data)>::value_type;
-          for (std::size_t i = 0; i < n; ++i) data[i * n + j] = ToKind<T>(column[i]);
+          for (std::size_t i = 0; i < column.size(); ++i) data[i * n + j] = ToKind<T>(column[i]);
         },
         A.Data);
   }
+  if (hermitian) MirrorUpperTriangle(A);
   return A;
 }
 

@@ -13,8 +13,13 @@ namespace fermix {
 [[nodiscard]] CompactMatrixType OperatorToDeterminantMatrix(const OperatorType& H,
                                                             const WaveFunctionType& basis);
 
-// Element (i, j) = <i| O |j> for the states of a list; complex if O or one of them is not real. Throws as
-// above.
+// Whether O is Hermitian up to rounding: 1e-14 of its largest coefficient.
+bool QHermitianToRounding(const OperatorType& O);
+// Makes a square matrix Hermitian to the last digit, as tests of matrices ask.
+void MirrorUpperTriangle(CompactMatrixType& A);
+
+// Element (i, j) = <i| O |j> for the states of a list; complex if O or one of them is not real. Where O is
+// Hermitian up to rounding only one triangle is computed, and mirrored. Throws as above.
 [[nodiscard]] CompactMatrixType OperatorToFunctionMatrix(
     const OperatorType& O, const std::vector<const WaveFunctionType*>& functions);
 

@@ -26,7 +26,9 @@ void CheckState(lua_State* L, const OperatorType& O, const WaveFunctionType& psi
 
 CompactMatrixType MatrixOnDeterminants(lua_State* L, const OperatorType& O, const WaveFunctionType& psi) {
   CheckState(L, O, psi);
-  return OperatorToDeterminantMatrix(O, psi);
+  CompactMatrixType A = OperatorToDeterminantMatrix(O, psi);
+  if (QHermitianToRounding(O)) MirrorUpperTriangle(A);
+  return A;
 }
 
 // The states of the list at index, which go on belonging to the script.

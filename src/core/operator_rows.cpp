@@ -60,23 +60,45 @@ class RowWriter {
   }
 
  private:
+  // Results of one determinant that have the same number become one entry, at the place of the first: place_
+  // has it for each number, and is empty between rows.
   void append(const std::uint32_t* ends, std::uint32_t rows, RowSlab<C>& slab) {
-    const std::size_t first = slab.target.size();
-    slab.target.insert(slab.target.end(), results_.numbers.begin(),
-                       results_.numbers.begin() + results_.count);
-    slab.value.resize(first + results_.count);
-    for (std::uint32_t r = 0; r < rows; ++r) slab.start.push_back(first + ends[r]);
+    if (place_.size() <= O_.numbering->N) place_.resize(O_.numbering->N + std::size_t{1});
+    Reserve(slab.target, results_.count);
+    Reserve(slab.value, results_.count);
+    Reserve(slab.start, rows);
     std::visit(
         [&](const auto& values) {
           FurtherCodes furtherCodes(results_);
-          for (std::uint32_t i = 0; i < results_.count; ++i)
-            slab.value[first + i] = ToKind<C>(ResultCoefficient(results_, values, i, furtherCodes));
+          for (std::uint32_t i = 0, r = 0; r < rows; ++r) {
+            const std::size_t rowStart = slab.target.size();
+            for (; i < ends[r]; ++i) {
+              const C value = ToKind<C>(ResultCoefficient(results_, values, i, furtherCodes));
+              std::uint32_t& place = place_[results_.numbers[i]];
+              if (place) {
+                slab.value[rowStart + place - 1] += value;
+                continue;
+              }
+              slab.target.push_back(results_.numbers[i]);
+              slab.value.push_back(value);
+              place = static_cast<std::uint32_t>(slab.target.size() - rowStart);
+            }
+            for (std::size_t e = rowStart; e < slab.target.size(); ++e) place_[slab.target[e]] = 0;
+            slab.start.push_back(slab.target.size());
+          }
         },
         O_.compiled.values);
   }
 
+  // Room for more elements, growing geometrically, so that nothing can fail later.
+  template <class List>
+  static void Reserve(List& list, std::size_t more) {
+    if (list.capacity() < list.size() + more) list.reserve(std::max(2 * list.capacity(), list.size() + more));
+  }
+
   OperatorRows<C>& O_;
   SurvivingTerms results_;
+  LargeVector<std::uint32_t> place_;
 };
 
 // Appends rows to slab, or leaves it as it is when memory runs out.
@@ -109,12 +131,16 @@ void PrepareRows(OperatorRows<C>& O, RowWriter<C>& writer, const std::uint32_t* 
       return;
     }
     const std::size_t part = std::min<std::size_t>(missing.size() - done, full - O.rows % full);
+    O.numberOf.reserve((O.rows / full + 1) * std::size_t{full});
     if ((O.rows % full == 0 && !FitsInMemory([&] { BeginSlab(O); })) ||
         !Appended(writer, missing.data() + done, part, O.slabs.back())) {
       O.limit = 0;  // from now on rows are worked out each time
       continue;
     }
-    for (const std::size_t end = done + part; done < end; ++done) O.rowOf[missing[done]] = ++O.rows;
+    for (const std::size_t end = done + part; done < end; ++done) {
+      O.rowOf[missing[done]] = ++O.rows;
+      O.numberOf.push_back(missing[done]);
+    }
   }
 }
 
@@ -174,6 +200,16 @@ OperatorRows<C>::OperatorRows(const OperatorType& O, const DeterminantRestrictio
   RequireSameSpace(numbering->layout, "Wave-function", O.layout, "the operator");
 }
 
+template <class C>
+void RememberRows(OperatorRows<C>& O, const std::vector<std::uint32_t>& numbers) {
+  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
+  RowWriter<C> writer(O);
+  RowSlab<C> scratch;
+  PrepareRows(O, writer, numbers.data(), numbers.size(), scratch);
+  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
+  if (scratch.start.size() > 1) throw std::bad_alloc();
+}
+
 template <class C, class X, class T>
 NumberedState<T> OperatorRowsMultiply(OperatorRows<C>& O, const NumberedState<X>& x, NumberedSums<T>& sums) {
   O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
@@ -207,6 +243,8 @@ NumberedState<T> OperatorRowsMultiply(OperatorRows<C>& O, const NumberedState<X>
 
 template struct OperatorRows<double>;
 template struct OperatorRows<Complex16>;
+template void RememberRows(OperatorRows<double>&, const std::vector<std::uint32_t>&);
+template void RememberRows(OperatorRows<Complex16>&, const std::vector<std::uint32_t>&);
 template NumberedState<double> OperatorRowsMultiply(OperatorRows<double>&, const NumberedState<double>&,
                                                     NumberedSums<double>&);
 template NumberedState<Complex16> OperatorRowsMultiply(OperatorRows<double>&, const NumberedState<Complex16>&,

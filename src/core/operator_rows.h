@@ -42,11 +42,17 @@ struct OperatorRows {
   CompiledOperator compiled;
   std::shared_ptr<DeterminantBasis> numbering;
   std::size_t limit;
-  std::vector<RowSlab<C>> slabs;     // full but for the last
-  std::vector<std::uint32_t> rowOf;  // by number: its row, counted from 1; 0 if it has none
+  std::vector<RowSlab<C>> slabs;        // full but for the last
+  std::vector<std::uint32_t> rowOf;     // by number: its row, counted from 1; 0 if it has none
+  std::vector<std::uint32_t> numberOf;  // by row, counted from 0: its number
   std::uint32_t rows = 0;
-  std::size_t bytes = 0;  // of full slabs
+  std::size_t bytes = 0;     // of full slabs
+  std::uint32_t within = 0;  // so many numbers, from 1 on, are known to fulfil the restrictions
 };
+
+// Makes the rows of these numbers, those that are missing. Throws bad_alloc when there is no room for all.
+template <class C>
+void RememberRows(OperatorRows<C>& O, const std::vector<std::uint32_t>& numbers);
 
 // O x: elements in the order in which the terms of O, applied one after the other to the elements of x, give
 // them, as OperatorPsi has it. Terms that lead one determinant back to itself are summed before they are

@@ -140,6 +140,10 @@ constexpr luaL_Reg metamethods[] = {{"__add", Entry<TwoAttempts<LuaOperatorAdd>>
 
 }  // namespace
 
+void CheckNewRecord(lua_State* L, const OperatorType& O) {
+  if (!QFinite(O)) luaL_error(L, "Error, operator with a coefficient that is infinite or not a number\n");
+}
+
 void RegisterOperatorType(lua_State* L) { RegisterMetatable(L, ScriptType<OperatorType>::name, metamethods); }
 
 int LuaNewOperator(lua_State* L) {

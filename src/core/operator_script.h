@@ -11,6 +11,10 @@ struct ScriptType<OperatorType> {
   static constexpr const char* name = "Operator_Type";
 };
 
+// The coefficients are finite: one that is not would spoil all that it meets, and show only as not-a-number
+// at the end of a long run.
+void CheckNewRecord(lua_State* L, const OperatorType& O);
+
 void RegisterOperatorType(lua_State* L);
 
 int LuaNewOperator(lua_State* L);  // NewOperator(NF, NB, terms [, options]), NewOperator(kind, ...)

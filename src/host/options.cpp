@@ -100,9 +100,9 @@ LuaOptionsType Option(const char* name, std::optional<std::array<std::uint32_t, 
 
 bool LuaTestOptionsList(lua_State* L, int index) {
   if (!lua_istable(L, index) || !lua_checkstack(L, 3)) return false;
-  const int length = static_cast<int>(lua_rawlen(L, index));
+  const int length = ListLength(L, index);
   for (int i = 1; i <= length; ++i) {
-    lua_rawgeti(L, index, i);
+    PushListElement(L, index, i);
     bool pair = lua_istable(L, -1) && lua_rawlen(L, -1) == 2;
     if (pair) {
       lua_rawgeti(L, -1, 1);
@@ -119,9 +119,9 @@ void LuaCheckOptions(lua_State* L, int index, const std::vector<LuaOptionsType>&
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 6, "too many values");
   index = lua_absindex(L, index);
-  const int length = static_cast<int>(lua_rawlen(L, index));
+  const int length = ListLength(L, index);
   for (int i = 1; i <= length; ++i) {
-    lua_rawgeti(L, index, i);
+    PushListElement(L, index, i);
     const char* name = CheckPair(L, i);
     bool known = false;
     for (const LuaOptionsType& row : rows) {

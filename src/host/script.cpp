@@ -101,9 +101,9 @@ void luaL_checkarray_complex16(lua_State* L, int index, std::vector<Complex16>& 
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 3, "table too deep");
   value.clear();
-  const int length = static_cast<int>(lua_rawlen(L, index));
+  const int length = ListLength(L, index);
   for (int i = 1; i <= length; ++i) {
-    lua_rawgeti(L, index, i);
+    PushListElement(L, index, i);
     if (!luaL_isType<Complex16>(L, -1))
       luaL_error(L, "Error in reading complex table in luaL_checkarray_complex16\n");
     lua_check(L, -1, value.emplace_back());

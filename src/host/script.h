@@ -119,6 +119,11 @@ T* TestRecord(lua_State* L, int index) {
 // Bytes a record owns on the heap; records with large memory overload it next to their definition.
 inline std::size_t OwnedBytes(const Complex16&) { return 0; }
 
+// What a record must fulfil to reach a script, a script error otherwise; records that have such a rule
+// overload it next to their ScriptType.
+template <class T>
+void CheckNewRecord(lua_State*, const T&) {}
+
 // Moves record into a new userdata on the stack top; returns 1, the number of results.
 template <class T>
 requires IsScriptRecord<T>
@@ -126,6 +131,7 @@ int lua_push(lua_State* L, T record) {
   static_assert(alignof(Payload<T>) <= 8, "Lua aligns userdata to 8 bytes");
   static_assert(std::is_nothrow_move_constructible_v<T>);
   luaL_checkstack(L, 3, "too many values");
+  CheckNewRecord(L, record);
   const std::size_t bytes = OwnedBytes(record);
   AccountNewRecord(L, bytes);
   void* memory = lua_newuserdata(L, sizeof(Payload<T>));
@@ -177,9 +183,14 @@ requires(IsScriptRecord<T> && !std::is_same_v<T, Complex16>) void lua_check(lua_
   value = *CheckRecord<T>(L, index);
 }
 
+// The length of the list at index, a table, and its element i, counted from 1, which is pushed. Both are raw:
+// no metamethod of the script runs while a caller holds on to records. A row view of a matrix (defined there:
+// linalg/matrix_index_script.cpp) is the list of the elements that it shows.
+int ListLength(lua_State* L, int index);
+void PushListElement(lua_State* L, int index, int i);
+
 // Arrays. Anything but a table is read as one element. Nested arrays work by recursion. A failing element
-// raises the argument error about index -1. The length is the raw one: no metamethod of the script runs while
-// a caller holds on to records.
+// raises the argument error about index -1.
 template <class T>
 void lua_check(lua_State* L, int index, std::vector<T>& value) {
   value.clear();
@@ -190,10 +201,10 @@ void lua_check(lua_State* L, int index, std::vector<T>& value) {
     return;
   }
   luaL_checkstack(L, 3, "table too deep");
-  const int length = static_cast<int>(lua_rawlen(L, index));
+  const int length = ListLength(L, index);
   value.reserve(std::min(length, 1 << 20));
   for (int i = 1; i <= length; ++i) {
-    lua_rawgeti(L, index, i);
+    PushListElement(L, index, i);
     T element{};
     lua_check(L, -1, element);
     value.push_back(std::move(element));

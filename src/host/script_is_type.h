@@ -27,9 +27,9 @@ struct ScriptTest<std::vector<T>> {
   static bool Holds(lua_State* L, int index) {
     if (!lua_istable(L, index)) return ScriptTest<T>::Holds(L, index);
     if (!lua_checkstack(L, 3)) return false;
-    const int length = static_cast<int>(lua_rawlen(L, index));
+    const int length = ListLength(L, index);
     for (int i = 1; i <= length; ++i) {
-      lua_rawgeti(L, index, i);
+      PushListElement(L, index, i);
       const bool holds = ScriptTest<T>::Holds(L, -1);
       lua_pop(L, 1);
       if (!holds) return false;

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "core/method_script.h"
 #include "linalg/matrix_script.h"
 
 namespace fermix {
@@ -157,20 +158,26 @@ int PushField(lua_State* L, const CompactMatrixType& m, const std::string& key) 
   ScriptError(L, "Error: Matrix indexed with unrecognised string %s", key.c_str());
 }
 
+// Pushes the view of one row, given from 0, of the matrix at index.
+void PushViewOfRow(lua_State* L, int index, std::uint32_t row) {
+  index = lua_absindex(L, index);
+  lua_createtable(L, 0, 2);
+  lua_pushvalue(L, index);
+  lua_setfield(L, -2, "__Matrix");
+  lua_pushnumber(L, row + 1.0);
+  lua_setfield(L, -2, "__Row");
+  luaL_setmetatable(L, MatrixRowMeta);
+}
+
 int PushRowView(lua_State* L, const CompactMatrixType& m) {
   const IndexList rows = ReadIndices(L, 2, [&](int index) { return CheckRow(L, index, m.Ni); });
-  lua_createtable(L, 0, 2);
-  lua_pushvalue(L, 1);
-  lua_setfield(L, -2, "__Matrix");
+  PushViewOfRow(L, 1, rows.list ? 0 : rows.at[0]);
   if (rows.list) {
     std::vector<double> numbers;
     for (const std::uint32_t i : rows.at) numbers.push_back(i + 1.0);
     lua_push(L, std::move(numbers));
-  } else {
-    lua_pushnumber(L, rows.at[0] + 1.0);
+    lua_setfield(L, -2, "__Row");
   }
-  lua_setfield(L, -2, "__Row");
-  luaL_setmetatable(L, MatrixRowMeta);
   return 1;
 }
 
@@ -191,6 +198,25 @@ ViewedRows ReadRows(lua_State* L, int index) {
   lua_pushliteral(L, "__Row");
   lua_rawget(L, index);
   return {m, ReadIndices(L, -1, [&](int row) { return CheckInView(L, row, m.Ni, "Nrow"); })};
+}
+
+bool QRowView(lua_State* L, int index) { return QTableWithMeta(L, index, MatrixRowMeta); }
+
+// Pushes the matrix and the row number or numbers of the row view at index. The matrix, null if the script
+// has put something else in its place.
+const CompactMatrixType* PushViewFields(lua_State* L, int index) {
+  luaL_checkstack(L, 4, "table too deep");
+  index = lua_absindex(L, index);
+  lua_pushliteral(L, "__Matrix");
+  lua_rawget(L, index);
+  lua_pushliteral(L, "__Row");
+  lua_rawget(L, index);
+  return TestRecord<CompactMatrixType>(L, -2);
+}
+
+// Whether a row of a view stands at index.
+bool QRow(lua_State* L, int index, const CompactMatrixType& m) {
+  return lua_isnumber(L, index) && QInRange(IntegerIndex(L, index), m.Ni);
 }
 
 // The view at index 1, indexed with the key at index 2.
@@ -242,50 +268,95 @@ std::string KeyWords(const ViewAccess& view, bool length) {
   return KeyWords(view.rows, length) + " and " + KeyWords(view.columns, length);
 }
 
-// Puts the elements that the row view at index shows in its place; any other value stays.
-void ExpandView(lua_State* L, int index) {
-  if (!lua_istable(L, index) || !lua_getmetatable(L, index)) return;
-  luaL_getmetatable(L, MatrixRowMeta);
-  const bool view = lua_rawequal(L, -1, -2);
-  lua_pop(L, 2);
-  if (!view) return;
-  index = lua_absindex(L, index);
-  const auto [m, rows] = ReadRows(L, index);
-  std::vector<std::vector<Complex16>> elements;
-  for (const std::uint32_t i : rows.at)
-    for (std::uint32_t j = 0; j < m.Nj; ++j) {
-      if (j == 0) elements.emplace_back();
-      elements.back().push_back(CompactMatrixElement(m, i, j));
-    }
-  if (rows.list) {
-    lua_push(L, std::move(elements));
-  } else {
-    lua_push(L, std::move(elements.at(0)));
-  }
-  lua_replace(L, index);
-  lua_pop(L, 2);
-}
-
 // Reads the value at index, a table with one element for each of the indices.
 template <class Read>
 void ReadNewList(lua_State* L, int index, const ViewAccess& view, std::size_t length, Read&& read) {
   index = lua_absindex(L, index);
-  ExpandView(L, index);
   if (!lua_istable(L, index))
     ScriptError(
         L, "Error: Matrix indexed with %s. You try to set this to be equal to something that is not a table",
         KeyWords(view, false).c_str());
-  if (lua_rawlen(L, index) != length)
+  const int given = ListLength(L, index);
+  if (static_cast<std::size_t>(given) != length)
     ScriptError(L, "Error: Matrix indexed with %s. You try to set this to be equal to a table of length (%d)",
-                KeyWords(view, true).c_str(), static_cast<int>(lua_rawlen(L, index)));
+                KeyWords(view, true).c_str(), given);
   for (std::size_t k = 0; k < length; ++k) {
-    lua_rawgeti(L, index, static_cast<int>(k) + 1);
+    PushListElement(L, index, static_cast<int>(k) + 1);
     read(k);
     lua_pop(L, 1);
   }
 }
 
+// The next step of ipairs: what is indexed, the index before -> index, element; nothing at the end.
+int LuaMatrixNext(lua_State* L) {
+  const double i = luaL_checknumber(L, 2) + 1;
+  if (!(i >= 1 && i <= luaL_len(L, 1))) return 0;
+  lua_settop(L, 1);
+  lua_pushnumber(L, i);
+  lua_pushvalue(L, -1);
+  lua_gettable(L, 1);
+  return 2;
+}
+
 }  // namespace
+
+bool QTableWithMeta(lua_State* L, int index, const char* name) {
+  if (!lua_istable(L, index) || !lua_getmetatable(L, index)) return false;
+  luaL_getmetatable(L, name);
+  const bool same = lua_rawequal(L, -1, -2);
+  lua_pop(L, 2);
+  return same;
+}
+
+int ListLength(lua_State* L, int index) {
+  if (!QRowView(L, index)) return static_cast<int>(lua_rawlen(L, index));
+  const CompactMatrixType* m = PushViewFields(L, index);
+  int length = 0;
+  if (m && lua_istable(L, -1)) {
+    length = static_cast<int>(lua_rawlen(L, -1));
+  } else if (m && QRow(L, -1, *m)) {
+    length = static_cast<int>(m->Nj);
+  }
+  lua_pop(L, 2);
+  return length;
+}
+
+void PushListElement(lua_State* L, int index, int i) {
+  if (!QRowView(L, index)) return lua_rawgeti(L, index, i);
+  const CollectorPause pause(L);  // reading makes no values elsewhere
+  const CompactMatrixType* m = PushViewFields(L, index);
+  const bool list = lua_istable(L, -1);
+  if (list) {
+    lua_rawgeti(L, -1, i);
+    lua_replace(L, -2);
+  }
+  if (!m || !QRow(L, -1, *m)) {
+    lua_pushnil(L);
+  } else if (const std::uint32_t row = FromZero(IntegerIndex(L, -1), m->Ni); list) {
+    PushViewOfRow(L, -2, row);
+  } else if (i >= 1 && static_cast<std::uint32_t>(i) <= m->Nj) {
+    PushElement(L, *m, row, static_cast<std::uint32_t>(i) - 1);
+  } else {
+    lua_pushnil(L);
+  }
+  lua_replace(L, -3);
+  lua_pop(L, 1);
+}
+
+int LuaMatrixRowLen(lua_State* L) {
+  luaL_checktype(L, 1, LUA_TTABLE);
+  const CompactMatrixType* m = PushViewFields(L, 1);
+  return lua_push(L, m ? double(m->Nj) : 0.0);
+}
+
+int LuaMatrixIpairs(lua_State* L) {
+  luaL_checkany(L, 1);
+  lua_settop(L, 1);
+  lua_pushcfunction(L, Entry<LuaMatrixNext>);
+  lua_insert(L, 1);
+  lua_pushnumber(L, 0);
+  return 3;
+}
 
 int LuaMatrixIndex(lua_State* L) {
   const auto& m = *CheckRecord<CompactMatrixType>(L, 1);
@@ -309,19 +380,18 @@ int LuaMatrixNewIndex(lua_State* L) {
   if (lua_type(L, 2) != LUA_TNUMBER) return luaL_error(L, "Error: Matrix indexed with unrecognised type!");
   const std::uint32_t i = CheckRow(L, 2, m.Ni);
   const int row = static_cast<int>(i) + 1;
-  ExpandView(L, 3);
   if (!lua_istable(L, 3))
     return luaL_error(L, "Error: Matrix you try to set row %d equal to somehting that is not a table\n", row);
-  const std::size_t length = lua_rawlen(L, 3);
-  if (length != m.Nj)
+  const int length = ListLength(L, 3);
+  if (static_cast<std::uint32_t>(length) != m.Nj)
     return luaL_error(L,
                       "Error: Matrix you try to set row %d equal to a table of length %d whereas the matrix "
                       "has %d columns\n",
-                      row, static_cast<int>(length), static_cast<int>(m.Nj));
+                      row, length, static_cast<int>(m.Nj));
   NewElements elements;
   std::vector<std::uint32_t> columns;
   for (std::uint32_t j = 0; j < m.Nj; ++j) {
-    lua_rawgeti(L, 3, static_cast<int>(j) + 1);
+    PushListElement(L, 3, static_cast<int>(j) + 1);
     if (!QElement(L, -1))
       return luaL_error(L, "Error in reading table at position %d real or complex number expected \n",
                         static_cast<int>(j) + 1);

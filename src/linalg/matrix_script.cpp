@@ -21,20 +21,20 @@ bool QNumericallyReal(Complex16 z) { return z.im == 0 || std::fabs(z.im) <= DBL_
 CompactMatrixType ReadTable(lua_State* L, int index) {
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 4, "table too deep");
-  const auto Ni = static_cast<std::uint32_t>(lua_rawlen(L, index));
+  const auto Ni = static_cast<std::uint32_t>(ListLength(L, index));
   std::vector<Complex16> elements;
   std::size_t Nj = 0;
   bool real = true;
   for (std::uint32_t i = 0; i < Ni; ++i) {
-    lua_rawgeti(L, index, static_cast<int>(i) + 1);
+    PushListElement(L, index, static_cast<int>(i) + 1);
     luaL_checktype(L, -1, LUA_TTABLE);
-    const std::size_t length = lua_rawlen(L, -1);
+    const auto length = static_cast<std::size_t>(ListLength(L, -1));
     if (i == 0) {
       Nj = length;
       elements.reserve(std::min<std::size_t>(Ni * Nj, 1 << 20));
     }
     for (std::size_t j = 1; j <= length; ++j) {
-      lua_rawgeti(L, -1, static_cast<int>(j));
+      PushListElement(L, -1, static_cast<int>(j));
       if (!luaL_isType<Complex16>(L, -1))
         luaL_error(L, "Error in reading complex table in luaL_checkarray_complex16\n");
       lua_check(L, -1, elements.emplace_back());
@@ -83,11 +83,15 @@ constexpr luaL_Reg userdataOnly[] = {{"__len", Entry<LuaMatrixLen>},
                                      {"__tostring", Entry<LuaMatrixToString>},
                                      {"__index", Entry<LuaMatrixIndex>},
                                      {"__newindex", Entry<LuaMatrixNewIndex>},
+                                     {"__ipairs", Entry<LuaMatrixIpairs>},
                                      {"__gc", Entry<CollectRecord<CompactMatrixType>>},
                                      {nullptr, nullptr}};
 
-constexpr luaL_Reg rowView[] = {
-    {"__index", Entry<LuaMatrixRowIndex>}, {"__newindex", Entry<LuaMatrixRowNewIndex>}, {nullptr, nullptr}};
+constexpr luaL_Reg rowView[] = {{"__index", Entry<LuaMatrixRowIndex>},
+                                {"__newindex", Entry<LuaMatrixRowNewIndex>},
+                                {"__len", Entry<LuaMatrixRowLen>},
+                                {"__ipairs", Entry<LuaMatrixIpairs>},
+                                {nullptr, nullptr}};
 
 // A metatable for tables of the script, which the script sees as a global.
 void RegisterGlobalMetatable(lua_State* L, const char* name, const luaL_Reg* metamethods) {
@@ -107,26 +111,20 @@ MatrixArgument::MatrixArgument(lua_State* L, int index) : userdata_(TestRecord<C
 bool detail::ScriptTest<CompactMatrixType>::Holds(lua_State* L, int index) {
   if (TestRecord<CompactMatrixType>(L, index)) return true;
   if (!lua_istable(L, index) || !lua_checkstack(L, 3)) return false;
-  const int Ni = static_cast<int>(lua_rawlen(L, index));
-  std::size_t Nj = 0;
+  const int Ni = ListLength(L, index);
+  int Nj = 0;
   for (int i = 1; i <= Ni; ++i) {
-    lua_rawgeti(L, index, i);
-    if (i == 1) Nj = lua_rawlen(L, -1);
-    const bool row =
-        lua_istable(L, -1) && lua_rawlen(L, -1) == Nj && luaL_isType<std::vector<Complex16>>(L, -1);
+    PushListElement(L, index, i);
+    const int length = lua_istable(L, -1) ? ListLength(L, -1) : -1;
+    if (i == 1) Nj = length;
+    const bool row = length >= 0 && length == Nj && luaL_isType<std::vector<Complex16>>(L, -1);
     lua_pop(L, 1);
     if (!row) return false;
   }
   return Ni > 0;
 }
 
-bool QMatrixTable(lua_State* L, int index) {
-  if (!lua_istable(L, index) || !lua_getmetatable(L, index)) return false;
-  luaL_getmetatable(L, tableMeta);
-  const bool same = lua_rawequal(L, -1, -2);
-  lua_pop(L, 2);
-  return same;
-}
+bool QMatrixTable(lua_State* L, int index) { return QTableWithMeta(L, index, tableMeta); }
 
 // --- Pushing
 

@@ -162,13 +162,13 @@ int CreateStartingFunctions(const OperatorType& H, std::uint32_t N, const Determ
   if (!FitsInMemory([&] { status = CreateFirstFunction(H, N, R, psi[0], NBitsKey); }))
     return Fail("WaveFunctionInit failed in CreateStartingFunctions\n");
   if (status) return status;
+  if (ElementCount(psi[0]) == 0) return Fail("Cannot fullfill all restrictions in CreateStartingFunctions\n");
   if (ElementCount(psi[0]) < N) WarnAboutZeroStates();
   if (!FitsInMemory([&] {
         psi.reserve(N);
         while (psi.size() < N) psi.push_back(WaveFunctionInitCopyBasis(psi[0]));
       }))
     return Fail("WaveFunctionInitCopyBasis failed in CreateStartingFunctions\n");
-  if (ElementCount(psi[0]) == 0) return 0;
   for (std::uint32_t i = 0; i < N; ++i) {
     WaveFunctionRandomize(psi[i]);
     double norm = 0;  // of what is orthogonal to all earlier ones: nothing, once they span the space

@@ -117,14 +117,6 @@ void CheckSpaces(lua_State* L, const OperatorType& H, const Call& call) {
 
 bool QFinite(Complex16 z) { return std::isfinite(z.re) && std::isfinite(z.im); }
 
-void CheckFinite(lua_State* L, const OperatorType& H) {
-  for (const OperatorFixedLengthType& table : H.l)
-    for (std::uint32_t t = 0; t < TermCount(table); ++t)
-      if (!QFinite(TermValue(table, t)))
-        luaL_error(
-            L, "Eigensystem called with an operator that has a coefficient that is not a finite number\n");
-}
-
 void CheckFinite(lua_State* L, const std::vector<WaveFunctionType>& psi) {
   for (std::size_t k = 0; k < psi.size(); ++k)
     for (std::uint32_t i = 1; i <= ElementCount(psi[k]); ++i)
@@ -291,7 +283,6 @@ int LuaEigensystem(lua_State* L) {
   }
   CheckSpaces(L, *H, call);
   CheckStartIsPossible(L, call);
-  CheckFinite(L, *H);
   PrepareStartFunctions(L, call);
   lua_check(L, 1, H);                         // a collection may have run finalisers of the script
   CheckHermitian(L, *H, call.settings.zero);  // the last, as it may mend H

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
+#include "solvers/panel_lanczos.h"
 
 namespace fermix {
 
@@ -13,12 +15,17 @@ namespace {
 
 constexpr std::uint32_t ProgressMask = 256;
 
-// One run: three vectors in rotation, v[i % 3] being vector i.
+// One run, term by term: three vectors in rotation, v[i % 3] being vector i.
 class Lanczos {
  public:
-  Lanczos(const CompiledOperator& H, WaveFunctionType psi, double epsilon, TriDiagonalMatrixType& M,
-          double width)
-      : H_(H), M_(M), N_(ChainLength(M)), levels_(N_), eps_(epsilon), s2_(4 * width * width) {
+  Lanczos(const CompiledOperator& H, WaveFunctionType psi, const LanczosSettings& settings,
+          TriDiagonalMatrixType& M)
+      : H_(H),
+        M_(M),
+        N_(settings.length),
+        levels_(N_),
+        eps_(settings.epsilon),
+        s2_(4 * settings.width * settings.width) {
     v_[0] = std::move(psi);
   }
 
@@ -135,32 +142,77 @@ class Lanczos {
   WaveFunctionType v_[3];
 };
 
-std::uint32_t Run(const OperatorType& H, const DeterminantRestrictionType& R, WaveFunctionType psi,
-                  double epsilon, TriDiagonalMatrixType& M, double width) {
-  if (ChainLength(M) == 0) return 0;
-  const std::uint32_t kind = QComplex(H);
-  if (kind != 0)
+// H with its chain of compiled terms, for states that go their own way.
+LanczosRun RunAlone(const CompiledOperator& H, WaveFunctionType psi, const LanczosSettings& settings) {
+  if (H.kind != 0)
     OrSay("MakeComplexWaveFunctionFromReal failed in LanczosTriDiagonalize\n",
           [&] { MakeComplexWaveFunctionFromReal(psi); });
-  const char form[] = {"RCM"[kind], QComplex(psi) ? 'C' : 'R', 0};
-  VerbosityPrintf(1, "Start of LanczosTriDiagonalize%s\n", form);
-  std::fflush(stdout);
-  const CompiledOperator compiled = CompileOperator(H, &R, std::size_t{ElementCount(psi)} * ChainLength(M));
-  return Lanczos(compiled, std::move(psi), epsilon, M, width).Run();
+  const char form[] = {"RCM"[H.kind], QComplex(psi) ? 'C' : 'R', 0};
+  SayLanczosStart(form);
+  LanczosRun run{InitTriDiagonalMatrix(settings.length), 0};
+  run.levels = Lanczos(H, std::move(psi), settings, run.chain).Run();
+  return run;
+}
+
+// How many states from first on go together: 1, 2, or as many as fill a panel, all of one kind.
+std::size_t GroupSize(const std::vector<WaveFunctionType>& starts, std::size_t first, bool complexH) {
+  const auto complex = [&](std::size_t s) { return complexH || QComplex(starts[s]); };
+  std::size_t end = first;
+  while (end < starts.size() && end - first < PanelStates(complex(first)) && complex(end) == complex(first))
+    ++end;
+  return end - first;
+}
+
+// Chains of the states done .. of starts; stops where rows don't fit or don't pay. Frees the states done.
+template <class C>
+void RunTogether(const OperatorType& H, const DeterminantRestrictionType& R,
+                 std::vector<WaveFunctionType>& starts, const LanczosSettings& settings,
+                 std::vector<LanczosRun>& runs, std::size_t& done) {
+  OperatorRows<C> rows(H, &R, std::make_shared<DeterminantBasis>(Layout(starts[0])), SIZE_MAX);
+  std::size_t most = SIZE_MAX;
+  while (done < starts.size()) {
+    const std::size_t count = std::min(most, GroupSize(starts, done, IsComplex<C>));
+    const bool complex = IsComplex<C> || QComplex(starts[done]);
+    if (PanelLanczos(rows, &starts[done], count, complex, settings, &runs[done])) {
+      for (const std::size_t end = done + count; done < end; ++done) starts[done] = WaveFunctionType();
+    } else if (count > 1 && rows.limit != 0) {
+      most = 1;  // one state alone needs less room
+    } else {
+      return;
+    }
+  }
 }
 
 }  // namespace
 
-std::uint32_t LanczosTriDiagonalize(const OperatorType& H, WaveFunctionType psi, double epsilon,
-                                    TriDiagonalMatrixType& M, double width) {
-  if (NRestrictions(H.Restrictions)) WaveFunctionRestrict(psi, H.Restrictions);
-  return Run(H, H.Restrictions, std::move(psi), epsilon, M, width);
+void SayLanczosStart(const char* form) {
+  VerbosityPrintf(1, "Start of LanczosTriDiagonalize%s\n", form);
+  std::fflush(stdout);
 }
 
-std::uint32_t LanczosTriDiagonalizeRestricted(const OperatorType& H, WaveFunctionType psi,
-                                              const DeterminantRestrictionType& R, double epsilon,
-                                              TriDiagonalMatrixType& M, double width) {
-  return Run(H, R, std::move(psi), epsilon, M, width);
+std::vector<LanczosRun> LanczosTriDiagonalize(const OperatorType& H, const DeterminantRestrictionType* R,
+                                              std::vector<WaveFunctionType> starts,
+                                              const LanczosSettings& settings) {
+  std::vector<LanczosRun> runs(starts.size());
+  if (starts.empty() || settings.length == 0) return runs;
+  if (!R && NRestrictions(H.Restrictions))
+    for (WaveFunctionType& psi : starts) WaveFunctionRestrict(psi, H.Restrictions);
+  const DeterminantRestrictionType& restrictions = R ? *R : H.Restrictions;
+  std::size_t done = 0;
+  // Without room even for its beginnings the shared way is left to the other one.
+  static_cast<void>(!settings.shareRows || FitsInMemory([&] {
+    if (QComplex(H)) {
+      RunTogether<Complex16>(H, restrictions, starts, settings, runs, done);
+    } else {
+      RunTogether<double>(H, restrictions, starts, settings, runs, done);
+    }
+  }));
+  if (done == starts.size()) return runs;
+  const CompiledOperator compiled =
+      CompileOperator(H, &restrictions, std::size_t{ElementCount(starts[done])} * settings.length);
+  for (; done < starts.size(); ++done)
+    runs[done] = RunAlone(compiled, std::exchange(starts[done], WaveFunctionType()), settings);
+  return runs;
 }
 
 }  // namespace fermix

@@ -6,23 +6,34 @@
 
 namespace fermix {
 
-// Fills the chain M, whose length the caller chose, from the start state psi: a[0] = 0, a[k] and b[k] the
-// Lanczos coefficients, b[0] the norm of psi. Three vectors, no reorthogonalisation, no early stop: a chain
-// that closes goes on with zeros.
-//
-// epsilon  truncation threshold of the vectors; loosens with the depth in the chain, and doubles when memory
-//          runs out
-// width    spectral resolution aimed at, in units of H
-// psi      consumed. Restrictions on H are applied to it first, and to all that follows
-// Ends the process when memory runs out and nothing is left that could be truncated.
-// Returns the number of levels whose energies mean something: all of them, or those before the first vector
-// of which normalisation or truncation left nothing or too little. Coefficients behind it hardly reach the
-// function of the chain, yet its eigenvalues may lie anywhere.
-std::uint32_t LanczosTriDiagonalize(const OperatorType& H, WaveFunctionType psi, double epsilon,
-                                    TriDiagonalMatrixType& M, double width);
-// The same with explicit restrictions; psi is taken as it is.
-std::uint32_t LanczosTriDiagonalizeRestricted(const OperatorType& H, WaveFunctionType psi,
-                                              const DeterminantRestrictionType& R, double epsilon,
-                                              TriDiagonalMatrixType& M, double width);
+struct LanczosSettings {
+  std::uint32_t length = 0;  // of the chains
+  double epsilon = 0;        // truncation threshold of the vectors; loosens with the depth in the chain, and
+                             // doubles when memory runs out
+  double width = 0;          // spectral resolution aimed at, in units of H
+  bool shareRows = true;     // false asks for the way term by term
+};
+
+struct LanczosRun {
+  // a[0] = 0; a[k] and b[k] the Lanczos coefficients, b[0] the norm of the start state.
+  TriDiagonalMatrixType chain;
+  // How many levels have energies that mean something: all of them, or those before the first vector of which
+  // normalisation or truncation left nothing or too little. Coefficients behind it hardly reach the function
+  // of the chain, yet its eigenvalues may lie anywhere.
+  std::uint32_t levels = 0;
+};
+
+// A chain for each start state. Three vectors, no reorthogonalisation, no early stop: a chain that closes
+// goes on with zeros. All states share the rows of H while memory has room for them; where it has not, or
+// where truncation leaves little of what H reaches, each state goes its own way, term by term: the same
+// chains up to rounding, slower. R: restrictions of all vectors; the start states are taken as they are. Null
+// takes those of H, and restricts the start states first. Ends the process when memory runs out and nothing
+// is left that could be truncated.
+std::vector<LanczosRun> LanczosTriDiagonalize(const OperatorType& H, const DeterminantRestrictionType* R,
+                                              std::vector<WaveFunctionType> starts,
+                                              const LanczosSettings& settings);
+
+// "Start of LanczosTriDiagonalizeRR" with the letters of operator and state.
+void SayLanczosStart(const char* form);
 
 }  // namespace fermix

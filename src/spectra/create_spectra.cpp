@@ -122,36 +122,19 @@ std::string ChainFile(const CreateSpectraSettings& settings, std::size_t pairs, 
   return name;
 }
 
-// A chain and how many of its levels, from the first on, have energies that mean something.
-struct LanczosRun {
-  TriDiagonalMatrixType chain;
-  std::uint32_t levels;
-};
-
-LanczosRun RunLanczos(const Problem& problem, WaveFunctionType Tpsi) {
-  const CreateSpectraSettings& s = problem.settings;
-  LanczosRun run{InitTriDiagonalMatrix(s.solver.NTri), 0};
-  const double width = std::max(s.solver.grid.Gamma, s.solver.epsilon);
-  if (NRestrictions(s.solver.Restrictions) > 0) {
-    run.levels = LanczosTriDiagonalizeRestricted(problem.H, std::move(Tpsi), s.solver.Restrictions,
-                                                 s.solver.epsilon, run.chain, width);
-  } else {
-    run.levels = LanczosTriDiagonalize(problem.H, std::move(Tpsi), s.solver.epsilon, run.chain, width);
-  }
-  return run;
-}
-
 std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem) {
-  std::vector<LanczosRun> runs;
-  for (std::size_t k = 0; k < problem.Tpsi.size(); ++k) {
-    runs.push_back(RunLanczos(problem, std::move(problem.Tpsi[k])));
-    problem.Tpsi[k] = WaveFunctionType();
-    if (problem.settings.file.empty()) continue;
+  const CreateSpectraSettings& s = problem.settings;
+  const LanczosSettings settings{s.solver.NTri, s.solver.epsilon,
+                                 std::max(s.solver.grid.Gamma, s.solver.epsilon)};
+  const bool given = NRestrictions(s.solver.Restrictions) > 0;
+  std::vector<LanczosRun> runs = LanczosTriDiagonalize(problem.H, given ? &s.solver.Restrictions : nullptr,
+                                                       std::move(problem.Tpsi), settings);
+  if (s.file.empty()) return runs;
+  for (std::size_t k = 0; k < runs.size(); ++k) {
     // The file is a by-product: a line tells when it could not be written, the spectra follow all the same.
-    const std::string name = ChainFile(problem.settings, problem.Tpsi.size(), k);
-    static_cast<void>(FilePrintPlainTriDiagonalMatrix(runs.back().chain, name.c_str(), "w"));
+    const std::string name = ChainFile(s, runs.size(), k);
+    static_cast<void>(FilePrintPlainTriDiagonalMatrix(runs[k].chain, name.c_str(), "w"));
   }
-  problem.Tpsi.clear();
   return runs;
 }
 

@@ -1,6 +1,7 @@
 #include "spectra/spectrum_methods_script.h"
 
 #include <algorithm>
+#include <cfloat>
 
 #include "core/operator_script.h"
 #include "core/wave_function_script.h"
@@ -36,6 +37,13 @@ struct WidthTable {
   }
 };
 
+double CheckWidth(lua_State* L, double FWHM, const BroadeningShape& shape) {
+  if (!(FWHM >= 0 && FWHM <= DBL_MAX))
+    ScriptError(L, "Error Spectra.Broaden called with the %s FWHM %g, a number of at least 0 expected\n",
+                shape.name, FWHM);
+  return FWHM;
+}
+
 WidthTable ReadWidthTable(lua_State* L, int index, const BroadeningShape& shape) {
   const MatrixArgument m(L, index);
   if (IsComplexMatrix(*m) || m->Nj != 2)
@@ -47,7 +55,7 @@ WidthTable ReadWidthTable(lua_State* L, int index, const BroadeningShape& shape)
   const auto& data = std::get<0>(m->Data);
   for (std::size_t row = 0; row < m->Ni; ++row) {
     table.energy.push_back(data[2 * row]);
-    table.FWHM.push_back(data[2 * row + 1]);
+    table.FWHM.push_back(CheckWidth(L, data[2 * row + 1], shape));
     if (row > 0 && !(table.energy[row] >= table.energy[row - 1]))
       luaL_error(L,
                  "List of variable %s broadening at position %d should be of the form {{Energy_1, "
@@ -71,7 +79,7 @@ Width ReadWidth(lua_State* L, int index, const BroadeningShape& shape) {
                : index == 2 ? "nd"
                             : "rd",
                shape.name);
-  return lua_tonumber(L, index);
+  return CheckWidth(L, lua_tonumber(L, index), shape);
 }
 
 void BroadenOne(SpectraType& S, const Width& width, const BroadeningShape& shape) {

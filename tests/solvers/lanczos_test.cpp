@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "alloc_failure.h"
 #include "host/base/verbosity.h"
 #include "solvers/model_systems.h"
 
@@ -27,11 +28,21 @@ double ExactMoment(const Dense& H, Dense x, int k) {
   return Dot(psi, x).real();
 }
 
-TriDiagonalMatrixType Chain(std::size_t N) {
-  TriDiagonalMatrixType M;
-  M.a.assign(N + 1, -7.0);  // must be overwritten
-  M.b.assign(N, -7.0);
-  return M;
+// One chain by the shared way, after it was found to be that of the way term by term, printed lines included.
+LanczosRun RunBothWays(const OperatorType& H, const WaveFunctionType& psi, LanczosSettings settings,
+                       const DeterminantRestrictionType* R = nullptr, std::string* printed = nullptr) {
+  std::vector<LanczosRun> shared, direct;
+  const std::string text = Printed([&] { shared = LanczosTriDiagonalize(H, R, {psi}, settings); });
+  settings.shareRows = false;
+  EXPECT_EQ(Printed([&] { direct = LanczosTriDiagonalize(H, R, {psi}, settings); }), text);
+  EXPECT_EQ(shared[0].levels, direct[0].levels);
+  EXPECT_EQ(shared[0].chain.a.size(), settings.length + 1);
+  for (std::uint32_t k = 0; k < settings.length; ++k) {
+    EXPECT_NEAR(shared[0].chain.a[k + 1], direct[0].chain.a[k + 1], 1e-9) << k;
+    EXPECT_NEAR(shared[0].chain.b[k], direct[0].chain.b[k], 1e-9) << k;
+  }
+  if (printed) *printed = text;
+  return shared[0];
 }
 
 TEST(Lanczos, ChainHasTheMomentsOfTheOperatorInAllForms) {
@@ -53,9 +64,10 @@ TEST(Lanczos, ChainHasTheMomentsOfTheOperatorInAllForms) {
     for (std::size_t i = 0; i < 20; ++i)
       start[3 * i] = {std::cos(double(i)), c.complexState ? 0.3 * double(i) : 0};
     WaveFunctionType psi = MakeState(8, masks, start, c.complexState);
-    TriDiagonalMatrixType M = Chain(6);
-    EXPECT_EQ(Printed([&] { LanczosTriDiagonalize(MakeOperator(model), psi, 0, M, 0.1); }),
-              std::string("Start of LanczosTriDiagonalize") + c.form + "\n");
+    std::string printed;
+    const TriDiagonalMatrixType M =
+        RunBothWays(MakeOperator(model), psi, {6, 0, 0.1}, nullptr, &printed).chain;
+    EXPECT_EQ(printed, std::string("Start of LanczosTriDiagonalize") + c.form + "\n");
     EXPECT_EQ(M.a[0], 0);
     const Dense H = MatrixOf(model, masks);
     double scale = ExactMoment(H, start, 0);
@@ -81,9 +93,8 @@ TEST(Lanczos, RestrictionsProjectTheStartAndAllThatFollows) {
   OperatorType restricted = MakeOperator(model);
   restricted.Restrictions = R;
 
-  TriDiagonalMatrixType own = Chain(5), given = Chain(5);
-  LanczosTriDiagonalize(restricted, psi, 0, own, 0.1);
-  LanczosTriDiagonalizeRestricted(MakeOperator(model), psiInside, R, 0, given, 0.1);
+  const TriDiagonalMatrixType own = RunBothWays(restricted, psi, {5, 0, 0.1}).chain,
+                              given = RunBothWays(MakeOperator(model), psiInside, {5, 0, 0.1}, &R).chain;
   for (int k = 0; k < 10; ++k) {
     const double exact = ExactMoment(H, startInside, k);
     EXPECT_NEAR(ChainMoment(own, k), exact, 1e-10 * std::fabs(exact) + 1e-10);
@@ -98,8 +109,8 @@ TEST(Lanczos, ChainThatClosesGoesOnWithZeros) {
   model.Add({C(1), A(1)}, 3.0);
   model.AddHermitian({C(0), A(1)}, 0.5);
   const WaveFunctionType psi = MakeState(2, {1}, {2.0}, false);
-  TriDiagonalMatrixType M = Chain(5);
-  EXPECT_EQ(LanczosTriDiagonalize(MakeOperator(model), psi, 1e-12, M, 0.1), 2u);
+  const auto [M, levels] = RunBothWays(MakeOperator(model), psi, {5, 1e-12, 0.1});
+  EXPECT_EQ(levels, 2u);
   const std::vector<double> a = {0, 1, 3, 0, 0, 0}, b = {2, 0.5, 0, 0, 0};
   for (std::size_t k = 0; k < a.size(); ++k) EXPECT_NEAR(M.a[k], a[k], 1e-12) << k;
   for (std::size_t k = 0; k < b.size(); ++k) EXPECT_NEAR(M.b[k], b[k], 1e-12) << k;
@@ -108,15 +119,71 @@ TEST(Lanczos, ChainThatClosesGoesOnWithZeros) {
 TEST(Lanczos, ShortChainsAndEmptyStarts) {
   const Model model = RandomModel(4, true, 9);
   const OperatorType H = MakeOperator(model);
-  TriDiagonalMatrixType none = Chain(0), one = Chain(1), zero = Chain(4);
   const WaveFunctionType psi = MakeState(4, {3}, {Amplitude(0, 2)}, true);
-  EXPECT_EQ(LanczosTriDiagonalize(H, psi, 0, none, 0.1), 0u);
-  EXPECT_EQ(LanczosTriDiagonalize(H, psi, 0, one, 0.1), 1u);
-  EXPECT_DOUBLE_EQ(one.b[0], 2);
-  EXPECT_NEAR(one.a[1], MatrixOf(model, {3})[0].real(), 1e-14);
-  EXPECT_EQ(LanczosTriDiagonalize(H, MakeState(4, {3}, {0.0}, true), 1e-10, zero, 0.0), 0u);
-  EXPECT_EQ(zero.a, std::vector<double>(5));
-  EXPECT_EQ(zero.b, std::vector<double>(4));
+  EXPECT_EQ(LanczosTriDiagonalize(H, nullptr, {psi}, {0, 0, 0.1})[0].levels, 0u);
+  const LanczosRun one = RunBothWays(H, psi, {1, 0, 0.1});
+  EXPECT_EQ(one.levels, 1u);
+  EXPECT_DOUBLE_EQ(one.chain.b[0], 2);
+  EXPECT_NEAR(one.chain.a[1], MatrixOf(model, {3})[0].real(), 1e-14);
+  const LanczosRun zero = RunBothWays(H, MakeState(4, {3}, {0.0}, true), {4, 1e-10, 0.0});
+  EXPECT_EQ(zero.levels, 0u);
+  EXPECT_EQ(zero.chain.a, std::vector<double>(5));
+  EXPECT_EQ(zero.chain.b, std::vector<double>(4));
+}
+
+// Ten states in groups of two kinds: each gets the chain that it has alone, truncated as alone.
+TEST(Lanczos, StatesTogetherGetTheirOwnChains) {
+  for (const bool complexOperator : {false, true}) {
+    const Model model = RandomModel(8, complexOperator, 6);
+    const OperatorType H = MakeOperator(model);
+    const std::vector<Mask> all = Electrons(4, 8);
+    const LanczosSettings settings{6, 0.05, 0.3};
+    std::vector<WaveFunctionType> starts;
+    for (int s = 0; s < 10; ++s) {
+      const bool complex = s == 3 || s > 7;
+      Dense values(all.size());
+      for (std::size_t i = 0; i < all.size(); ++i)
+        values[i] = {std::sin(double(s + 1) * double(i)), complex ? std::cos(double(i)) : 0.0};
+      starts.push_back(s == 5 ? MakeState(8, {}, {}, false) : MakeState(8, all, values, complex));
+    }
+    const auto together = LanczosTriDiagonalize(H, nullptr, starts, settings);
+    for (std::size_t s = 0; s < starts.size(); ++s) {
+      SCOPED_TRACE(s);
+      const LanczosRun alone = RunBothWays(H, starts[s], settings);
+      EXPECT_EQ(alone.levels, together[s].levels);
+      for (std::uint32_t k = 0; k < settings.length; ++k) {
+        EXPECT_NEAR(alone.chain.a[k + 1], together[s].chain.a[k + 1], 1e-9) << k;
+        EXPECT_NEAR(alone.chain.b[k], together[s].chain.b[k], 1e-9) << k;
+      }
+    }
+  }
+}
+
+// Wherever memory runs out, the chain comes out all the same, by the other way if need be.
+TEST(Lanczos, SharedRowsAreNotNeeded) {
+  const Model model = RandomModel(6, false, 8);
+  const OperatorType H = MakeOperator(model);
+  const std::vector<Mask> all = Electrons(3, 6);
+  const WaveFunctionType psi = MakeState(6, all, Dense(all.size(), 0.5), false);
+  const LanczosSettings settings{3, 0, 0.1};
+  const LanczosRun expected = RunBothWays(H, psi, settings);
+  std::size_t thrown = 0;
+  for (std::size_t n = 0; n == 0 || QAllocationFailed(); ++n) {
+    std::vector<WaveFunctionType> starts = {psi};
+    std::vector<LanczosRun> runs;
+    {
+      FailingAllocation failure(n);
+      try {
+        runs = LanczosTriDiagonalize(H, nullptr, std::move(starts), settings);
+      } catch (const std::bad_alloc&) {
+        ++thrown;  // before the first row
+        continue;
+      }
+    }
+    for (std::uint32_t k = 0; k < settings.length; ++k)
+      EXPECT_NEAR(runs[0].chain.a[k + 1], expected.chain.a[k + 1], 1e-9) << k;
+  }
+  EXPECT_LE(thrown, 3u);
 }
 
 TEST(Lanczos, ProgressLinesNameTheCoefficients) {
@@ -124,9 +191,10 @@ TEST(Lanczos, ProgressLinesNameTheCoefficients) {
   Model model{2, {}};
   model.Add({C(0), A(0)}, 1.0);
   model.AddHermitian({C(0), A(1)}, 0.5);
-  TriDiagonalMatrixType M = Chain(2);
   const WaveFunctionType psi = MakeState(2, {1}, {1.0}, false);
-  EXPECT_EQ(Printed([&] { LanczosTriDiagonalize(MakeOperator(model), psi, 1e-10, M, 0.5); }),
+  std::string printed;
+  RunBothWays(MakeOperator(model), psi, {2, 1e-10, 0.5}, nullptr, &printed);
+  EXPECT_EQ(printed,
             "BasisSetSize:            1            1\n"
             "BasisSetSize:            2            1 | M.a[  1] M.b[  0]:  1.00000E+00  1.00000E+00 | Err:  "
             "1.00000E+00\n"

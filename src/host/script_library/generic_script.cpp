@@ -160,13 +160,13 @@ TableShape ShapeOfTable(lua_State* L, int index) {
   TableShape shape;
   shape.length = static_cast<int>(lua_rawlen(L, index));
   lua_rawgeti(L, index, 1);
-  shape.width = lua_istable(L, -1) ? static_cast<int>(lua_rawlen(L, -1)) : -1;
+  shape.width = lua_istable(L, -1) ? ListLength(L, -1) : -1;
   lua_pop(L, 1);
   lua_pushnil(L);
   for (; lua_next(L, index); lua_pop(L, 1), ++shape.elements) {
     const bool table = lua_istable(L, -1);
     shape.tables += table;
-    shape.QMatrix &= table && static_cast<int>(lua_rawlen(L, -1)) == shape.width;
+    shape.QMatrix &= table && ListLength(L, -1) == shape.width;
   }
   shape.QMatrix &= shape.elements == shape.length && shape.elements > 0;
   return shape;
@@ -180,7 +180,7 @@ void TransposeAsMatrix(lua_State* L, int index, const TableShape& shape, const P
     lua_createtable(L, shape.length, 0);
     for (int i = 1; i <= shape.length; ++i) {
       lua_rawgeti(L, index, i);
-      lua_rawgeti(L, -1, j);
+      PushListElement(L, -1, j);
       Walk(L, -1, policy, depth + 2, walk);
       lua_rawseti(L, -4, i);
       lua_pop(L, 2);

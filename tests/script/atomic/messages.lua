@@ -6,6 +6,7 @@ local zero = "Angular momentum operator acting on zero fermions is not defined"
 local many = "ERROR: LuaNewOperator called with to many particles in he one particle basis NF= %d, NB=0\n"
 local basis = "Unrecognized value for basis %s, use SphericalHarmonicsY, TesseralHarmonicsZ, KubicHarmonicsK, " ..
               "PyramidalHarmonicsP, or jjz\n"
+local notFinite = "Error, operator with a coefficient that is infinite or not a number\n"
 local noNumber = "bad argument #-1 to '?' (number expected, got %s)"
 local up, dn = {1, 3, 5}, {0, 2, 4}
 
@@ -39,6 +40,8 @@ refused {
   {many:format(32769), "Tz", 32769, up, dn},
   {noNumber:format("table"), "Sz", 4, {{}}, dn, {{"basis", "Q"}}},
   {basis:format("Q"), "Lz", 4, {9}, dn, {{"basis", "Q"}}},
+  {'Error in option 1, Unrecognized option "bassi"\n Possible values for options are:\nbasis [char*]\n',
+   "Lz", 6, up, dn, {bassi = "K"}},
   {"First index" .. range, "Sx", 4, {1, 4}, {65536}},
   {"First index" .. range, "Jsqr", 4, {65536}, {0}},
   {"Second index" .. range, "J2", 4, {1}, {0, 1e300}},
@@ -58,6 +61,9 @@ refused {
   {"Crystal-field operator acting on zero fermions is not defined", "CF", 0, up, cubic},
   {cf .. "called with 1 arguments, 3,4 or 6 expected\n", "CF", 6},
   {cf .. "called with 5 arguments, 3,4 or 6 expected\n", "CF", 6, up, dn, up, cubic},
+  {cf .. "an empty last table is a list of options, the expansion should stand before it\n", "CF", 6, up, dn, {}},
+  {notFinite, "CF", 6, up, dn, {{2, 0, nan}}}, {notFinite, "CF", 1, {0}, {{0, 0, huge}}},
+  {notFinite, "U", 6, up, dn, {1.79e308, 1.79e308}},
   {"Index up" .. range, "CF", 4, {4}, cubic},
   {"Index up" .. range, "CF", 4, {4}, {0}, cubic},
   {"Index dn" .. range, "CF", 4, {3}, {-5}, cubic},
@@ -133,6 +139,9 @@ for _, c in ipairs {
   {three, ThreeJSymbol, {1, 0.25}, {1, 0}, {1, 0}},
   {three, math.ThreeJ, {nan, 0}, {1, 0}, {1, 0}},
   {three, math.ThreeJ, {1, 0}, {huge, 0}, {1, 0}},
+  {"angular momentum 1e+300 is too large\n", ThreeJSymbol, {1e300, 0}, {1e300, 0}, {0, 0}},
+  {"the angular momenta of a 3j symbol are too large\n", ThreeJSymbol, {1e8, 0}, {1e8, 0}, {0, 0}},
+  {"the angular momenta of a 3j symbol are too large\n", SlaterCoefficientC, 0, {1e8, 0}, {1e8, 0}},
   {noNumber:format("nil"), ThreeJSymbol, {1}, {1, 0}, {1, 0}},
   {"bad argument #3 to '?' (table expected, got no value)", ThreeJSymbol, {1, 0}, {1, 0}},
   {six, SlaterCoefficientC, {1, 0.5}, {1, 0}, {1, 0}},

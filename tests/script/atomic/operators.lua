@@ -45,13 +45,20 @@ for l = 0, 3 do
 end
 same("named jjz", NewOperator("Jz", 2, {}, {0, 1}, {{"basis", "Basisj"}}), NewOperator("Jz", 2, {}, {0, 1}))
 
+-- Prefactors below 0.001 are dropped: jz / (2l + 1) of the four states with jz = +-1/2 when l = 250.
+local jmin, jplus = {}, {}
+for k = 0, 1001 do table.insert(k < 500 and jmin or jplus, k) end
+check.equal("small prefactors", NewOperator("Sz", 1002, jmin, jplus).N[2], 1002 - 4 + 2 * 500)
+
 -- Bases. The spin is the same in all of them; options may be an empty list; the case of the key is free.
 for _, basis in ipairs {"SphericalHarmonicsY", "BasisZ", "KubicHarmonics", "CubicHarmonics", "P"} do
   same("spin in " .. basis, NewOperator("Sy", NF, up, dn, {{"Basis", basis}}), O.Sy)
 end
 same("default basis", NewOperator("Lx", NF, up, dn, {}), O.Lx)
 same("option", NewOperator("Lx", NF, up, dn, {{"basis", "Y"}}), O.Lx)
-check.equal("field", #NewOperator("Lz", NF, up, dn, {basis = "K"}).N, 0)
+for _, options in ipairs {{basis = "K"}, {Basis = "K"}} do
+  check.equal("field", #NewOperator("Lz", NF, up, dn, options).N, 0)
+end
 for _, kind in ipairs {"Lx", "Jsqr", "ldots", "Tx", "Qzz"} do
   for _, basis in ipairs {"Z", "K", "PyramidalHarmonicsP"} do
     local none = NewOperator(kind, NF, up, dn, {{"basis", basis}})  -- prints that it is not yet implemented

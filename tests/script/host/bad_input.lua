@@ -21,10 +21,13 @@ for name in ("assert collectgarbage dofile error getmetatable ipairs load loadfi
   "pcall print rawequal rawget rawlen rawset require select setmetatable tonumber tostring type unpack xpcall"):gmatch("%S+") do
   stock[name] = true
 end
-local functions = {}
+local functions, collected = {}, {}
 local function collect(prefix, t)
   for name, value in pairs(t) do
-    if type(value) == "function" and not stock[name] then functions[#functions + 1] = {prefix .. name, value} end
+    if type(value) == "function" and not stock[name] and not collected[value] then
+      functions[#functions + 1] = {prefix .. name, value}
+      collected[value] = true
+    end
   end
 end
 collect("", _G)
@@ -66,7 +69,9 @@ for _, entry in ipairs(functions) do
     try(name, f, I, values[i])
     for j = 0, #values do
       try(name, f, values[i], values[j])
-      try(name, f, values[i], values[j], values[(i + 3 * j) % (#values + 1)], values[(5 * i + j) % (#values + 1)])
+      if (i + j) % 3 == 0 then
+        try(name, f, values[i], values[j], values[(i + 3 * j) % (#values + 1)], values[(5 * i + j) % (#values + 1)])
+      end
     end
   end
   -- What a call may have written to

@@ -30,6 +30,19 @@ check.equal("fields", view.__Row, 2)
 view[1] = 5
 check.equal("written through", view.__Matrix[2][1], 5)
 
+-- A view is the list of its elements for ipairs, and for all that reads lists; a view of rows is a list of rows.
+m[2] = {C(0, 2), 22, 23}
+check.equal("length", #m[1] .. #m[{1, 2}], "33")
+local seen = {}
+for i, row in ipairs(m) do for j, x in ipairs(row) do seen[#seen + 1] = i .. j .. "=" .. tostring(x) end end
+check.equal("ipairs", table.concat(seen, " "), "11=11 12=12 13=13 21=" .. tostring(C(0, 2)) .. " 22=22 23=23")
+check.ok("matrix of views", Matrix.ToUserdata({m[2], m[-2]}) == Matrix.New({{C(0, 2), 22, 23}, {11, 12, 13}}))
+check.ok("matrix of a view of rows", Matrix.ToUserdata(m[{2, -1}]) == Matrix.New({{C(0, 2), 22, 23}, {C(0, 2), 22, 23}}))
+check.ok("transposed", Matrix.ToUserdata(Transpose({m[1], m[2]})) == Transpose(m))
+check.ok("no option list", not pcall(Matrix.Identity, 2, m[1]))
+check.ok("list of numbers", Matrix.Diagonal(m[1]) == Matrix.Diagonal({11, 12, 13}))
+m = matrix()
+
 -- Writing
 m[1] = {1, 2, 3}
 m[-1][2] = 9
@@ -103,5 +116,6 @@ check.ok("row of a view", not pcall(function() return broken[1] end))
 broken.__Row = {}
 broken.__Matrix = {}
 check.ok("matrix of a view", not pcall(function() return broken[1] end))
+check.equal("as a list it is empty then", Matrix.Diagonal(broken) == Matrix.Diagonal({}), true)
 check.ok("no view", not pcall(function() return setmetatable({}, MatrixRowMeta)[1] end))
 check.done()

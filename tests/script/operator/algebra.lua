@@ -59,6 +59,7 @@ check.error("cyclic table", "Error: table nested deeper than 200 levels, or cont
 check.error("cyclic table", "Error: table nested deeper than 200 levels, or containing itself\n", meta.__mul, loop, A)
 
 local two = NewOperator(2, 1, {})
+local notFinite = "Error, operator with a coefficient that is infinite or not a number\n"
 local errors = {
   {"Adding two operators with different number of Fermions (3 and 2)\n", meta.__add, A, two},
   {"Adding two operators with different number of Bosons (0 and 1)\n", meta.__add, A, NewOperator(3, 1, {})},
@@ -76,6 +77,9 @@ local errors = {
   {"Error, operator added to a number that is not a number\n", meta.__add, A, 0 / 0},
   {"Error, operator devided by a number that is not a number\n", meta.__div, A, 0 / 0},
   {"Error, operator devided by an object of unrecognized type\n", meta.__div, A, {}},
+  {notFinite, meta.__div, A, 0}, {notFinite, meta.__mul, A, 1 / 0}, {notFinite, meta.__add, A, 1 / 0},
+  {notFinite, meta.__mul, 1e300 * A, 1e300 * A}, {notFinite, NewOperator, 2, 0, {{1, -0, 1 / 0}}},
+  {notFinite, Matrix.ToOperator, {{0 / 0}}},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
 for _, wrong in ipairs({true, {}, print, psi, "x"}) do

@@ -63,6 +63,22 @@ for k, d in ipairs({"1100", "0110", "0101"}) do dets[k] = NewWavefunction(4, 0, 
 local list = {psi, dets[1] + dets[3]}
 near("on determinants", OperatorToMatrix(H + i, psi), Braket(dets, H + i, dets))
 near("on functions", OperatorToMatrix(H + i, list), Braket(list, H + i, list))
+-- Of a Hermitian operator the matrix is so to the last digit, which the general eigensystem would be taken for otherwise.
+local states, C = {}, Complex.New
+for k = 1, 6 do
+  states[k] = NewWavefunction(4, 0, {{"1100", math.random()}, {"1010", C(math.random(), math.random())}, {"0110", 1 / k}, {"0101", k}})
+end
+local hop = NewOperator(4, 0, {{0, -1, C(0.3, 0.1)}, {1, -0, C(0.3, -0.1)}, {1, -2, 1 / 3}, {2, -1, 1 / 3 + 1e-16}, {1, 0, -1, -0, 0.7}})
+local exact = OperatorToMatrix(hop, states)
+near("Hermitian", exact, Braket(states, hop, states))
+for _, matrix in ipairs({exact, OperatorToMatrix(hop, states[1])}) do
+  for j = 1, #matrix do
+    for k = 1, #matrix do check.equal("mirrored", matrix[j][k], Conjugate(matrix[k][j])) end
+  end
+end
+local small = OperatorToMatrix(NewOperator(4, 0, {{0, -1, 1e-20}}), {dets[1], NewWavefunction(4, 0, {{"1010", 1}}), dets[2]})
+check.ok("tiny and not Hermitian", small[2][3] ~= 0 and small[3][2] == 0)
+
 -- In a density: the energy of a determinant is exact.
 local det = NewWavefunction(4, 0, {{"0111", 1}})
 local rho = {{0, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}

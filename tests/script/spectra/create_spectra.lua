@@ -122,12 +122,9 @@ for _, arguments in ipairs{{H, T}, {T, psi, H}, {H, {T, 1}, psi}, {H, T, {psi, H
   check.ok("wrong arguments", not pcall(CreateSpectra, table.unpack(arguments)))
 end
 for _, options in ipairs{{}, {lanczos}} do
-  check.ok("not finite", not pcall(CreateSpectra, H * (1 / 0), T, psi, options))
-  for _, x in ipairs{1 / 0, 1e300} do
-    local text = "CreateSpectra called with operators or wave-functions that are not finite\n"
-    check.error("T times " .. x, text, CreateSpectra, H, T * x, psi, options)
-    check.error("psi times " .. x, text, CreateSpectra, H, T, psi * x, options)
-  end
+  local text = "CreateSpectra called with operators or wave-functions that are not finite\n"
+  check.error("T times 1e300", text, CreateSpectra, H, T * 1e300, psi, options)
+  for _, x in ipairs{1 / 0, 1e300} do check.error("psi times " .. x, text, CreateSpectra, H, T, psi * x, options) end
 end
 
 check.done()

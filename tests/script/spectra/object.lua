@@ -86,6 +86,11 @@ local form, order = "List of variable Gaussian broadening at position 1 should b
   "List of variable Lorenzian broadening at position 3 should be of the form {{Energy_1, FWHM_1},{Energy_2, FWHM_2},...,{Energy_n, FWHM_n}},\nwith Energy_1<Energh_2<...<Energh_n"
 check.error("width table of one column", form, S.Broaden, {{1}}, 0)
 check.error("falling energies", order, Spectra.Broaden, S, 0, {{1, 1}, {0, 1}})
+for _, width in ipairs{-1, 0 / 0, 1 / 0} do
+  local wrong = "Error Spectra.Broaden called with the %s FWHM %g, a number of at least 0 expected\n"
+  check.error("width", wrong:format("Gaussian", width), S.Broaden, width, 0)
+  check.error("width in a table", wrong:format("Lorenzian", width), S.Broaden, 0, {{1, width}})
+end
 check.error("Gaussian width", "Error Spectra.Broaden 1-st argument should be either a number defining the Gaussian FWHM,\nor a table of the form {{Energy_1, FWHM_1},...}\n", S.Broaden, nil, 1)
 check.error("Lorentzian width", "Error Spectra.Broaden 2-nd argument should be either a number defining the Lorenzian FWHM,\nor a table of the form {{Energy_1, FWHM_1},...}\n", S.Broaden, 1, true)
 

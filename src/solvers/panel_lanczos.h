@@ -1,0 +1,20 @@
+// Lanczos tridiagonalisation from several start states side by side, on remembered rows.
+#pragma once
+
+#include "core/panel.h"
+#include "solvers/lanczos.h"
+
+namespace fermix {
+
+// So many states fit into one panel.
+constexpr std::size_t PanelStates(bool complex) { return complex ? 4 : 8; }
+
+// Chains of start states as LanczosTriDiagonalize makes them, on the rows and the numbering of H, which grow.
+// count: 1, 2, or up to PanelStates(complex); complex: as one of the states or H is.
+// False when there is no memory, or when so much is truncated that states cover only a small part of the
+// numbering, so that going on without it costs less; nothing has been printed then.
+template <class C>
+[[nodiscard]] bool PanelLanczos(OperatorRows<C>& H, const WaveFunctionType* starts, std::size_t count,
+                                bool complex, const LanczosSettings& settings, LanczosRun* runs);
+
+}  // namespace fermix
