@@ -11,7 +11,6 @@
 #include "core/operator_rows.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
-#include "solvers/lanczos.h"
 #include "solvers/vector_kernels.h"
 
 namespace fermix {
@@ -300,36 +299,21 @@ StateRows GatherStateRows(std::vector<WaveFunctionType> states, const KeyLayout&
   return result;
 }
 
-StateRows LanczosTriDiagonalizeKrylov(const OperatorType& H, const WaveFunctionType& psi,
-                                      const DeterminantRestrictionType* R, const KrylovSettings& settings,
-                                      TriDiagonalMatrixType& M) {
-  const std::uint32_t N = ChainLength(M);
-  M = InitTriDiagonalMatrix(N);
-  if (N == 0) return GatherStateRows({}, Layout(psi));
-  std::optional<StateRows> states;
+KrylovBasis LanczosTriDiagonalizeKrylov(const OperatorType& H, const DeterminantRestrictionType* R,
+                                        const WaveFunctionType& psi, const LanczosSettings& settings) {
+  KrylovBasis K{GatherStateRows({}, Layout(psi)), InitTriDiagonalMatrix(settings.length)};
+  if (settings.length == 0) return K;
   const auto numbered = QComplex(H) != 0 ? NumberedKrylovBasis<Complex16, Complex16>
                         : QComplex(psi)  ? NumberedKrylovBasis<double, Complex16>
                                          : NumberedKrylovBasis<double, double>;
-  if (settings.shareRows && FitsInMemory([&] { states = numbered(H, psi, R, settings.epsilon, M); }))
-    return *std::move(states);
-  M = InitTriDiagonalMatrix(N);
+  if (settings.shareRows && FitsInMemory([&] { K.states = numbered(H, psi, R, settings.epsilon, K.chain); }))
+    return K;
+  K.chain = InitTriDiagonalMatrix(settings.length);
   Accuracy accuracy{settings.epsilon};
-  SeparateVectors vectors(H, R, psi, N, accuracy);
-  KeepKrylovVectors(vectors, accuracy, M);
-  return vectors.take();
-}
-
-std::vector<LanczosChain> LanczosForAll(const OperatorType& H, const DeterminantRestrictionType& R,
-                                        std::vector<WaveFunctionType> starts, double epsilon,
-                                        std::uint32_t NTri, double width) {
-  std::vector<LanczosChain> chains;
-  for (WaveFunctionType& start : starts) {
-    LanczosChain& chain = chains.emplace_back();
-    chain.M = InitTriDiagonalMatrix(NTri);
-    chain.levels = LanczosTriDiagonalizeRestricted(H, std::move(start), R, epsilon, chain.M, width);
-    start = WaveFunctionType();
-  }
-  return chains;
+  SeparateVectors vectors(H, R, psi, settings.length, accuracy);
+  KeepKrylovVectors(vectors, accuracy, K.chain);
+  K.states = vectors.take();
+  return K;
 }
 
 }  // namespace fermix

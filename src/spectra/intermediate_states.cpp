@@ -19,15 +19,15 @@ CompactMatrixType MatrixProduct(char opA, char opB, const CompactMatrixType& A, 
 KrylovPropagator MakeKrylovPropagator(const OperatorType& H, const WaveFunctionType& phi,
                                       const DeterminantRestrictionType* R, double epsilon, std::uint32_t NTri,
                                       const char* failed) {
-  KrylovPropagator propagator;
-  TriDiagonalMatrixType M = InitTriDiagonalMatrix(NTri);
-  propagator.states = LanczosTriDiagonalizeKrylov(H, phi, R, {epsilon}, M);
-  if (TriDiagonalMatrixToEigensystem(M, propagator.eigenvectors, propagator.e))
+  KrylovBasis K = LanczosTriDiagonalizeKrylov(H, R, phi, {NTri, epsilon});
+  KrylovPropagator propagator{std::move(K.states), {}, {}, {}};
+  if (TriDiagonalMatrixToEigensystem(K.chain, propagator.eigenvectors, propagator.e))
     throw std::runtime_error(failed);
   const std::size_t n = propagator.e.size();
   propagator.overlaps = InitCompactMatrix(1, static_cast<std::uint32_t>(n), false);
   for (std::size_t k = 0; k < n; ++k)
-    std::get<0>(propagator.overlaps.Data)[k] = M.b[0] * std::get<0>(propagator.eigenvectors.Data)[k * n];
+    std::get<0>(propagator.overlaps.Data)[k] =
+        K.chain.b[0] * std::get<0>(propagator.eigenvectors.Data)[k * n];
   return propagator;
 }
 

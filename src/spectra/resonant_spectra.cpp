@@ -7,7 +7,7 @@
 #include "host/base/status.h"
 #include "host/base/text.h"
 #include "host/base/verbosity.h"
-#include "solvers/krylov_basis.h"
+#include "solvers/lanczos.h"
 #include "spectra/intermediate_states.h"
 #include "spectra/resonant_problem.h"
 
@@ -66,24 +66,25 @@ namespace {
 // --- Lanczos path
 
 // Poles of the levels that truncation did not cut off.
-std::vector<double> PoleEnergies(const LanczosChain& chain) {
-  TriDiagonalMatrixType connected = chain.M;
-  connected.a.resize(std::size_t{chain.levels} + 1);
-  connected.b.resize(chain.levels);
+std::vector<double> PoleEnergies(const LanczosRun& run) {
+  TriDiagonalMatrixType connected = run.chain;
+  connected.a.resize(std::size_t{run.levels} + 1);
+  connected.b.resize(run.levels);
   std::vector<double> e;
-  if (!std::isfinite(chain.M.b[0] * chain.M.b[0]) || TriDiagonalMatrixToEigenvalues(connected, e))
+  if (!std::isfinite(run.chain.b[0] * run.chain.b[0]) || TriDiagonalMatrixToEigenvalues(connected, e))
     throw std::runtime_error(NotFinite);
   return e;
 }
 
 // A chain of H2 for each T2 and incident energy, energies inside.
-std::vector<LanczosChain> ChainsOfFinalStates(const ResonantProblem& problem,
-                                              const KrylovPropagator& propagator, double E0_1,
-                                              const EnergyGrid& incident) {
+std::vector<LanczosRun> ChainsOfFinalStates(const ResonantProblem& problem,
+                                            const KrylovPropagator& propagator, double E0_1,
+                                            const EnergyGrid& incident) {
   const ConvergenceSettingsType& s = problem.settings.solver;
+  const bool given = NRestrictions(s.Restrictions2) > 0;
   const std::size_t nT2 = problem.T2.size(), points = std::size_t{incident.NE} + 1;
   auto chains = OrSay("malloc of SpecTri2 failed in ResonantSpectra\n",
-                      [&] { return std::vector<LanczosChain>(nT2 * points); });
+                      [&] { return std::vector<LanczosRun>(nT2 * points); });
   const auto batch = [&](std::uint32_t first, std::uint32_t count) {
     std::vector<WaveFunctionType> starts;
     const BlockWaveFunctionType chi = OrSay("WaveFunctionInit failed in ResonantSpectra 00\n", [&] {
@@ -91,11 +92,10 @@ std::vector<LanczosChain> ChainsOfFinalStates(const ResonantProblem& problem,
     });
     for (const OperatorType* T2 : problem.T2) {
       auto x = BlockWaveFunctionToStates(FinalStates(problem, *T2, chi));
-      BlockWaveFunctionRestrict(x, problem.R2());
       starts.insert(starts.end(), x.begin(), x.end());
     }
-    auto some = LanczosForAll(problem.H2, problem.R2(), std::move(starts), s.epsilon, s.NTri2,
-                              s.grid2.Gamma + 1.4901161193847656e-8);
+    auto some = LanczosTriDiagonalize(problem.H2, given ? &s.Restrictions2 : nullptr, std::move(starts),
+                                      {s.NTri2, s.epsilon, s.grid2.Gamma + 1.4901161193847656e-8});
     for (std::size_t t = 0; t < nT2; ++t)
       std::move(some.begin() + t * count, some.begin() + (t + 1) * count,
                 chains.begin() + t * points + first);
@@ -118,7 +118,7 @@ void ResonantSpectra(const ResonantProblem& problem, std::size_t p, std::size_t 
   const EnergyGrid incident = CompleteEnergyGrid(s.grid1, intermediate, IntermediateGridTexts);
   bundle.spectra.reserve(ResonantSpectraCount(problem, incident.NE));
 
-  const std::vector<LanczosChain> chains = ChainsOfFinalStates(problem, propagator, E0_1, incident);
+  const std::vector<LanczosRun> chains = ChainsOfFinalStates(problem, propagator, E0_1, incident);
   std::vector<PoleRange> ranges(chains.size());
   PoleRange all;
   for (std::size_t k = 0; k < chains.size(); ++k) {
@@ -133,7 +133,7 @@ void ResonantSpectra(const ResonantProblem& problem, std::size_t p, std::size_t 
         ResonantSpectrum(problem, p, t1, k / points, static_cast<std::uint32_t>(k % points), incident, final);
     S.EminPole = ranges[k].orZero().lowest;
     S.EmaxPole = ranges[k].orZero().highest;
-    if (TriDiagonalMatrixToSpectrum(E0_2, chains[k].M, S)) throw std::runtime_error(NotFinite);
+    if (TriDiagonalMatrixToSpectrum(E0_2, chains[k].chain, S)) throw std::runtime_error(NotFinite);
     bundle.spectra.push_back(std::move(S));
   }
 }

@@ -26,12 +26,13 @@ Dense Row(const StateRows& states, std::uint32_t k, const std::vector<Mask>& mas
 }
 
 // The states are orthonormal, begin with psi and make a chain of H.
-void ExpectKrylovBasis(const StateRows& states, const TriDiagonalMatrixType& M, const Dense& H,
-                       const Dense& psi, const std::vector<Mask>& masks) {
+void ExpectKrylovBasis(const KrylovBasis& K, const Dense& H, const Dense& psi,
+                       const std::vector<Mask>& masks) {
+  const TriDiagonalMatrixType& M = K.chain;
   const std::size_t n = ChainLength(M);
-  ASSERT_EQ(states.rows.Ni, n);
+  ASSERT_EQ(K.states.rows.Ni, n);
   std::vector<Dense> v;
-  for (std::uint32_t k = 0; k < n; ++k) v.push_back(Row(states, k, masks));
+  for (std::uint32_t k = 0; k < n; ++k) v.push_back(Row(K.states, k, masks));
   for (std::size_t i = 0; i < psi.size(); ++i) EXPECT_LT(std::abs(psi[i] - M.b[0] * v[0][i]), 1e-12);
   for (std::size_t j = 0; j < n; ++j) {
     const Dense Hv = Multiply(H, v[j]);
@@ -49,18 +50,18 @@ TEST(KrylovBasis, StatesAreOrthonormalAndMakeTheChain) {
   } kinds[] = {{false, false}, {false, true}, {true, false}, {true, true}};
   for (const auto& kind : kinds)
     for (const bool shareRows : {true, false})
-      for (const int length : {1, 2, 40}) {
+      for (const std::uint32_t length : {1u, 2u, 40u}) {
         SCOPED_TRACE(testing::Message() << kind.complexOperator << kind.complexState << shareRows << length);
         const Model model = RandomModel(8, kind.complexOperator, 5);
         const std::vector<Mask> masks = Electrons(4, 8);  // 70
         Dense start(masks.size());
         for (std::size_t i = 0; i < 9; ++i)
           start[7 * i] = {std::cos(double(i)), kind.complexState ? 0.3 * double(i) : 0};
-        TriDiagonalMatrixType M = InitTriDiagonalMatrix(static_cast<std::uint32_t>(length));
-        const StateRows states = LanczosTriDiagonalizeKrylov(
-            MakeOperator(model), MakeState(8, masks, start, kind.complexState), nullptr, {0, shareRows}, M);
-        ASSERT_EQ(ChainLength(M), static_cast<std::uint32_t>(length));
-        ExpectKrylovBasis(states, M, MatrixOf(model, masks), start, masks);
+        const KrylovBasis K = LanczosTriDiagonalizeKrylov(MakeOperator(model), nullptr,
+                                                          MakeState(8, masks, start, kind.complexState),
+                                                          {length, 0, 0, shareRows});
+        ASSERT_EQ(ChainLength(K.chain), length);
+        ExpectKrylovBasis(K, MatrixOf(model, masks), start, masks);
       }
 }
 
@@ -71,19 +72,18 @@ TEST(KrylovBasis, ASpaceThatClosesEndsTheChain) {
   model.AddHermitian({C(0), A(1)}, 0.5);
   for (const bool shareRows : {true, false})
     for (const double epsilon : {0.0, 1e-10}) {
-      TriDiagonalMatrixType M = InitTriDiagonalMatrix(5);
       const OperatorType H = MakeOperator(model);
-      EXPECT_EQ(
-          LanczosTriDiagonalizeKrylov(H, MakeState(2, {1}, {2.0}, false), nullptr, {epsilon, shareRows}, M)
-              .rows.Ni,
-          2u);
-      EXPECT_EQ(M.a, (std::vector<double>{0, 1, 3}));
-      EXPECT_EQ(M.b, (std::vector<double>{2, 0.5}));
+      const LanczosSettings settings{5, epsilon, 0, shareRows};
+      const KrylovBasis K =
+          LanczosTriDiagonalizeKrylov(H, nullptr, MakeState(2, {1}, {2.0}, false), settings);
+      EXPECT_EQ(K.states.rows.Ni, 2u);
+      EXPECT_EQ(K.chain.a, (std::vector<double>{0, 1, 3}));
+      EXPECT_EQ(K.chain.b, (std::vector<double>{2, 0.5}));
       // A norm of 0, and an empty state.
       for (const auto& psi : {MakeState(2, {1}, {0.0}, true), MakeState(2, {}, {}, false)}) {
-        TriDiagonalMatrixType none = InitTriDiagonalMatrix(5);
-        EXPECT_EQ(LanczosTriDiagonalizeKrylov(H, psi, nullptr, {epsilon, shareRows}, none).rows.Ni, 0u);
-        EXPECT_EQ(ChainLength(none), 0u);
+        const KrylovBasis none = LanczosTriDiagonalizeKrylov(H, nullptr, psi, settings);
+        EXPECT_EQ(none.states.rows.Ni, 0u);
+        EXPECT_EQ(ChainLength(none.chain), 0u);
       }
     }
 }
@@ -98,9 +98,7 @@ TEST(KrylovBasis, WithoutMemoryForRowsItGoesTermByTerm) {
   FailEachAllocation(
       0,
       [&](int) {
-        TriDiagonalMatrixType M = InitTriDiagonalMatrix(4);
-        const StateRows states = LanczosTriDiagonalizeKrylov(H, psi, nullptr, {0}, M);
-        ExpectKrylovBasis(states, M, matrix, start, masks);
+        ExpectKrylovBasis(LanczosTriDiagonalizeKrylov(H, nullptr, psi, {4}), matrix, start, masks);
       },
       [](int) {});
   testing::internal::GetCapturedStdout();

@@ -118,15 +118,16 @@ for _, case in ipairs{
 } do
   check.error(case[2], case[2], case[1], table.unpack(case, 3))
 end
-for _, x in ipairs{1 / 0, 1e300} do
-  for _, method in ipairs{{"NE2", 10}, lanczos} do
-    local text = "CreateResonantSpectra called with operators or wave-functions that are not finite\n"
-    check.error("T1 times " .. x, text, RS, H1, H2, T1 * x, T2, psi, with(method))
-    check.error("T2 times " .. x, text, RS, H1, H2, T1, T2 * x, psi, with(method))
-    check.error("psi times " .. x, text, RS, H1, H2, T1, T2, psi * x, with(method))
-  end
-  check.error("T2 times " .. x, "CreateFluorescenceYield called with operators or wave-functions that are not finite\n",
-              FY, H1, T1, T2 * x, psi)
+-- Squares of 1e300 are no numbers.
+for _, method in ipairs{{"NE2", 10}, lanczos} do
+  local text = "CreateResonantSpectra called with operators or wave-functions that are not finite\n"
+  check.error("T1 times 1e300", text, RS, H1, H2, T1 * 1e300, T2, psi, with(method))
+  check.error("T2 times 1e300", text, RS, H1, H2, T1, T2 * 1e300, psi, with(method))
+  check.error("psi times 1e300", text, RS, H1, H2, T1, T2, psi * 1e300, with(method))
+end
+for _, case in ipairs{{T1 * 1e300, T2, psi}, {T1, T2 * 1e300, psi}, {T1, T2, psi * 1e300}} do
+  check.error("times 1e300", "CreateFluorescenceYield called with operators or wave-functions that are not finite\n",
+              FY, H1, table.unpack(case))
 end
 for _, arguments in ipairs{{H1, H2, T1, T2, psi, {{"unknown", 1}}}, {H1, H2, {T1, 1}, T2, psi}, {H1, 2, T1, T2, psi}, {H1, H2, T1, T2, psi, 3}} do
   check.ok("wrong arguments", not pcall(RS, table.unpack(arguments)))
