@@ -1,6 +1,8 @@
 #include "spectra/fluorescence_yield.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <stdexcept>
 
 #include "host/base/status.h"

@@ -5,6 +5,8 @@
 // eigenvectors of the chain. The states of all energies are then one product of matrices.
 #pragma once
 
+#include <algorithm>
+
 #include "core/block_wave_function.h"
 #include "solvers/krylov_basis.h"
 #include "spectra/energy_grid.h"

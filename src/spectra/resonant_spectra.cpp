@@ -1,6 +1,8 @@
 #include "spectra/resonant_spectra.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <stdexcept>
 
 #include "core/operator_on_state.h"
@@ -92,7 +94,7 @@ std::vector<LanczosRun> ChainsOfFinalStates(const ResonantProblem& problem,
     });
     for (const OperatorType* T2 : problem.T2) {
       auto x = BlockWaveFunctionToStates(FinalStates(problem, *T2, chi));
-      starts.insert(starts.end(), x.begin(), x.end());
+      std::move(x.begin(), x.end(), std::back_inserter(starts));
     }
     auto some = LanczosTriDiagonalize(problem.H2, given ? &s.Restrictions2 : nullptr, std::move(starts),
                                       {s.NTri2, s.epsilon, s.grid2.Gamma + 1.4901161193847656e-8});

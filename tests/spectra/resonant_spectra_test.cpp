@@ -233,6 +233,22 @@ TEST_F(ResonantSpectraTest, OpenGridsFollowThePoles) {
   EXPECT_THROW(CompleteEnergyGrid({1, 1, 10, 1}, {}, FinalGridTexts), std::runtime_error);
 }
 
+TEST_F(ResonantSpectraTest, TheFirstLineTellsTheWay) {
+  const RandomSystem system(51, false, false, false);
+  GlobalVerbosity = 1;
+  for (const bool force : {false, true}) {
+    ResonantSpectraSettings settings = Settings(31);  // of 32 determinants
+    settings.ForceDenseMethod = force;                // wins over the border
+    testing::internal::CaptureStdout();
+    CreateResonantSpectra(system.operatorH[0], system.operatorH[1], {&system.operatorT[0][0]},
+                          {&system.operatorT[1][0]}, {&system.state[0]}, settings);
+    EXPECT_EQ(
+        testing::internal::GetCapturedStdout().find(force ? "Start of ResonantSpectra using Dense Methods\n"
+                                                          : "Start of ResonantSpectra using Lanczos\n"),
+        0u);
+  }
+}
+
 TEST_F(ResonantSpectraTest, FluorescenceYieldIsTheNormOfTheScatteredState) {
   for (int kinds = 0; kinds < 8; ++kinds) {
     SCOPED_TRACE(kinds);
