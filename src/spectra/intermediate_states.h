@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "core/block_wave_function.h"
+#include "host/base/status.h"
 #include "solvers/krylov_basis.h"
 #include "spectra/energy_grid.h"
 
@@ -51,13 +52,22 @@ WaveFunctionType RestrictedTransition(const OperatorType& T, const WaveFunctionT
 double EnergyOfState(const OperatorType& H, const WaveFunctionType& psi);
 
 // Calls step(first, count) for the energies 0 .. NE, as many at a time as fit into a limited amount of memory
-// with blocks of count states of N determinants.
+// with blocks of count states of N determinants. A step that finds no memory is repeated with fewer energies.
 template <class Step>
 void ForEnergyBatches(std::uint32_t NE, std::size_t N, Step&& step) {
   constexpr std::size_t Values = std::size_t{1} << 24;  // 256 MB
-  const std::size_t most = Values / (N + 1) + 1, all = std::size_t{NE} + 1;
-  for (std::size_t first = 0; first < all; first += most)
-    step(static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(std::min(most, all - first)));
+  std::uint32_t most = static_cast<std::uint32_t>(Values / (N + 1) + 1);
+  for (std::uint64_t first = 0, all = std::uint64_t{NE} + 1; first < all;) {
+    const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(most, all - first));
+    const auto batch = [&] { step(static_cast<std::uint32_t>(first), count); };
+    if (count == 1) {
+      batch();
+    } else if (!FitsInMemory(batch)) {
+      most = count / 2;
+      continue;
+    }
+    first += count;
+  }
 }
 
 }  // namespace fermix

@@ -8,6 +8,7 @@
 #include "host/base/verbosity.h"
 #include "spectra/energy_grid.h"
 #include "spectra/fluorescence_yield.h"
+#include "spectra/intermediate_states.h"
 
 namespace fermix {
 namespace {
@@ -231,6 +232,17 @@ TEST_F(ResonantSpectraTest, OpenGridsFollowThePoles) {
   }
   EXPECT_THROW(CompleteEnergyGrid({-1, 1, 0, 1e-300}, {}, FinalGridTexts), std::runtime_error);
   EXPECT_THROW(CompleteEnergyGrid({1, 1, 10, 1}, {}, FinalGridTexts), std::runtime_error);
+}
+
+TEST_F(ResonantSpectraTest, EnergiesThatFindNoMemoryAreRepeatedInSmallerBatches) {
+  std::vector<int> done(12);
+  ForEnergyBatches(11, 1000, [&](std::uint32_t first, std::uint32_t count) {
+    if (count > 4) throw std::bad_alloc();
+    for (std::uint32_t w = first; w < first + count; ++w) ++done.at(w);
+  });
+  EXPECT_EQ(done, std::vector<int>(12, 1));
+  EXPECT_THROW(ForEnergyBatches(11, 1000, [](std::uint32_t, std::uint32_t) { throw std::bad_alloc(); }),
+               std::bad_alloc);
 }
 
 TEST_F(ResonantSpectraTest, TheFirstLineTellsTheWay) {
