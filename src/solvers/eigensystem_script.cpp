@@ -139,6 +139,16 @@ void CheckStartIsPossible(lua_State* L, const Call& call) {
                "of start functions\n");
 }
 
+// A search needs a state that is not 0. On a kept basis the dense solver needs none, only determinants.
+void CheckStartIsNotZero(lua_State* L, const Call& call) {
+  if (call.psi.empty()) return;
+  for (const WaveFunctionType& psi : call.psi)
+    if (WaveFunctionCalculateNorm(psi) > 0) return;
+  const std::uint32_t determinants = ElementCount(call.psi[0]);
+  if (!call.ExpandBasis && determinants > 0 && determinants <= call.settings.DenseBorder) return;
+  luaL_error(L, "Eigensystem called with start functions of norm 0, there is nothing to start from\n");
+}
+
 // --- Preparation
 // ---------------------------------------------------------------------------------------------
 
@@ -152,6 +162,7 @@ void PrepareStartFunctions(lua_State* L, Call& call) {
     lua_gc(L, LUA_GCCOLLECT, 0);
     if (!FitsInMemory(toSameBasis)) luaL_error(L, "Out of memory in Eigensystem");
   }
+  CheckStartIsNotZero(L, call);
   for (WaveFunctionType& psi : call.psi)
     if (WaveFunctionCalculateNorm(psi) > 0) WaveFunctionNormalize(psi);
 }
@@ -213,10 +224,14 @@ void CheckHermitian(lua_State* L, OperatorType& H, double zero) {
 // ---------------------------------------------------------------------------------
 
 // What the solver could not do it has said; the states stand as they are.
-void Solve(OperatorType& H, Call& call) {
+void Solve(lua_State* L, OperatorType& H, Call& call) {
   if (call.ExpandBasis) {
-    static_cast<void>(BlockGroundState(H, call.n, call.settings, call.start, call.settings.Restrictions,
-                                       call.psi, call.settings.NBitsKey));
+    const int status = BlockGroundState(H, call.n, call.settings, call.start, call.settings.Restrictions,
+                                        call.psi, call.settings.NBitsKey);
+    if (status == StatusNothingAllowed)
+      luaL_error(L,
+                 "Error in Eigensystem, the restrictions allow no determinant that the operator reaches from "
+                 "the start functions\n");
   } else {
     static_cast<void>(BlockLanczosGroundStateConserveBasis(H, 0.0, call.psi, call.settings));
   }
@@ -287,7 +302,7 @@ int LuaEigensystem(lua_State* L) {
   lua_check(L, 1, H);                         // a collection may have run finalisers of the script
   CheckHermitian(L, *H, call.settings.zero);  // the last, as it may mend H
 
-  Solve(*H, call);
+  Solve(L, *H, call);
 
   return GiveBack(L, call);
 }

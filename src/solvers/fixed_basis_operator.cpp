@@ -1,6 +1,7 @@
 #include "solvers/fixed_basis_operator.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "core/operator_on_state.h"
 #include "core/surviving_terms.h"
@@ -101,17 +102,58 @@ class RowBuilder {
   std::vector<std::uint32_t> rowEnds_, rowOf_, place_;
 };
 
+// Codes of values: numbers of different ones in a list, which grows to a size that stays in the cache.
+template <class T>
+class ValueCodes {
+ public:
+  explicit ValueCodes(std::vector<T>& values) : values_(values), slots_(Slots) {}
+
+  // Codes for all of these values, or none when the list has no room for a new one.
+  std::vector<std::uint16_t> Encode(const std::vector<T>& value) {
+    std::vector<std::uint16_t> code(value.size());
+    for (std::size_t e = 0; e < value.size(); ++e) {
+      std::uint16_t* slot = Find(value[e]);
+      if (*slot == 0) {
+        if (values_.size() == MaxValues) return {};
+        values_.push_back(value[e]);
+        *slot = static_cast<std::uint16_t>(values_.size());
+      }
+      code[e] = static_cast<std::uint16_t>(*slot - 1);
+    }
+    return code;
+  }
+
+ private:
+  static constexpr std::size_t MaxValues = 1024, Slots = 4096;
+
+  static std::uint64_t Bits(double x) { return std::bit_cast<std::uint64_t>(x); }
+  static std::uint64_t Bits(Complex16 z) { return Bits(z.re) ^ std::rotl(Bits(z.im), 21); }
+
+  // Where value stands, or the empty slot for it.
+  std::uint16_t* Find(const T& value) {
+    std::size_t slot = Bits(value) * 0x9e3779b97f4a7c15u >> 52;
+    while (slots_[slot] && !(values_[slots_[slot] - 1u] == value)) slot = (slot + 1) % Slots;
+    return &slots_[slot];
+  }
+
+  std::vector<T>& values_;
+  std::vector<std::uint16_t> slots_;  // code + 1, 0 when empty
+};
+
 template <class T>
 void BuildRows(FixedBasisOperator<T>& H) {
   H.diagonal.resize(H.N);
   RowBuilder<T> builder(H);
+  ValueCodes<T> codes(H.values);
   typename FixedBasisOperator<T>::Slab scratch;  // grows here; what is kept has the exact size
   for (std::size_t first = 0; first < H.N; first += RowsPerSlab) {
     scratch.start.assign(1, 0);
     scratch.column.clear();
     scratch.value.clear();
     builder.Add(first, std::min(H.N, first + RowsPerSlab), scratch);
-    H.slabs.push_back(scratch);
+    typename FixedBasisOperator<T>::Slab kept{scratch.start, scratch.column, codes.Encode(scratch.value), {}};
+    if (kept.code.empty()) kept.value = scratch.value;
+    H.slabs.push_back(std::move(kept));
   }
 }
 
@@ -148,6 +190,7 @@ FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFu
   if (!result.QRows) {
     result.slabs = {};
     result.diagonal = {};
+    result.values = {};
   }
   return result;
 }
@@ -170,12 +213,11 @@ namespace {
 
 // Rows of one slab times Width vectors side by side. Sums runs several sums at once, so that additions
 // overlap.
-template <std::uint32_t Width, std::uint32_t Sums, class T>
-inline void MultiplySlab(const FixedBasisOperator<T>& H, std::size_t slabNumber, double shift, const T* x,
-                         T* y) {
+template <std::uint32_t Width, std::uint32_t Sums, class T, class Value>
+inline void MultiplyRows(const FixedBasisOperator<T>& H, std::size_t slabNumber, double shift, const T* x,
+                         T* y, Value&& value) {
   const auto& slab = H.slabs[slabNumber];
   const std::uint32_t* column = slab.column.data();
-  const T* value = slab.value.data();
   const std::size_t first = slabNumber * RowsPerSlab, all = slab.column.size();
   for (std::size_t r = 0; r + 1 < slab.start.size(); ++r) {
     const std::size_t k = first + r;
@@ -184,14 +226,15 @@ inline void MultiplySlab(const FixedBasisOperator<T>& H, std::size_t slabNumber,
       sum[0][j] = H.diagonal[k] * x[k * Width + j] + shift * x[k * Width + j];
     const auto add = [&](std::size_t e, std::uint32_t s) {
       const T* from = x + std::size_t{column[e]} * Width;
-      for (std::uint32_t j = 0; j < Width; ++j) sum[s][j] += value[e] * from[j];
+      const T factor = value(e);
+      for (std::uint32_t j = 0; j < Width; ++j) sum[s][j] += factor * from[j];
     };
     std::size_t e = slab.start[r];
     const std::size_t end = slab.start[r + 1];
     for (; e + Sums <= end; e += Sums) {
       const std::size_t ahead = e + 32 + Sums <= all ? e + 32 : e;  // a few dozen nanoseconds
       for (std::uint32_t s = 0; s < Sums; ++s) {
-        __builtin_prefetch(x + std::size_t{column[ahead + s]} * Width);
+        if constexpr (Width > 1) __builtin_prefetch(x + std::size_t{column[ahead + s]} * Width);
         add(e + s, s);
       }
     }
@@ -201,6 +244,19 @@ inline void MultiplySlab(const FixedBasisOperator<T>& H, std::size_t slabNumber,
       for (std::uint32_t s = 1; s < Sums; ++s) total += sum[s][j];
       y[k * Width + j] = total;
     }
+  }
+}
+
+template <std::uint32_t Width, std::uint32_t Sums, class T>
+inline void MultiplySlab(const FixedBasisOperator<T>& H, std::size_t slabNumber, double shift, const T* x,
+                         T* y) {
+  const auto& slab = H.slabs[slabNumber];
+  const T *value = slab.value.data(), *values = H.values.data();
+  const std::uint16_t* code = slab.code.data();
+  if (slab.code.empty()) {
+    MultiplyRows<Width, Sums>(H, slabNumber, shift, x, y, [=](std::size_t e) { return value[e]; });
+  } else {
+    MultiplyRows<Width, Sums>(H, slabNumber, shift, x, y, [=](std::size_t e) { return values[code[e]]; });
   }
 }
 FERMIX_VECTOR_CLONES void MultiplyFourReal(const FixedBasisOperator<double>& H, std::size_t slab,

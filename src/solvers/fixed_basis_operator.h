@@ -3,8 +3,9 @@
 //
 // The elements of a vector stand in the order of their keys, not in that of the basis: then most of what a
 // row reads stands near, half of it in the same cache lines as for the row before. Equal (row, column) pairs
-// are merged when the rows are built, 12 bytes an entry (20 if complex). When they don't fit into memory, the
-// operator is applied term by term: the same result, slower.
+// are merged when the rows are built. An entry takes 6 bytes where the operator has few values, as hopping
+// and on-site terms do, and else 12 bytes (20 if complex). When the rows don't fit into memory, the operator
+// is applied term by term: the same result, slower.
 #pragma once
 
 #include <memory>
@@ -17,16 +18,19 @@ namespace fermix {
 // T is double for a real operator and Complex16 for the others.
 template <class T>
 struct FixedBasisOperator {
-  // Some thousand rows. Row r of the slab has the entries start[r] .. start[r + 1] - 1.
+  // Some thousand rows. Row r of the slab has the entries start[r] .. start[r + 1] - 1. One of code, an index
+  // to the operator's values, and value is in use.
   struct Slab {
     std::vector<std::uint32_t> start;
     std::vector<std::uint32_t> column;
+    std::vector<std::uint16_t> code;
     std::vector<T> value;
   };
   std::size_t N = 0;                   // rows and columns
   std::vector<std::uint32_t> element;  // of the basis, from 1, to which a row belongs
   std::vector<T> diagonal;
   std::vector<Slab> slabs;  // the off-diagonal part; empty without rows
+  std::vector<T> values;    // the first different ones that were met
   // The direct route, used when QRows is false.
   bool QRows = true;
   CompiledOperator compiled;

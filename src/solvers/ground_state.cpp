@@ -50,6 +50,7 @@ class GroundStateSearch {
         States(), settings_.zero);
     for (std::uint32_t loop = 0; loop < MaxLoops; ++loop) {
       if (ApplyH()) return 1;
+      if (loop == 0 && !QAnythingAllowed()) return StatusNothingAllowed;
       Measure();
       if (!std::isfinite(scale_))
         return Fail("Error in BlockGroundState: energies or variances are not finite numbers\n");
@@ -95,6 +96,15 @@ class GroundStateSearch {
       if (GiveUpAccuracy()) return 1;
     ResizeKeylist(Hpsi_, KeylistBits(ElementCount(Hpsi_[0]), 8, 1));
     return 0;
+  }
+
+  // Whether H psi has a determinant that the restrictions allow; those of psi stay in its basis all the same.
+  bool QAnythingAllowed() const {
+    if (NRestrictions(run_) == 0) return true;
+    const DeterminantBasis& basis = *Hpsi_[0].basis;
+    for (std::uint32_t i = 1; i <= basis.N; ++i)
+      if (QFulfillsRestrictions(run_, basis.keys.at(i))) return true;
+    return false;
   }
 
   void Measure() {

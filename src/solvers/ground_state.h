@@ -13,6 +13,9 @@
 
 namespace fermix {
 
+// The restrictions of the search allow no determinant that H reaches from the start functions.
+inline constexpr int StatusNothingAllowed = 3;
+
 // On return psi holds the N lowest states, lowest first, all on one basis.
 //
 // H         gets a constant term of 0 if it has none; otherwise unchanged
@@ -22,7 +25,8 @@ namespace fermix {
 // run       restrictions of the search itself; without any, those of H hold
 // NBitsKey  of the states that are created
 // Status 1 after lines when the search did not converge in 99 passes (psi holds the last states), or when
-// nothing is left that could be truncated.
+// nothing is left that could be truncated; StatusNothingAllowed at the start of the search, psi is then as it
+// came.
 [[nodiscard]] int BlockGroundState(OperatorType& H, std::uint32_t N, ConvergenceSettingsType& settings,
                                    const DeterminantRestrictionType& start,
                                    const DeterminantRestrictionType& run, std::vector<WaveFunctionType>& psi,

@@ -7,6 +7,7 @@
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
 #include "linalg/blas.h"
+#include "solvers/orthogonality_estimate.h"
 #include "solvers/vector_kernels.h"
 
 namespace fermix {
@@ -52,6 +53,7 @@ class BlockLanczos {
       StopWhenFruitless();
     }
     v_.resize(N_);
+    NormalizeSingleState();
     return KrylovStatus::Done;
   }
 
@@ -62,6 +64,7 @@ class BlockLanczos {
     locked_.clear();
     width_ = N_;
     residual_ = 0;
+    estimate_.Start();
   }
 
   void BuildKrylovSpace() {
@@ -132,15 +135,24 @@ class BlockLanczos {
       krylov_(j, l) = Conj(d);
       Subtract(v_[l], d, w);
     }
-    Reorthogonalize(j, w);
+    Reorthogonalize(FirstToReorthogonalize(j, w), j, w);
     if (j < N_) residual_ = std::max(residual_, Norm(w.data(), n_));
     finite_ = finite_ && std::isfinite(Re(krylov_(j, j)));
   }
 
-  // What rounding left of v[0 .. j] in w, subtracted in one sweep over all of them: their overlaps are of the
-  // order of the rounding, so that it makes no difference that all are taken from the same w.
-  void Reorthogonalize(std::uint32_t j, std::vector<T>& w) {
-    Point(0, j);
+  // A single state pays for all earlier vectors only when the estimate asks for it, and for the last two each
+  // time. A block pays always.
+  std::uint32_t FirstToReorthogonalize(std::uint32_t j, const std::vector<T>& w) {
+    if (N_ > 1) return 0;
+    const double below = j ? Re(krylov_(j, j - 1)) : 0;
+    if (estimate_.QOrthogonalize(Re(krylov_(j, j)), below, Norm(w.data(), n_))) return 0;
+    return j ? j - 1 : 0;
+  }
+
+  // What rounding left of v[first .. j] in w, subtracted in one sweep over all of them: their overlaps are of
+  // the order of the rounding, so that it makes no difference that all are taken from the same w.
+  void Reorthogonalize(std::uint32_t first, std::uint32_t j, std::vector<T>& w) {
+    Point(first, j);
     overlaps_.resize(pointers_.size());
     DotEach(pointers_.data(), pointers_.size(), w.data(), n_, overlaps_.data());
     for (T& d : overlaps_) d = -d;
@@ -204,6 +216,13 @@ class BlockLanczos {
     for (std::uint32_t i = 0; i < N_; ++i) v_[i].swap(v_[M_ + i]);
   }
 
+  // The norm of a sum of Lanczos vectors is as accurate as their orthogonality, which may be an estimate's.
+  void NormalizeSingleState() {
+    if (N_ > 1) return;
+    const double norm = Norm(v_[0].data(), n_);
+    if (norm > 0) Scale(v_[0].data(), 1 / norm, n_);
+  }
+
   void Grow() {
     const std::uint64_t step = std::uint64_t{settings_.NKrylovStep} + N_;
     if (finished_ || M_ + step >= settings_.NKrylovMax) return;
@@ -246,6 +265,7 @@ class BlockLanczos {
   KrylovMatrix<T> krylov_;
   std::vector<double> values_;
   std::vector<std::uint32_t> locked_;
+  OrthogonalityEstimate estimate_;
   double residual_ = 0, best_ = INFINITY;
   std::uint32_t fruitless_ = 0;
   // Scratch.

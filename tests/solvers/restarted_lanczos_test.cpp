@@ -1,7 +1,11 @@
 #include "solvers/restarted_lanczos.h"
 
+#include <cmath>
+
 #include "host/base/verbosity.h"
 #include "printed.h"
+#include "solvers/orthogonality_estimate.h"
+#include "solvers/vector_kernels.h"
 
 namespace fermix {
 namespace {
@@ -39,6 +43,45 @@ TEST(TimeToDeflate, SparesRitzVectorsThatAreNotNull) {
     EXPECT_EQ(deflate, c.deflate);
     GlobalVerbosity = 0;
   }
+}
+
+// Lanczos vectors of a diagonal matrix with levels far outside of the others, whose convergence destroys the
+// orthogonality. Gives the largest overlap; counts the vectors that were orthogonalised.
+double LargestOverlap(bool guarded, int& orthogonalised) {
+  constexpr std::size_t n = 400, steps = 100;
+  std::vector<std::vector<double>> v(steps + 1, std::vector<double>(n));
+  for (std::size_t i = 0; i < n; ++i) v[0][i] = 1 / std::sqrt(double(n));
+  OrthogonalityEstimate estimate;
+  estimate.Start();
+  double below = 0, largest = 0;
+  const auto subtract = [&](std::size_t from, double factor, std::vector<double>& w) {
+    for (std::size_t i = 0; i < n; ++i) w[i] -= factor * v[from][i];
+  };
+  for (std::size_t j = 0; j < steps; ++j) {
+    std::vector<double>& w = v[j + 1];
+    for (std::size_t i = 0; i < n; ++i) w[i] = (i < 4 ? -10 - 3.0 * double(i) : double(i) / n) * v[j][i];
+    const double a = Dot(v[j].data(), w.data(), n);
+    subtract(j, a, w);
+    if (j) subtract(j - 1, below, w);
+    subtract(j, Dot(v[j].data(), w.data(), n), w);
+    const double next = Norm(w.data(), n);
+    if (guarded && estimate.QOrthogonalize(a, below, next)) {
+      ++orthogonalised;
+      for (std::size_t k = 0; k <= j; ++k) subtract(k, Dot(v[k].data(), w.data(), n), w);
+    }
+    below = Norm(w.data(), n);
+    Scale(w.data(), 1 / below, n);
+    for (std::size_t k = 0; k <= j; ++k)
+      largest = std::max(largest, std::fabs(Dot(v[k].data(), w.data(), n)));
+  }
+  return largest;
+}
+
+TEST(OrthogonalityEstimate, KeepsTheVectorsOrthogonalWithFewOrthogonalisations) {
+  int orthogonalised = 0;
+  EXPECT_GT(LargestOverlap(false, orthogonalised), 0.1);
+  EXPECT_LT(LargestOverlap(true, orthogonalised), 1e-9);
+  EXPECT_LT(orthogonalised, 50);  // of 100
 }
 
 }  // namespace

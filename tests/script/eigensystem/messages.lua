@@ -42,6 +42,16 @@ local errors = {
   {"Eigensystem called with an operator that is not Hermitian\n", NewOperator(2, 0, {{0, -0, Complex.New(0, 1)}}), psi},
   {"Eigensystem called with wave-function 2 that has a coefficient that is not a finite number\n",
    H, {psi, inf * psi}},
+  {"Eigensystem called with start functions of norm 0, there is nothing to start from\n", H, 0 * psi},
+  {"Eigensystem called with start functions of norm 0, there is nothing to start from\n",
+   H, NewWavefunction(2, 0, {{"10", 0}, {"01", 0}}), {{"ExpandBasis", false}, {"DenseBorder", 0}}},
+  {"Eigensystem called with start functions of norm 0, there is nothing to start from\n",
+   H, NewWavefunction(2, 0, {}), {{"ExpandBasis", false}}},
+  -- restrictions that H psi does not meet: another number of electrons, and at least 2 but at most 1
+  {"Error in Eigensystem, the restrictions allow no determinant that the operator reaches from the start functions\n",
+   H, psi, {{"Restrictions", {2, 0, {"11", 2, 2}}}}},
+  {"Error in Eigensystem, the restrictions allow no determinant that the operator reaches from the start functions\n",
+   H, R, 2, {{"Restrictions", {2, 0, {"11", 2, 1}}}}},
   -- options
   {"Error in option 1, Options should be a LIST of two elements of the form {\"name\",value}\n", H, psi, {1}},
 }

@@ -59,6 +59,49 @@ local third = NewWavefunction(4, 0, {{"1100", 1}})
 Eigensystem(H, third, "ignored", {{"epsilon", 1e-12}})
 check.near("four arguments", Braket(third, H, third), E0, 1e-9)
 
+local untouched = NewWavefunction(4, 0, {{"1111", 2}})
+Eigensystem(hubbard(1, 0), untouched)
+check.equal("what H does not touch stays", untouched.N, 1)
+check.near("normalised", Braket(untouched, untouched), 1, 1e-15)
+
+-- --- Large bases: three electrons of each spin hop around a ring of eight sites, 3136 determinants. They fill
+-- the levels -2, -sqrt(2), -sqrt(2); the first excitation to the levels at 0 costs sqrt(2), 8 times over.
+local function ring(sites, hopping)
+  local terms = {}
+  for site = 0, sites - 1 do
+    for spin = 0, 1 do
+      local from, to = 2 * site + spin, 2 * ((site + 1) % sites) + spin
+      terms[#terms + 1] = {to, -from, -hopping}
+      terms[#terms + 1] = {from, -to, -Complex.New(Complex.Re(hopping), -Complex.Im(hopping))}
+    end
+  end
+  return NewOperator(2 * sites, 0, terms)
+end
+local six = {16, 0, {string.rep("10", 8), 3, 3}, {string.rep("01", 8), 3, 3}}
+local Ering = -4 - 4 * math.sqrt(2)
+local quarter = Complex.New(math.sqrt(0.5), math.sqrt(0.5))  -- a gauge: a full turn of the ring gives 1
+for k, hopping in ipairs{1, quarter} do
+  local hop = ring(8, hopping)
+  local lowest = Eigensystem(hop, six, 1)
+  Eigensystem(hop, lowest, {{"ExpandBasis", false}, {"zero", 1e-22}})
+  check_states("ring " .. k, hop, {lowest}, {Ering}, 1e-11)
+  check.ok("ring to all digits " .. k, residual(hop, lowest, Ering) < 1e-9)
+end
+local hop = ring(8, 1)
+local five = Eigensystem(hop, six, 5, {{"zero", 1e-13}})
+local first = Ering + math.sqrt(2)
+check_states("degenerate", hop, five, {Ering, first, first, first, first}, 1e-10)
+
+-- A search that was stopped goes on from a file.
+local path = os.tmpname()
+local rough = Eigensystem(hop, six, 1, {{"zero", 0.1}, {"NKrylovStart", 5}})
+check.ok("rough", residual(hop, rough, Ering) > 1e-3)
+rough.Print({{"file", path}, {"Binary", true}})
+local resumed = Ob.ReadWavefunction(path, {{"Binary", true}})
+Eigensystem(hop, resumed, {{"zero", 1e-13}})
+check.near("resumed", Braket(resumed, hop, resumed), Ering, 1e-11)
+os.remove(path)
+
 -- --- ExpandBasis false: the determinants stay as they are
 for _, border in ipairs{1513, 0} do
   -- Without the charge state of site 2 the singlet sees one of two: E^2 - U E - 2 t^2 = 0.
@@ -95,16 +138,20 @@ check.near("repaired", Braket(state, bent, state), 0.25 - math.sqrt(0.0625 + (1 
 check.ok("repaired for good", bent == ConjugateTranspose(bent))
 
 -- --- math.randomseed makes a run repeat to the digit
-local function run(seed)
+local function run(seed, O, R, n)
   math.randomseed(seed)
-  local states = Eigensystem(H, two, 3, {{"DenseBorder", 0}})
+  local states = Eigensystem(O, R, n, {{"DenseBorder", 0}})
   local text = {}
-  for k = 1, 3 do
+  for k = 1, n do
     for i = 1, states[k].N do text[#text + 1] = string.format("%a", Complex.Re(states[k].PrefactorDet(i))) end
   end
   return table.concat(text, " ")
 end
-check.equal("repeatable", run(7), run(7))
-check.ok("seeded", run(7) ~= run(8))
+-- Above 24 orbitals the start functions are random determinants.
+local large = {28, 0, {string.rep("1", 28), 2, 2}}
+for _, case in ipairs{{H, two, 3}, {ring(14, 1), large, 2}} do
+  check.equal("repeatable", run(7, table.unpack(case)), run(7, table.unpack(case)))
+  check.ok("seeded", run(7, table.unpack(case)) ~= run(8, table.unpack(case)))
+end
 
 check.done()
