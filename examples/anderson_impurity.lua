@@ -11,9 +11,9 @@
 -- - Epsilon. Eigensystem finds the determinants that matter, as it lets H act on its states again and again, and drops
 --   those with coefficients below Epsilon in magnitude.
 --
--- Both leave the state in a part of the space: its energy is an upper bound, which falls to the exact one as h grows and
--- as Epsilon falls. So the numbers themselves tell when they suffice. The script prints them, with the determinants kept
--- and the time spent.
+-- Both leave the state in a part of the space: its energy is an upper bound, which falls to the exact one as h grows
+-- and as Epsilon falls. So the numbers themselves tell when they suffice. The script prints them, with the determinants
+-- kept and the time spent.
 
 Verbosity(0)
 U, halfWidth, V = 2, 1, 0.4
@@ -50,9 +50,9 @@ function Impurity(N, U)
 end
 
 -- The lowest state with (N + 1) / 2 electrons of either spin; h = nil leaves the number of holes and electrons open.
--- The search starts from the band at rest, an electron with spin up on the impurity and one with spin down in the middle
--- of the band. Truncation leaves a variance of the energy, on which no search can improve: Zero, the variance to reach,
--- has to allow for it.
+-- The search starts from the band at rest, an electron with spin up on the impurity and one with spin down in the
+-- middle of the band. Truncation leaves a variance of the energy, on which no search can improve: Zero, the variance to
+-- reach, has to allow for it.
 function GroundState(model, h, epsilon)
   local NF, filled, empty = model.NF, model.filled, model.empty
   local options = {{"Epsilon", epsilon}, {"Zero", 2 * epsilon}}

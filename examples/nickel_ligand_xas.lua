@@ -3,8 +3,8 @@
 --     scripts/run examples/nickel_ligand_xas.lua [DIRECTORY]
 --
 -- Around the ion stand six oxygen ions. Of their 2p orbitals ten combinations (spin counted) have the symmetry of the
--- 3d orbitals and mix with them: the ligand shell L. An electron of L may hop to the ion, so that the ground state mixes
--- the configurations 3d8 L10, 3d9 L9 and 3d10 L8. Three parameters govern it: Udd, the repulsion of two 3d electrons,
+-- 3d orbitals and mix with them: the ligand shell L. An electron of L may hop to the ion: the ground state mixes the
+-- configurations 3d8 L10, 3d9 L9 and 3d10 L8. Three parameters govern it: Udd, the repulsion of two 3d electrons,
 -- Delta, the energy of 3d9 L9 above 3d8 L10, and the hopping V. A core hole pulls all 3d levels down by Upd: with it,
 -- 2p5 3d10 L9 lies Delta + Udd - Upd above 2p5 3d9 L10.
 --
@@ -16,8 +16,8 @@
 --          "nickel_ion_xas.dat" using 1:(-$3/pi) with lines title "ion alone"
 --
 -- With ligands the satellites above both edges appear: the charge transfer 2p5 3d10 L9. As Delta + Udd - Upd and Delta
--- differ by little, the mixture with and without core hole is about the same, and satellites stay weak. The ligands also
--- do most of the cubic splitting 10Dq, as the orbitals eg, which point to them, mix more than t2g.
+-- differ by little, the mixture with and without core hole is about the same, and satellites stay weak. The ligands
+-- also enlarge the cubic splitting 10Dq, as the orbitals eg, which point to them, mix more than t2g.
 --
 -- Parameters of NiO: M. W. Haverkort, M. Zwierzycki and O. K. Andersen, Phys. Rev. B 85 (2012) 165113. Energies in eV.
 

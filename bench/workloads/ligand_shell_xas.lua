@@ -16,5 +16,5 @@ local S = CreateSpectra(model.Hcore, {model.Tx, model.Ty, model.Tz}, psi,
 local total, holes = 0, 0
 for i = 1, #S.Integral do total = total + S.Integral[i] ^ 2 end
 for _, state in ipairs(psi) do holes = holes + 10 - state * model.Nd * state end
-print(string.format("%d determinants, E0 = %.6f, weight %.6f (sum rule %.6f)", psi[1].N, psi[1] * model.H * psi[1], total,
-                    holes * 2 / 5))
+print(string.format("%d determinants, E0 = %.6f, weight %.6f (sum rule %.6f)", psi[1].N,
+                    psi[1] * model.H * psi[1], total, holes * 2 / 5))
