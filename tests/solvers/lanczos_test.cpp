@@ -29,8 +29,8 @@ double ExactMoment(const Dense& H, Dense x, int k) {
 }
 
 // One chain by the shared way, after it was found to be that of the way term by term, printed lines included.
-LanczosRun Run(const OperatorType& H, const WaveFunctionType& psi, LanczosSettings settings,
-               const DeterminantRestrictionType* R = nullptr, std::string* printed = nullptr) {
+LanczosRun RunBothWays(const OperatorType& H, const WaveFunctionType& psi, LanczosSettings settings,
+                       const DeterminantRestrictionType* R = nullptr, std::string* printed = nullptr) {
   std::vector<LanczosRun> shared, direct;
   const std::string text = Printed([&] { shared = LanczosTriDiagonalize(H, R, {psi}, settings); });
   settings.shareRows = false;
@@ -65,7 +65,8 @@ TEST(Lanczos, ChainHasTheMomentsOfTheOperatorInAllForms) {
       start[3 * i] = {std::cos(double(i)), c.complexState ? 0.3 * double(i) : 0};
     WaveFunctionType psi = MakeState(8, masks, start, c.complexState);
     std::string printed;
-    const TriDiagonalMatrixType M = Run(MakeOperator(model), psi, {6, 0, 0.1}, nullptr, &printed).chain;
+    const TriDiagonalMatrixType M =
+        RunBothWays(MakeOperator(model), psi, {6, 0, 0.1}, nullptr, &printed).chain;
     EXPECT_EQ(printed, std::string("Start of LanczosTriDiagonalize") + c.form + "\n");
     EXPECT_EQ(M.a[0], 0);
     const Dense H = MatrixOf(model, masks);
@@ -92,8 +93,8 @@ TEST(Lanczos, RestrictionsProjectTheStartAndAllThatFollows) {
   OperatorType restricted = MakeOperator(model);
   restricted.Restrictions = R;
 
-  const TriDiagonalMatrixType own = Run(restricted, psi, {5, 0, 0.1}).chain,
-                              given = Run(MakeOperator(model), psiInside, {5, 0, 0.1}, &R).chain;
+  const TriDiagonalMatrixType own = RunBothWays(restricted, psi, {5, 0, 0.1}).chain,
+                              given = RunBothWays(MakeOperator(model), psiInside, {5, 0, 0.1}, &R).chain;
   for (int k = 0; k < 10; ++k) {
     const double exact = ExactMoment(H, startInside, k);
     EXPECT_NEAR(ChainMoment(own, k), exact, 1e-10 * std::fabs(exact) + 1e-10);
@@ -108,7 +109,7 @@ TEST(Lanczos, ChainThatClosesGoesOnWithZeros) {
   model.Add({C(1), A(1)}, 3.0);
   model.AddHermitian({C(0), A(1)}, 0.5);
   const WaveFunctionType psi = MakeState(2, {1}, {2.0}, false);
-  const auto [M, levels] = Run(MakeOperator(model), psi, {5, 1e-12, 0.1});
+  const auto [M, levels] = RunBothWays(MakeOperator(model), psi, {5, 1e-12, 0.1});
   EXPECT_EQ(levels, 2u);
   const std::vector<double> a = {0, 1, 3, 0, 0, 0}, b = {2, 0.5, 0, 0, 0};
   for (std::size_t k = 0; k < a.size(); ++k) EXPECT_NEAR(M.a[k], a[k], 1e-12) << k;
@@ -120,11 +121,11 @@ TEST(Lanczos, ShortChainsAndEmptyStarts) {
   const OperatorType H = MakeOperator(model);
   const WaveFunctionType psi = MakeState(4, {3}, {Amplitude(0, 2)}, true);
   EXPECT_EQ(LanczosTriDiagonalize(H, nullptr, {psi}, {0, 0, 0.1})[0].levels, 0u);
-  const LanczosRun one = Run(H, psi, {1, 0, 0.1});
+  const LanczosRun one = RunBothWays(H, psi, {1, 0, 0.1});
   EXPECT_EQ(one.levels, 1u);
   EXPECT_DOUBLE_EQ(one.chain.b[0], 2);
   EXPECT_NEAR(one.chain.a[1], MatrixOf(model, {3})[0].real(), 1e-14);
-  const LanczosRun zero = Run(H, MakeState(4, {3}, {0.0}, true), {4, 1e-10, 0.0});
+  const LanczosRun zero = RunBothWays(H, MakeState(4, {3}, {0.0}, true), {4, 1e-10, 0.0});
   EXPECT_EQ(zero.levels, 0u);
   EXPECT_EQ(zero.chain.a, std::vector<double>(5));
   EXPECT_EQ(zero.chain.b, std::vector<double>(4));
@@ -148,7 +149,7 @@ TEST(Lanczos, StatesTogetherGetTheirOwnChains) {
     const auto together = LanczosTriDiagonalize(H, nullptr, starts, settings);
     for (std::size_t s = 0; s < starts.size(); ++s) {
       SCOPED_TRACE(s);
-      const LanczosRun alone = Run(H, starts[s], settings);
+      const LanczosRun alone = RunBothWays(H, starts[s], settings);
       EXPECT_EQ(alone.levels, together[s].levels);
       for (std::uint32_t k = 0; k < settings.length; ++k) {
         EXPECT_NEAR(alone.chain.a[k + 1], together[s].chain.a[k + 1], 1e-9) << k;
@@ -165,7 +166,7 @@ TEST(Lanczos, SharedRowsAreNotNeeded) {
   const std::vector<Mask> all = Electrons(3, 6);
   const WaveFunctionType psi = MakeState(6, all, Dense(all.size(), 0.5), false);
   const LanczosSettings settings{3, 0, 0.1};
-  const LanczosRun expected = Run(H, psi, settings);
+  const LanczosRun expected = RunBothWays(H, psi, settings);
   std::size_t thrown = 0;
   for (std::size_t n = 0; n == 0 || QAllocationFailed(); ++n) {
     std::vector<WaveFunctionType> starts = {psi};
@@ -192,7 +193,7 @@ TEST(Lanczos, ProgressLinesNameTheCoefficients) {
   model.AddHermitian({C(0), A(1)}, 0.5);
   const WaveFunctionType psi = MakeState(2, {1}, {1.0}, false);
   std::string printed;
-  Run(MakeOperator(model), psi, {2, 1e-10, 0.5}, nullptr, &printed);
+  RunBothWays(MakeOperator(model), psi, {2, 1e-10, 0.5}, nullptr, &printed);
   EXPECT_EQ(printed,
             "BasisSetSize:            1            1\n"
             "BasisSetSize:            2            1 | M.a[  1] M.b[  0]:  1.00000E+00  1.00000E+00 | Err:  "
