@@ -11,9 +11,10 @@
 --
 -- and compares. In the ground state the hole is in x2-y2. Scattering leaves it there (elastic line), turns its spin, or
 -- moves it to z2, xy, or xz and yz (dd excitations). L. J. P. Ament, G. Ghiringhelli, M. Moretti Sala, L. Braicovich
--- and J. van den Brink, Phys. Rev. Lett. 103 (2009) 117003, saw that the spin can only be turned when it does not stand
--- along the axis of the 2p-3d spin-orbit coupling that acts, z: this is what makes magnons of cuprates visible. The
--- script does both spin directions.
+-- and J. van den Brink, Phys. Rev. Lett. 103 (2009) 117003, saw that light turns the spin if it lies in the plane, and not if
+-- it stands along z: the 2p orbitals that matter for x2-y2 are x and y, between which the spin-orbit coupling of the
+-- core hole acts by its part lz sz alone, which keeps the z component of the spin. So magnons of cuprates, whose spins
+-- lie in the plane, become visible. The script does both directions.
 --
 -- It writes the map for spins in the plane to copper_rixs.dat in DIRECTORY (the current one without it): lines with
 -- incident energy, energy loss and intensity, all in eV, a blank line after each incident energy. In gnuplot:
@@ -75,7 +76,7 @@ function Square(z) return Complex.Re(z) ^ 2 + Complex.Im(z) ^ 2 end
 function Map(direction)
   local H, Hcore = Hamiltonian(direction), CoreHamiltonian(direction)
   local finals, cores = Eigensystem(H, OneHole, 10, AllDigits), Eigensystem(Hcore, CoreHole, 6, AllDigits)
-  local map = {levels = {}, direction = direction}
+  local map = {levels = {}}
   local E0 = finals[1] * H * finals[1]
   for f = 1, 10 do map.levels[f] = finals[f] * H * finals[f] - E0 end
   local S = CreateResonantSpectra(Hcore, H, T1, T2, finals[1],
