@@ -13,8 +13,8 @@
 -- moves it to z2, xy, or xz and yz (dd excitations). Light turns the spin if it lies in the plane, and not if it stands
 -- along z (L. J. P. Ament, G. Ghiringhelli, M. Moretti Sala, L. Braicovich and J. van den Brink, Phys. Rev. Lett. 103
 -- (2009) 117003): the 2p orbitals that matter for x2-y2 are x and y, between which the spin-orbit coupling of the core
--- hole acts by its part lz sz alone, which keeps the z component of the spin. So magnons of cuprates, whose spins lie in
--- the plane, become visible. The script does both directions.
+-- hole acts by its part lz sz alone, which keeps the z component of the spin. So magnons of cuprates, whose spins lie
+-- in the plane, become visible. The script does both directions.
 --
 -- It writes the map for spins in the plane to copper_rixs.dat in DIRECTORY (the current one without it): lines with
 -- incident energy, energy loss and intensity, all in eV, a blank line after each incident energy. In gnuplot:
