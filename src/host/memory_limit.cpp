@@ -34,8 +34,8 @@ std::optional<std::uint64_t> ReadNumber(const std::string& path) {
   return {};
 }
 
-// The names under which the two versions of control groups keep the same facts. File cache, read once or often,
-// goes when memory is asked for.
+// The names under which the two versions of control groups keep the same facts. File cache, read once or
+// often, goes when memory is asked for.
 struct GroupFiles {
   const char *mount, *limit, *usage, *inactiveCache, *activeCache;
 };

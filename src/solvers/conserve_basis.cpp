@@ -77,8 +77,8 @@ void MakeAllReal(std::vector<WaveFunctionType>& psi) {
   }
 }
 
-// The vectors of psi, and others behind them until there are count; when memory runs out, as many as leave the
-// solver room to work in. False when that are fewer than least.
+// The vectors of psi, and others behind them until there are count; when memory runs out, as many as leave
+// the solver room to work in. False when that are fewer than least.
 template <class T>
 bool QVectors(const FixedBasisOperator<T>& H, const std::vector<WaveFunctionType>& psi, std::size_t count,
               std::size_t least, std::vector<std::vector<T>>& v) {
