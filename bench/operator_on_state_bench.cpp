@@ -13,7 +13,7 @@
 
 #include "atomic/coulomb.h"
 #include "core/operator_on_state.h"
-#include "core/operator_rows.h"
+#include "core/panel.h"
 #include "core/surviving_terms.h"
 #include "cycles.h"
 #include "host/base/allocator.h"
@@ -196,6 +196,36 @@ void RememberedRows(benchmark::State& state) {
   state.counters["new"] = result;
 }
 
+// Products of vectors side by side with remembered rows: scattered, on a numbering that the operator leaves,
+// and gathered, on one that it maps onto itself, for determinants = 0.
+void PanelRows(benchmark::State& state, std::uint32_t columns) {
+  const auto orbitals = static_cast<std::uint32_t>(state.range(1));
+  const auto determinants = static_cast<std::uint32_t>(state.range(2));
+  const int l = static_cast<int>(state.range(0));
+  const OperatorType H = l == 0 ? HubbardRing(orbitals / 2) : ImpurityOperator(l, orbitals);
+  const WaveFunctionType start = RandomState(orbitals, 1),
+                         psi = GrownState(H, start, determinants ? determinants : ~0u);
+  OperatorRows<double> rows(H, nullptr, std::make_shared<DeterminantBasis>(Layout(psi)), SIZE_MAX);
+  const NumberedState<double> numbered = NumberState<double>(*rows.numbering, psi);
+  Panel x{columns, {}}, y;
+  ExtendPanel(x, rows.numbering->N + std::size_t{1});
+  for (const std::uint32_t number : numbered.number)
+    std::fill_n(&x.value[std::size_t{number} * columns], columns, 0.5);
+  OperatorRowsMultiplyPanel(rows, x, y);
+  double entries = 0;
+  for (const auto& slab : rows.slabs) entries += static_cast<double>(slab.target.size() * columns);
+  const CycleRate rate = Timed(state, [&] { OperatorRowsMultiplyPanel(rows, x, y); });
+  using benchmark::Counter;
+  const auto inverse = Counter::kIsIterationInvariantRate | Counter::kInvert;
+  state.counters["ns_entry"] = Counter(entries * 1e-9, inverse);
+  state.counters["cycles_entry"] = Counter(entries / rate.perSecond(), inverse);
+  state.counters["entries"] = entries / columns / rows.rows;
+  state.counters["determinants"] = rows.numbering->N;
+}
+void PanelRowsOne(benchmark::State& state) { PanelRows(state, 1); }
+void PanelRowsFour(benchmark::State& state) { PanelRows(state, 4); }
+void PanelRowsEight(benchmark::State& state) { PanelRows(state, 8); }
+
 // Rows inside a fixed basis, for one vector and for four side by side. A ring for l = 0.
 void FixedRows(benchmark::State& state, std::size_t vectors) {
   const auto orbitals = static_cast<std::uint32_t>(state.range(1));
@@ -258,6 +288,13 @@ void FixedCases(benchmark::internal::Benchmark* b) {
   b->Unit(benchmark::kMillisecond);
 }
 BENCHMARK(RememberedRows)->Apply(FixedCases);
+void PanelCases(benchmark::internal::Benchmark* b) {
+  b->Args({3, 14, 0})->Args({0, 16, 0})->Args({0, 24, 0})->Args({2, 26, 60000})->Args({2, 26, 400000});
+  b->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(PanelRowsOne)->Apply(PanelCases);
+BENCHMARK(PanelRowsFour)->Apply(PanelCases);
+BENCHMARK(PanelRowsEight)->Apply(PanelCases);
 BENCHMARK(FixedRowsOne)->Apply(FixedCases);
 BENCHMARK(FixedRowsFour)->Apply(FixedCases);
 BENCHMARK(SurvivorsOnly)->Apply(Cases);

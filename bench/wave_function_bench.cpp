@@ -9,6 +9,7 @@
 #include "core/operator_rows.h"
 #include "core/wave_function.h"
 #include "host/base/allocator.h"
+#include "solvers/panel_kernels.h"
 
 namespace fermix {
 namespace {
@@ -182,6 +183,38 @@ BENCHMARK(SameBasisDot)->Apply(Sizes);
 BENCHMARK(Scale)->Apply(Sizes);
 BENCHMARK(Norm)->Apply(Sizes);
 BENCHMARK(Normalize)->Apply(Sizes);
+// States of a solver, side by side on a numbering: the passes of Lanczos. ns_element counts each element.
+template <class Pass>
+void OnPanels(benchmark::State& state, Pass&& pass) {
+  Panel a{8, {}};
+  ExtendPanel(a, static_cast<std::size_t>(state.range(0)) / 8);
+  std::fill(a.value.begin(), a.value.end(), 1.5);
+  Panel b = a, c = a;
+  ColumnValues none{}, one;
+  one.fill(1);
+  for (auto _ : state) pass(a, b, c, none, one);
+  using benchmark::Counter;
+  state.counters["ns_element"] =
+      Counter(double(state.range(0)) * 1e-9, Counter::kIsIterationInvariantRate | Counter::kInvert);
+}
+void PanelSum(benchmark::State& state) {
+  OnPanels(state, [](auto& a, auto& b, auto&, auto& none, auto&) {
+    benchmark::DoNotOptimize(PanelSubtractAndSquare(a, none, b));
+  });
+}
+void PanelDot(benchmark::State& state) {
+  OnPanels(state, [](auto& a, auto& b, auto& c, auto& none, auto&) {
+    benchmark::DoNotOptimize(PanelDotAndSubtract(a, b, none, c));
+  });
+}
+void PanelCut(benchmark::State& state) {
+  OnPanels(state, [](auto& a, auto&, auto&, auto& none, auto& one) {
+    benchmark::DoNotOptimize(PanelScaleAndTruncate(a, false, one, none));
+  });
+}
+BENCHMARK(PanelSum)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
+BENCHMARK(PanelDot)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
+BENCHMARK(PanelCut)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
 BENCHMARK(NumberedUnion)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
 BENCHMARK(NumberedDot)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
 BENCHMARK(NumberedCut)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);

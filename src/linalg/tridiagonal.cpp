@@ -1,12 +1,13 @@
 #include "linalg/tridiagonal.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdio>
-#include <numeric>
 
 #include "host/base/status.h"
 #include "linalg/blas.h"
+#include "linalg/response_parts.h"
 
 namespace fermix {
 
@@ -41,32 +42,66 @@ int CompactMatrixTriDiagonalize(const CompactMatrixType& A, CompactMatrixType* Q
   return 0;
 }
 
-namespace {
-
-bool QFinite(const TriDiagonalMatrixType& T) {
-  const auto finite = [](double x) { return std::isfinite(x); };
-  return std::all_of(T.a.begin() + 1, T.a.end(), finite) &&
-         (T.b.empty() || std::all_of(T.b.begin() + 1, T.b.end(), finite));
+Complex16 ResponseAt(const TriDiagonalMatrixType& M, Complex16 z) {
+  double re = 0, im = 0, coupling = 0;  // below the last level there is nothing
+  for (std::size_t k = M.b.size(); k >= 1; --k) {
+    const double x = z.re - M.a[k] - coupling * re, y = z.im - coupling * im, d = x * x + y * y;
+    re = x / d;
+    im = -y / d;
+    coupling = M.b[k - 1] * M.b[k - 1];
+  }
+  return {M.a[0] + coupling * re, coupling * im};
 }
+
+bool QFinite(const TriDiagonalMatrixType& M) { return QAllFinite(M.a) && QAllFinite(M.b); }
+
+CompactMatrixType TriDiagonalMatrixToCompactMatrix(const TriDiagonalMatrixType& M) {
+  CompactMatrixType H = MatrixOfLevels(M);
+  auto& h = std::get<0>(H.Data);
+  const std::size_t N = M.b.size();
+  for (std::size_t k = 1; k < N; ++k) h[k * N + k - 1] = h[(k - 1) * N + k] = M.b[k];
+  return H;
+}
+
+double CouplingFloor(double first, double size) {
+  return std::max(100 * DBL_EPSILON * std::fabs(first), 4 * DBL_EPSILON * size);
+}
+
+double CommonOffset(std::span<const double> energies) {
+  if (energies.empty()) return 0;
+  const auto [lowest, highest] = std::minmax_element(energies.begin(), energies.end());
+  const double centre = *lowest / 2 + *highest / 2;
+  return std::fabs(centre) > *highest - *lowest ? centre : 0;
+}
+
+namespace {
 
 // Eigenvalues of the levels 1 .. N of T, and eigenvectors as rows if vectors is not null.
 int ChainEigensystem(const TriDiagonalMatrixType& T, std::vector<double>& e, double* vectors) {
   const int n = BlasSize(ChainLength(T));
   if (n == 0) return e.clear(), 0;
   if (!QFinite(T)) return Fail("TriDiagonalMatrixToEigensystem called with a matrix that is not finite\n");
-  const auto levels = [&] { e.assign(T.a.begin() + 1, T.a.end()); };
+  const double offset = CommonOffset(std::span(T.a).subspan(1));
+  const auto levels = [&] {
+    e.assign(T.a.begin() + 1, T.a.end());
+    for (double& x : e) x -= offset;
+  };
+  const auto done = [&] {
+    for (double& x : e) x += offset;
+    return 0;
+  };
   levels();
   std::vector<double> couplings(T.b.begin() + 1, T.b.end());
   couplings.push_back(0);  // a single level has none, yet the driver wants an address
   int info = Stevd(n, e.data(), couplings.data(), vectors);
-  if (info == 0) return 0;
+  if (info == 0) return done();
   Say("dstevd failed in TriDiagonalMatrixToEigensystem with info value %i\n", info);
   Say("While working on matrix %s\n", T.name.c_str());
   Say("continue diagonalization with dstev\n");
   levels();
   std::copy(T.b.begin() + 1, T.b.end(), couplings.begin());
   info = Stev(n, e.data(), couplings.data(), vectors);
-  if (info == 0) return 0;
+  if (info == 0) return done();
   Say("Also dstev failed with info value %i\n", info);
   Say("I don't know what to do\n");
   return Fail("ERROR!!!!!!!!!!!\n");
@@ -99,44 +134,6 @@ int TriDiagonalMatrixToListOfPoles(const TriDiagonalMatrixType& T, ListOfPoles& 
   poles.mu = T.mu;
   poles.name = T.name;
   P = std::move(poles);
-  return 0;
-}
-
-void OrderListOfPoles(ListOfPoles& P) {
-  std::vector<std::size_t> order(P.a.size());
-  std::iota(order.begin(), order.end(), 0);
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t i, std::size_t j) { return P.a[i] < P.a[j]; });
-  std::vector<double> a(order.size()), b(order.size());
-  for (std::size_t k = 0; k < order.size(); ++k) {
-    a[k] = P.a[order[k]];
-    b[k] = P.b[order[k]];
-  }
-  P.a = std::move(a);
-  P.b = std::move(b);
-}
-
-int HermitianCompactMatrixToListOfPoles(const CompactMatrixType& A, std::vector<ListOfPoles>& poles,
-                                        const CompactMatrixType& V, CompactMatrixType* vectors) {
-  CompactMatrixType eigenvectors, overlaps;
-  std::vector<double> e;
-  if (const int status = CompactMatrixEigensystem(A, eigenvectors, e)) return status;
-  // Element (v, k) is the amplitude of eigenvector k in row v.
-  if (const int status = CompactMatrixMultiply('N', 'C', V, eigenvectors, overlaps)) return status;
-  std::vector<ListOfPoles> lists(V.Ni);
-  std::visit(
-      [&](const auto& amplitude) {
-        for (std::size_t v = 0; v < lists.size(); ++v) {
-          lists[v].a = e;
-          lists[v].b.resize(e.size());
-          for (std::size_t k = 0; k < e.size(); ++k)
-            lists[v].b[k] = A.B0 * A.B0 * NormSqr(amplitude[v * e.size() + k]);
-          lists[v].a0 = A.A0;
-          lists[v].mu = A.Mu;
-        }
-      },
-      overlaps.Data);
-  poles = std::move(lists);
-  if (vectors) *vectors = std::move(eigenvectors);
   return 0;
 }
 

@@ -1,14 +1,15 @@
-// Scalar response functions as a chain or as a list of poles: G(w) = a0 + b0^2 [(w - H)^-1]_00.
+// Scalar response functions as a chain: G(w) = a[0] + b[0]^2 [(w - H)^-1]_00 with a tridiagonal H.
 //
-// A chain (tridiagonal H) is what Lanczos gives; poles are its eigenvalues with the weights of the first
-// site.
+// This is what Lanczos gives. The same function as a list of poles stands in linalg/poles.h, as a star in
+// linalg/anderson.h, as natural impurity orbitals in linalg/natural_orbitals.h.
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "linalg/compact_matrix.h"
+#include "linalg/poles.h"
 
 namespace fermix {
 
@@ -29,13 +30,22 @@ inline std::uint32_t ChainLength(const TriDiagonalMatrixType& M) {
 // A chain of N levels: all zero but b[0] = 1.
 TriDiagonalMatrixType InitTriDiagonalMatrix(std::uint32_t N);
 
-struct ListOfPoles {
-  std::string name = "List Of Poles";
-  std::vector<double> a;  // energies
-  std::vector<double> b;  // weights, already squared
-  double a0 = 0;          // constant of the function
-  double mu = 0;
-};
+// G at the complex energy z: the continued fraction from its end.
+Complex16 ResponseAt(const TriDiagonalMatrixType& M, Complex16 z);
+
+bool QFinite(const TriDiagonalMatrixType& M);
+
+// The levels 1 .. N as a real matrix, with A0, B0 and Mu of the function; B0 is 0 if there is no level.
+CompactMatrixType TriDiagonalMatrixToCompactMatrix(const TriDiagonalMatrixType& M);
+
+// A level whose coupling is not above this comes from rounding: a chain ends before it. first is the coupling
+// b[1], size the norm of H on the last level.
+double CouplingFloor(double first, double size);
+
+// The centre of these energies if they lie closer to each other than to 0, so that each can be taken from it
+// exactly; 0 otherwise. Core levels are such energies: what is worked out without it has the digits of their
+// splittings.
+double CommonOffset(std::span<const double> energies);
 
 // Householder reduction of the Hermitian A to a chain of Nj levels, A[i][j] = sum_kl Q[k][i] T_kl
 // conj(Q[l][j]): the rows of Q are the basis in which A is the chain T. a[0], b[0] and mu become A0, B0 and
@@ -52,17 +62,6 @@ struct ListOfPoles {
 
 // Poles at the eigenvalues, weights (b[0] V[k][0])^2.
 [[nodiscard]] int TriDiagonalMatrixToListOfPoles(const TriDiagonalMatrixType& T, ListOfPoles& P);
-
-// Sorts by energy, ascending; equal energies keep their order.
-void OrderListOfPoles(ListOfPoles& P);
-
-// The poles of G_k(w) = <v_k| (w - A)^-1 |v_k> for each row v_k of V, A Hermitian; all on the eigenvalues of
-// A. V has one row for each list and as many columns as A. Eigenvectors, as rows, go to vectors if it is not
-// null.
-[[nodiscard]] int HermitianCompactMatrixToListOfPoles(const CompactMatrixType& A,
-                                                      std::vector<ListOfPoles>& poles,
-                                                      const CompactMatrixType& V,
-                                                      CompactMatrixType* vectors = nullptr);
 
 // Writes the chain as plain text; mode is "w" or "a". Status 1 after a line when the file can't be opened.
 [[nodiscard]] int FilePrintPlainTriDiagonalMatrix(const TriDiagonalMatrixType& M, const char* path,

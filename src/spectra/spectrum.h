@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "linalg/tridiagonal.h"
+#include "linalg/natural_orbitals.h"
 
 namespace fermix {
 
@@ -62,6 +62,12 @@ inline SpectraType SpectrumAllocate(const SpectraType& header) {
 // points that enclose it so that the energy integral of Im stays right, and Re its discrete Hilbert
 // transform; the sticks stand at the poles' own energies, without E0.
 void ListOfPolesToSpectrum(double E0, const ListOfPoles& P, SpectraType& S);
+
+// The sum of the two chains, with the weight and constant of the whole; and the star as its chain, or as its
+// poles when Gamma is 0. Otherwise as TriDiagonalMatrixToSpectrum.
+[[nodiscard]] int BADoubleTriDiagonalMatrixToSpectrum(double E0, const BADoubleTriDiagonalMatrixType& M,
+                                                      SpectraType& S);
+[[nodiscard]] int AndersonImpurityMatrixToSpectrum(double E0, const AndersonMatrixType& M, SpectraType& S);
 
 // True when both lie on the same points, within rounding.
 bool QSameGrid(const SpectraType& A, const SpectraType& B);

@@ -1,4 +1,4 @@
-// Chains and lists of poles on an energy grid.
+// Response functions on an energy grid.
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -13,16 +13,14 @@ namespace fermix {
 
 namespace {
 
-// The continued fraction of the levels 1 .. N at energy E + i h, from the bottom, in real arithmetic.
-Complex16 ContinuedFraction(const TriDiagonalMatrixType& M, double E, double h) {
-  double re = 0, im = 0, coupling = 0;  // below the last level there is nothing
-  for (std::size_t k = M.b.size(); k >= 1; --k) {
-    const double x = E - M.a[k] - coupling * re, y = h - coupling * im, d = x * x + y * y;
-    re = x / d;
-    im = -y / d;
-    coupling = M.b[k - 1] * M.b[k - 1];
+// The function at each point, E0 above its energy and Gamma / 2 above the axis.
+template <class Form>
+void FillFromFunction(double E0, const Form& M, SpectraType& S) {
+  for (std::size_t i = 0; i < S.Re.size(); ++i) {
+    const Complex16 g = ResponseAt(M, {S.Emin + static_cast<double>(i) * S.dE + E0, S.Gamma / 2});
+    S.Re[i] = g.re;
+    S.Im[i] = g.im;
   }
-  return {coupling * re, coupling * im};
 }
 
 void KeepFirstCoefficients(double E0, const TriDiagonalMatrixType& M, SpectraType& S) {
@@ -72,11 +70,7 @@ int TriDiagonalMatrixToSpectrum(double E0, const TriDiagonalMatrixType& M, Spect
   }
   if (std::fabs(S.dE) > S.Gamma / 5)
     Say("\n\nNeed more then five points per lorenzian FWHM in order to represent a spectrum accurately\n");
-  for (std::size_t i = 0; i < S.Re.size(); ++i) {
-    const Complex16 g = ContinuedFraction(M, S.Emin + static_cast<double>(i) * S.dE + E0, S.Gamma / 2);
-    S.Re[i] = M.a[0] + g.re;
-    S.Im[i] = g.im;
-  }
+  FillFromFunction(E0, M, S);
   KeepFirstCoefficients(E0, M, S);
   return 0;
 }
@@ -92,18 +86,34 @@ void ListOfPolesToSpectrum(double E0, const ListOfPoles& P, SpectraType& S) {
     for (double& x : S.Re) x += P.a0;
     return;
   }
-  const double h = S.Gamma / 2;
-  for (std::size_t i = 0; i < S.Re.size(); ++i) {
-    const double E = S.Emin + static_cast<double>(i) * S.dE + E0;
-    double re = 0, im = 0;
-    for (std::size_t j = 0; j < P.a.size(); ++j) {
-      const double x = E - P.a[j], d = h * h + x * x;
-      re += P.b[j] * x / d;
-      im += P.b[j] * h / d;
-    }
-    S.Re[i] = P.a0 + re;
-    S.Im[i] = -im;
+  FillFromFunction(E0, P, S);
+}
+
+int BADoubleTriDiagonalMatrixToSpectrum(double E0, const BADoubleTriDiagonalMatrixType& M, SpectraType& S) {
+  SpectraType con = S;
+  if (const int status = TriDiagonalMatrixToSpectrum(E0, M.val, S)) return status;
+  if (const int status = TriDiagonalMatrixToSpectrum(E0, M.con, con)) return status;
+  if (const int status = AddMultipliedSpectra(S, con, 1, 0)) return status;
+  SpectraScalarMultiply(S, M.B0 * M.B0, 0);
+  for (double& x : S.Re) x += M.A0;
+  if (S.Gamma == 0) return 0;
+  TriDiagonalMatrixType whole;
+  if (const int status = BADoubleTriDiagonalMatrixToTriDiagonalMatrix(M, whole)) return status;
+  KeepFirstCoefficients(E0, whole, S);
+  return 0;
+}
+
+int AndersonImpurityMatrixToSpectrum(double E0, const AndersonMatrixType& M, SpectraType& S) {
+  if (S.Gamma == 0) {
+    ListOfPoles P;
+    if (const int status = AndersonMatrixToListOfPoles(M, P)) return status;
+    ListOfPolesToSpectrum(E0, P, S);
+    return 0;
   }
+  TriDiagonalMatrixType chain;
+  if (const int status = AndersonMatrixToTriDiagonalMatrix(M, chain, static_cast<std::uint32_t>(M.b.size())))
+    return status;
+  return TriDiagonalMatrixToSpectrum(E0, chain, S);
 }
 
 }  // namespace fermix

@@ -52,6 +52,34 @@ TEST(SpectrumFromChain, AgreesWithTheInverseOfTheMatrixAtAPoint) {
   EXPECT_EQ(S.FirstB, (std::array<double, 5>{2, 0.25, 0, 0, 0}));
 }
 
+TEST(SpectrumFromChain, AllFormsGiveItsSpectrum) {
+  TriDiagonalMatrixType M = InitTriDiagonalMatrix(6);
+  M.a = {0.5, 1, 3, -2, 0.25, 1.5, -1};
+  M.b = {2, 0.25, 0.5, 1, 0.75, 0.5};
+  AndersonMatrixType star;
+  BADoubleTriDiagonalMatrixType orbitals;
+  ASSERT_EQ(TriDiagonalMatrixToAndersonMatrix(M, star), 0);
+  ASSERT_EQ(TriDiagonalMatrixToBADoubleTriDiagonalMatrix(M, orbitals, 0.5), 0);
+  for (const double Gamma : {0.5, 0.0}) {
+    SpectraType S = Grid(-5, 5, 200, Gamma), fromStar = S, fromOrbitals = S;
+    ASSERT_EQ(TriDiagonalMatrixToSpectrum(0.25, M, S), 0);
+    ASSERT_EQ(AndersonImpurityMatrixToSpectrum(0.25, star, fromStar), 0);
+    ASSERT_EQ(BADoubleTriDiagonalMatrixToSpectrum(0.25, orbitals, fromOrbitals), 0);
+    for (const SpectraType& other : {fromStar, fromOrbitals}) {
+      for (std::size_t i = 0; i < S.Re.size(); ++i) {
+        EXPECT_NEAR(other.Re[i], S.Re[i], 1e-10);
+        EXPECT_NEAR(other.Im[i], S.Im[i], 1e-10);
+      }
+      EXPECT_NEAR(other.TailRe, S.TailRe, 1e-12);
+      EXPECT_NEAR(other.TailIm, S.TailIm, 1e-12);
+      for (std::size_t k = 0; k < 5; ++k) {
+        EXPECT_NEAR(other.FirstA[k], S.FirstA[k], 1e-12);
+        EXPECT_NEAR(other.FirstB[k], S.FirstB[k], 1e-12);
+      }
+    }
+  }
+}
+
 TEST(SpectrumFromChain, WarnsWhenTheWidthCoversTooFewPoints) {
   const TriDiagonalMatrixType M = RandomChain(2);
   SpectraType narrow = Grid(0, 1, 10, 0.49), wide = Grid(0, 1, 10, 0.51);
