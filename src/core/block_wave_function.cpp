@@ -159,9 +159,10 @@ CompactMatrixType BlockWaveFunctionDotProduct(const BlockWaveFunctionType& bra,
       bra.values, ket.values);
 }
 
-BlockWaveFunctionType BlockOperatorPsi(const OperatorType& O, const BlockWaveFunctionType& Psi) {
+BlockWaveFunctionType BlockOperatorPsi(const OperatorType& O, const BlockWaveFunctionType& Psi,
+                                       const DeterminantRestrictionType* R) {
   RequireSameSpace(Psi.basis->layout, "Wave-function", O.layout, "the operator");
-  const CompiledOperator compiled = CompileOperator(O, nullptr, Psi.basis->N);
+  const CompiledOperator compiled = CompileOperator(O, R, Psi.basis->N);
   std::optional<BlockWaveFunctionType> OPsi;
   const bool fits = FitsInMemory([&] {
     OPsi = std::visit([&](const auto& c, const auto& x) { return GrowingProduct(compiled, c, Psi, x); },

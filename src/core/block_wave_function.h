@@ -35,7 +35,9 @@ void ComplexBlockWaveFunctionAddElementConserveBasis(BlockWaveFunctionType& Psi,
 CompactMatrixType BlockWaveFunctionDotProduct(const BlockWaveFunctionType& bra,
                                               const BlockWaveFunctionType& ket);
 
-// O applied to all states of the block in one pass, on a new basis. Throws bad_alloc after lines.
-BlockWaveFunctionType BlockOperatorPsi(const OperatorType& O, const BlockWaveFunctionType& Psi);
+// O applied to all states of the block in one pass, on a new basis. R: restrictions of the result; null takes
+// the operator's own. Throws bad_alloc after lines.
+BlockWaveFunctionType BlockOperatorPsi(const OperatorType& O, const BlockWaveFunctionType& Psi,
+                                       const DeterminantRestrictionType* R = nullptr);
 
 }  // namespace fermix

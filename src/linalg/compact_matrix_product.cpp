@@ -50,6 +50,15 @@ void RowMajorGemm(char opA, char opB, const CompactMatrixType& A, const CompactM
        std::get<std::vector<T>>(C.Data).data(), n);
 }
 
+// C = alpha op(A) B + beta C for a real A and complex B and C: real and imaginary parts stand side by side,
+// so that B and C are real matrices of twice as many columns.
+void RealTimesComplex(char opA, const CompactMatrixType& A, const CompactMatrixType& B, CompactMatrixType& C,
+                      double alpha, double beta) {
+  const int m = BlasSize(C.Ni), n = BlasSize(2 * std::uint64_t{C.Nj}), k = BlasSize(Columns(opA, A));
+  Gemm('N', QTransposing(opA) ? 'T' : 'N', n, m, k, alpha, &std::get<1>(B.Data)[0].re, n,
+       std::get<0>(A.Data).data(), BlasSize(A.Nj), beta, &std::get<1>(C.Data)[0].re, n);
+}
+
 }  // namespace
 
 int CompactMatrixAddMultiply(char opA, char opB, const CompactMatrixType& A, const CompactMatrixType& B,
@@ -73,7 +82,11 @@ int CompactMatrixAddMultiply(char opA, char opB, const CompactMatrixType& A, con
   if (!realOperands || IsComplexMatrix(C) || std::fabs(alpha.im) > RealFactorFloor ||
       std::fabs(beta.im) > RealFactorFloor) {
     MakeCompactRealMatrixComplex(C);
-    RowMajorGemm<Complex16>(opA, opB, A, B, C, alpha, beta);
+    if (!IsComplexMatrix(A) && IsComplexMatrix(B) && opB == 'N' && alpha.im == 0 && beta.im == 0) {
+      RealTimesComplex(opA, A, B, C, alpha.re, beta.re);
+    } else {
+      RowMajorGemm<Complex16>(opA, opB, A, B, C, alpha, beta);
+    }
   } else {
     RowMajorGemm<double>(opA, opB, A, B, C, alpha.re, beta.re);
   }

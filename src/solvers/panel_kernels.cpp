@@ -26,62 +26,79 @@ ColumnValues Gathered(const Lane& lane, std::uint32_t columns) {
   return values;
 }
 
-// Calls f(i, l) for n doubles: i the place, l its lane; whole groups of lanes first, as vectors.
-template <class F>
-inline void ForEachLane(std::size_t n, F&& f) {
+// Loops over whole groups of lanes are written out, on arrays of their own, and what is left of n follows:
+// so compilers find the vectors.
+
+FERMIX_VECTOR_CLONES void DotAndSubtract(double* __restrict y, const double* __restrict x,
+                                         const double* __restrict factor, const double* __restrict z,
+                                         std::size_t n, double* __restrict total) {
+  double f[Lanes], sum[Lanes] = {};
+  for (std::size_t l = 0; l < Lanes; ++l) f[l] = factor[l];
   std::size_t i = 0;
   for (; i + Lanes <= n; i += Lanes)
-    for (std::size_t l = 0; l < Lanes; ++l) f(i + l, l);
-  for (std::size_t l = 0; i < n; ++i, ++l) f(i, l);
-}
-
-FERMIX_VECTOR_CLONES void DotAndSubtract(double* y, const double* x, const double* factor, const double* z,
-                                         std::size_t n, double* total) {
-  double sum[Lanes] = {};
-  ForEachLane(n, [&](std::size_t i, std::size_t l) {
-    sum[l] += x[i] * y[i];
+    for (std::size_t l = 0; l < Lanes; ++l) {
+      sum[l] += x[i + l] * y[i + l];
+      y[i + l] -= f[l] * z[i + l];
+    }
+  for (std::size_t l = 0; l < Lanes; ++l) total[l] += sum[l];
+  for (std::size_t l = 0; i < n; ++i, ++l) {
+    total[l] += x[i] * y[i];
     y[i] -= factor[l] * z[i];
-  });
-  for (std::size_t l = 0; l < Lanes; ++l) total[l] += sum[l];
+  }
 }
 
-FERMIX_VECTOR_CLONES void SubtractAndSquare(double* y, const double* factor, const double* z, std::size_t n,
-                                            double* total) {
-  double sum[Lanes] = {};
-  ForEachLane(n, [&](std::size_t i, std::size_t l) {
+FERMIX_VECTOR_CLONES void SubtractAndSquare(double* __restrict y, const double* __restrict factor,
+                                            const double* __restrict z, std::size_t n,
+                                            double* __restrict total) {
+  double f[Lanes], sum[Lanes] = {};
+  for (std::size_t l = 0; l < Lanes; ++l) f[l] = factor[l];
+  std::size_t i = 0;
+  for (; i + Lanes <= n; i += Lanes)
+    for (std::size_t l = 0; l < Lanes; ++l) {
+      const double v = y[i + l] - f[l] * z[i + l];
+      y[i + l] = v;
+      sum[l] += v * v;
+    }
+  for (std::size_t l = 0; l < Lanes; ++l) total[l] += sum[l];
+  for (std::size_t l = 0; i < n; ++i, ++l) {
     y[i] -= factor[l] * z[i];
-    sum[l] += y[i] * y[i];
-  });
-  for (std::size_t l = 0; l < Lanes; ++l) total[l] += sum[l];
+    total[l] += y[i] * y[i];
+  }
 }
 
-FERMIX_VECTOR_CLONES void Squares(const double* x, std::size_t n, double* total) {
-  double sum[Lanes] = {};
-  ForEachLane(n, [&](std::size_t i, std::size_t l) { sum[l] += x[i] * x[i]; });
-  for (std::size_t l = 0; l < Lanes; ++l) total[l] += sum[l];
-}
+// v, or 0 where its magnitude is at or below epsilon; a NaN stays.
+inline double Kept(double v, double epsilon) { return std::fabs(v) <= epsilon ? 0.0 : v; }
 
-FERMIX_VECTOR_CLONES void TruncateReal(double* x, const double* factor, const double* epsilon, std::size_t n,
-                                       double* before, double* kept, double* squares) {
-  double b[Lanes] = {}, k[Lanes] = {}, s[Lanes] = {};
-  ForEachLane(n, [&](std::size_t i, std::size_t l) {
+FERMIX_VECTOR_CLONES void TruncateReal(double* __restrict x, const double* __restrict factor,
+                                       const double* __restrict epsilon, std::size_t n,
+                                       double* __restrict before, double* __restrict kept,
+                                       double* __restrict squares) {
+  double f[Lanes], e[Lanes], b[Lanes] = {}, k[Lanes] = {}, s[Lanes] = {};
+  for (std::size_t l = 0; l < Lanes; ++l) f[l] = factor[l], e[l] = epsilon[l];
+  std::size_t i = 0;
+  for (; i + Lanes <= n; i += Lanes)
+    for (std::size_t l = 0; l < Lanes; ++l) {
+      const double v = x[i + l] * f[l], left = Kept(v, e[l]);
+      x[i + l] = left;
+      b[l] += v != 0 ? 1.0 : 0.0;
+      k[l] += left != 0 ? 1.0 : 0.0;
+      s[l] += left * left;
+    }
+  for (std::size_t l = 0; l < Lanes; ++l) before[l] += b[l], kept[l] += k[l], squares[l] += s[l];
+  for (std::size_t l = 0; i < n; ++i, ++l) {
     const double v = x[i] * factor[l];
-    const bool keep = !(std::fabs(v) <= epsilon[l]);  // a NaN stays
-    b[l] += v != 0 ? 1.0 : 0.0;
-    k[l] += keep ? 1.0 : 0.0;
-    x[i] = keep ? v : 0.0;
-    s[l] += x[i] * x[i];
-  });
-  for (std::size_t l = 0; l < Lanes; ++l) {
-    before[l] += b[l];
-    kept[l] += k[l];
-    squares[l] += s[l];
+    x[i] = Kept(v, epsilon[l]);
+    before[l] += v != 0;
+    kept[l] += x[i] != 0;
+    squares[l] += x[i] * x[i];
   }
 }
 
 // The same for pairs of columns.
-FERMIX_VECTOR_CLONES void TruncateComplex(double* x, const double* factor, const double* epsilon,
-                                          std::size_t n, double* before, double* kept, double* squares) {
+FERMIX_VECTOR_CLONES void TruncateComplex(double* __restrict x, const double* __restrict factor,
+                                          const double* __restrict epsilon, std::size_t n,
+                                          double* __restrict before, double* __restrict kept,
+                                          double* __restrict squares) {
   for (std::size_t i = 0; i < n; i += 2) {
     const std::size_t l = i % Lanes;
     const double re = x[i] * factor[l], im = x[i + 1] * factor[l + 1], size = re * re + im * im;
@@ -124,10 +141,9 @@ ColumnValues PanelSubtractAndSquare(Panel& y, const ColumnValues& factor, const 
 }
 
 ColumnValues PanelSquares(const Panel& x) {
-  Lane total{};
-  ForEachChunk(x.value.size(),
-               [&](std::size_t first, std::size_t n) { Squares(&x.value[first], n, total.data()); });
-  return Gathered(total, x.columns);
+  ColumnValues sums{};
+  for (std::size_t i = 0; i < x.value.size(); ++i) sums[i % x.columns] += x.value[i] * x.value[i];
+  return sums;
 }
 
 Truncation PanelScaleAndTruncate(Panel& x, bool complex, const ColumnValues& factor,

@@ -11,6 +11,7 @@
 #include "host/base/status.h"
 #include "host/base/text.h"
 #include "solvers/lanczos.h"
+#include "spectra/closed_space.h"
 
 namespace fermix {
 
@@ -67,26 +68,15 @@ WaveFunctionType UnionOfTransitionStates(const Problem& problem) {
   return U;
 }
 
-// Adds to U all determinants that H reaches from it, again and again, until H maps the space onto itself.
-// False, with U worthless, when there are none or too many.
 bool CloseUnderH(const Problem& problem, WaveFunctionType& U) {
-  if (ElementCount(U) == 0) return false;
-  const CompiledOperator H = CompileOperator(problem.H, &problem.R, ElementCount(U));
-  for (std::uint32_t before = 0; before != ElementCount(U);) {
-    if (!QSmallEnough(U, problem.settings)) return false;
-    before = ElementCount(U);
-    OrAdvise(
-        "WaveFunctionAddUnionBasis failed in calculation of spectra\n Out of memory?\nTry to split the call "
-        "to several calls for different wave-functions or transition operators\n",
-        [&] {
-          WaveFunctionType W = OperatorPsi(H, U);
-          if (ElementCount(W) == 0) return;
-          // Only the determinants matter: with values 0 a norm of 0 or an overflow does no harm.
-          WaveFunctionMultiply(W, 0, 0);
-          WaveFunctionAddUnionBasis(U, W);
-        });
-  }
-  return true;
+  const std::uint32_t most = problem.settings.ForceDenseMethod ? std::numeric_limits<std::uint32_t>::max()
+                                                               : problem.settings.solver.DenseBorder;
+  bool closed = false;
+  OrAdvise(
+      "WaveFunctionAddUnionBasis failed in calculation of spectra\n Out of memory?\nTry to split the call to "
+      "several calls for different wave-functions or transition operators\n",
+      [&] { closed = CloseUnder(problem.H, problem.R, most, U); });
+  return closed;
 }
 
 // The transition states as rows over the determinants of U, which holds all of them.

@@ -9,26 +9,12 @@
 #include "host/base/verbosity.h"
 #include "spectra/create_spectra.h"
 #include "spectra/response_script.h"
+#include "spectra/spectra_arguments_script.h"
 #include "spectra/spectrum_script.h"
 
 namespace fermix {
 
 namespace {
-
-// The record at index, or those of the table there. Their userdata stay on the stack, so that the script
-// can't lose them while they are in use.
-template <class T>
-std::vector<const T*> ReadRecords(lua_State* L, int index) {
-  if (!lua_istable(L, index)) return {CheckRecord<T>(L, index)};
-  std::vector<const T*> records;
-  const int count = static_cast<int>(lua_rawlen(L, index));
-  for (int i = 1; i <= count; ++i) {
-    luaL_checkstack(L, 8, "too many elements");
-    lua_rawgeti(L, index, i);
-    records.push_back(CheckRecord<T>(L, lua_gettop(L)));
-  }
-  return records;
-}
 
 // {Operator, spectra} or a list of such pairs. The pairs are checked; they enter no spectrum.
 void CheckSingleSelfenergy(lua_State* L, int index) {
@@ -52,17 +38,6 @@ void CheckSelfenergy(lua_State* L, int index) {
   }
 }
 
-struct NamedNumber {
-  const char* name;
-  double value;
-};
-
-void RequireFinite(lua_State* L, std::initializer_list<NamedNumber> options) {
-  for (const NamedNumber& option : options)
-    if (!std::isfinite(option.value))
-      luaL_error(L, "CreateSpectra called with a value of %s that is not finite\n", option.name);
-}
-
 CreateSpectraSettings ReadOptions(lua_State* L, int index) {
   CreateSpectraSettings s;
   bool Tensor = false, Sigma = false, KrylovBasis = false;
@@ -78,11 +53,12 @@ CreateSpectraSettings ReadOptions(lua_State* L, int index) {
   if (KrylovBasis) luaL_error(L, "Option KrylovBasis for CreateSpectra not yet available\n");
   if (s.solver.NTri == 0) luaL_error(L, "CreateSpectra called with NTri equal to 0, at least 1 is needed\n");
   if (s.solver.grid.NE == 0) luaL_error(L, "CreateSpectra called with NE equal to 0, at least 1 is needed\n");
-  RequireFinite(L, {{"Emin", s.solver.grid.Emin},
-                    {"Emax", s.solver.grid.Emax},
-                    {"Gamma", s.solver.grid.Gamma},
-                    {"E0", s.E0},
-                    {"epsilon", s.solver.epsilon}});
+  RequireFinite(L, "CreateSpectra",
+                {{"Emin", s.solver.grid.Emin},
+                 {"Emax", s.solver.grid.Emax},
+                 {"Gamma", s.solver.grid.Gamma},
+                 {"E0", s.E0},
+                 {"epsilon", s.solver.epsilon}});
   const bool window = s.solver.grid.Emin != CreateSpectraSettings::UnsetEmin &&
                       s.solver.grid.Emax != CreateSpectraSettings::UnsetEmax;
   if (window && !(s.solver.grid.Emin < s.solver.grid.Emax))

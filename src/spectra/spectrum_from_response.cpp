@@ -1,5 +1,6 @@
 // Response functions on an energy grid.
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <numbers>
 #include <numeric>
@@ -68,7 +69,8 @@ int TriDiagonalMatrixToSpectrum(double E0, const TriDiagonalMatrixType& M, Spect
     ListOfPolesToSpectrum(E0, P, S);
     return 0;
   }
-  if (std::fabs(S.dE) > S.Gamma / 5)
+  // An automatic width covers just five, up to rounding.
+  if (std::fabs(S.dE) > S.Gamma / 5 * (1 + 4 * DBL_EPSILON))
     Say("\n\nNeed more then five points per lorenzian FWHM in order to represent a spectrum accurately\n");
   FillFromFunction(E0, M, S);
   KeepFirstCoefficients(E0, M, S);

@@ -21,6 +21,7 @@
 #include "linalg/matrix_script.h"
 #include "solvers/eigensystem_script.h"
 #include "spectra/create_spectra_script.h"
+#include "spectra/resonant_spectra_script.h"
 #include "spectra/spectrum_script.h"
 
 namespace fermix {
@@ -101,6 +102,8 @@ constexpr luaL_Reg functions[] = {
     // solvers and spectra
     {"Eigensystem", Entry<LuaEigensystem>},
     {"CreateSpectra", Entry<LuaCreateSpectra>},
+    {"CreateResonantSpectra", Entry<LuaCreateResonantSpectra>},
+    {"CreateFluorescenceYield", Entry<LuaCreateFluorescenceYield>},
     // matrices
     {"NewMatrix", Entry<LuaNewMatrix>},
     {"Inverse", Entry<LuaMatrixInverse>},

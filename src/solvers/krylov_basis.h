@@ -1,0 +1,38 @@
+// Lanczos with a basis that is kept and made orthogonal in full.
+#pragma once
+
+#include "core/wave_function.h"
+#include "linalg/compact_matrix.h"
+#include "solvers/lanczos.h"
+
+namespace fermix {
+
+// States as the rows of a matrix, over the determinants 1 .. N of a basis.
+struct StateRows {
+  std::shared_ptr<DeterminantBasis> basis;
+  CompactMatrixType rows;
+};
+
+// Orthonormal Krylov states in the order in which they arose, and H on them. A chain that closes early,
+// because orthogonalisation leaves nothing new, ends there: it has as many levels as there are states. b[0]
+// is the norm of the start state.
+struct KrylovBasis {
+  StateRows states;
+  TriDiagonalMatrixType chain;
+};
+
+// The Krylov basis of psi, whose squared norm is finite, with at most settings.length states. The width plays
+// no part. epsilon is also the squared overlap with earlier states up to which a new one counts as
+// orthogonal.
+//
+// States are vectors on one numbering, and H is remembered rows, where memory has room for them; where it has
+// not, states have bases of their own and H goes term by term: the same up to rounding, slower. R:
+// restrictions of what H makes; null takes those of H. psi is taken as it is. Ends the process when memory
+// runs out and nothing is left that could be truncated.
+KrylovBasis LanczosTriDiagonalizeKrylov(const OperatorType& H, const DeterminantRestrictionType* R,
+                                        const WaveFunctionType& psi, const LanczosSettings& settings);
+
+// All states, which are released one by one, on the union of their bases.
+StateRows GatherStateRows(std::vector<WaveFunctionType> states, const KeyLayout& layout);
+
+}  // namespace fermix

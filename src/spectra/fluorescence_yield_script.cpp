@@ -1,0 +1,59 @@
+#include "core/operator_script.h"
+#include "core/restriction_script.h"
+#include "core/space_check.h"
+#include "core/wave_function_script.h"
+#include "spectra/fluorescence_yield.h"
+#include "spectra/resonant_spectra_script.h"
+#include "spectra/spectra_arguments_script.h"
+#include "spectra/spectrum_script.h"
+
+namespace fermix {
+
+namespace {
+
+ConvergenceSettingsType ReadOptions(lua_State* L, int index) {
+  ConvergenceSettingsType s;
+  LuaCheckOptions(L, index,
+                  {Option("NTri", &s.NTri), Option("epsilon", &s.epsilon),
+                   Option("restrictions", &s.Restrictions), Option("Emin", &s.grid.Emin),
+                   Option("Emax", &s.grid.Emax), Option("NE", &s.grid.NE), Option("Gamma", &s.grid.Gamma)});
+  RequireFinite(
+      L, "CreateFluorescenceYield",
+      {{"Emin", s.grid.Emin}, {"Emax", s.grid.Emax}, {"Gamma", s.grid.Gamma}, {"epsilon", s.epsilon}});
+  RequireAtLeast(L, "CreateFluorescenceYield", 1, {{"NTri", double(s.NTri)}});
+  RequireAtLeast(L, "CreateFluorescenceYield", 0, {{"Gamma", s.grid.Gamma}});
+  return s;
+}
+
+}  // namespace
+
+// CreateFluorescenceYield(H, T1, T2, psi [, options]) -> spectra
+int LuaCreateFluorescenceYield(lua_State* L) {
+  const int n = CheckArgumentCount(
+      L, 4, 5, "Error CreateFluorescenceYield called with %d arguments, 4 or 5 expected\n");
+  CollectDeadRecords(L);
+  const OperatorType* H = CheckRecord<OperatorType>(L, 1);
+  const auto T1 = ReadRecords<OperatorType>(L, 2), T2 = ReadRecords<OperatorType>(L, 3);
+  const auto psi = ReadRecords<WaveFunctionType>(L, 4);
+  if (T1.empty())
+    return luaL_error(
+        L, "Errof LuaCreateFluorescenceYield called with a table of transition operators (1) of length 0\n");
+  if (T2.empty())
+    return luaL_error(
+        L, "Errof LuaCreateFluorescenceYield called with a table of transition operators (2) of length 0\n");
+  if (psi.empty())
+    return luaL_error(L,
+                      "Errof LuaCreateFluorescenceYield called with a table of wave functions of length 0\n");
+  ConvergenceSettingsType settings;
+  if (n == 5) settings = ReadOptions(L, 5);
+  for (const OperatorType* T : T1) RequireSameSpace(T->layout, "Transition operator (1)", H->layout, "H");
+  for (const OperatorType* T : T2) RequireSameSpace(T->layout, "Transition operator (2)", H->layout, "H");
+  for (const WaveFunctionType* state : psi) RequireSameSpace(Layout(*state), "Wave-function", H->layout, "H");
+  RequireRestrictionsFit(settings.Restrictions, H->layout, "H");
+  if (QOperatorHermitian(*H, settings.zero) == 0)
+    return luaL_error(L, "CreateFluorescenceYield called with an operator that is not Hermitian\n");
+
+  return lua_push(L, FluorescenceYield(*H, T1, T2, psi, settings));
+}
+
+}  // namespace fermix

@@ -1,0 +1,35 @@
+// Arguments that the functions which compute spectra have in common.
+#pragma once
+
+#include <vector>
+
+#include "host/script.h"
+
+namespace fermix {
+
+// The record at index, or those of the table there. Their userdata stay on the stack, so that the script
+// can't lose them while they are in use.
+template <class T>
+std::vector<const T*> ReadRecords(lua_State* L, int index) {
+  if (!lua_istable(L, index)) return {CheckRecord<T>(L, index)};
+  std::vector<const T*> records;
+  const int count = static_cast<int>(lua_rawlen(L, index));
+  for (int i = 1; i <= count; ++i) {
+    luaL_checkstack(L, 8, "too many elements");
+    lua_rawgeti(L, index, i);
+    records.push_back(CheckRecord<T>(L, lua_gettop(L)));
+  }
+  return records;
+}
+
+// A number and the name of its option.
+struct NamedNumber {
+  const char* name;
+  double value;
+};
+
+// Script errors about the function caller unless all are finite, or none is below the least.
+void RequireFinite(lua_State* L, const char* caller, std::initializer_list<NamedNumber> options);
+void RequireAtLeast(lua_State* L, const char* caller, int least, std::initializer_list<NamedNumber> options);
+
+}  // namespace fermix
