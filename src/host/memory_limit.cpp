@@ -34,19 +34,23 @@ std::optional<std::uint64_t> ReadNumber(const std::string& path) {
   return {};
 }
 
-// The names under which the two versions of control groups keep the same facts.
+// The names under which the two versions of control groups keep the same facts. File cache, read once or
+// often, goes when memory is asked for.
 struct GroupFiles {
-  const char *mount, *limit, *usage, *dropable;
+  const char *mount, *limit, *usage, *inactiveCache, *activeCache;
 };
-constexpr GroupFiles version2 = {"/sys/fs/cgroup", "memory.max", "memory.current", "inactive_file"};
+constexpr GroupFiles version2 = {"/sys/fs/cgroup", "memory.max", "memory.current", "inactive_file",
+                                 "active_file"};
 constexpr GroupFiles version1 = {"/sys/fs/cgroup/memory", "memory.limit_in_bytes", "memory.usage_in_bytes",
-                                 "total_inactive_file"};
+                                 "total_inactive_file", "total_active_file"};
 
 std::uint64_t LeftInGroup(const std::string& directory, const GroupFiles& files) {
   const auto limit = ReadNumber(directory + "/" + files.limit);
   if (!limit) return unknown;
   const std::uint64_t usage = ReadNumber(directory + "/" + files.usage).value_or(0);
-  const std::uint64_t cache = ReadKey(directory + "/memory.stat", files.dropable).value_or(0);
+  const std::string statistics = directory + "/memory.stat";
+  const std::uint64_t cache = ReadKey(statistics, files.inactiveCache).value_or(0) +
+                              ReadKey(statistics, files.activeCache).value_or(0);
   const std::uint64_t taken = usage - std::min(usage, cache);
   return *limit - std::min(*limit, taken);
 }

@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "host/base/allocator.h"
+
 // The libraries' own entries. The trailing sizes are the lengths of the character arguments, which Fortran
 // compilers pass behind all others.
 extern "C" {
@@ -60,10 +62,7 @@ void HoldBlasMemory() {
   static bool held = false;
   if (held) return;
   constexpr std::size_t workSpace = std::size_t{160} << 20;
-  void* probe = std::malloc(workSpace);
-  if (!probe) throw std::bad_alloc();
-  static_cast<char volatile*>(probe)[0] = 0;  // so that the compiler keeps the pair of calls
-  std::free(probe);
+  if (!QRoomFor(workSpace)) throw std::bad_alloc();
   held = true;
   // The smallest task that takes the work space: two rows and columns would need no reflection.
   double A[] = {2, 1, 1, 1, 2, 1, 1, 1, 2}, values[3];
@@ -352,7 +351,7 @@ int Tridiagonalize(int n, Complex16* A, double* diagonal, double* offdiagonal, b
 }
 
 int Stevd(int n, double* diagonal, double* offdiagonal, double* vectors) {
-  HoldBlasMemory();
+  if (vectors) HoldBlasMemory();  // eigenvalues alone need no work space of the library
   const char* job = vectors ? "V" : "N";
   int info = 0, isize = 0;
   double size = 0;
@@ -365,7 +364,7 @@ int Stevd(int n, double* diagonal, double* offdiagonal, double* vectors) {
 }
 
 int Stev(int n, double* diagonal, double* offdiagonal, double* vectors) {
-  HoldBlasMemory();
+  if (vectors) HoldBlasMemory();  // eigenvalues alone need no work space of the library
   int info = 0;
   std::vector<double> work(std::max(1, 2 * n - 2));
   dstev_(vectors ? "V" : "N", &n, diagonal, offdiagonal, vectors, &n, work.data(), &info, 1);

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/determinant_matrix.h"
+#include "host/base/allocator.h"
 #include "host/base/status.h"
 #include "host/base/timing.h"
 #include "host/base/verbosity.h"
@@ -17,6 +18,8 @@ namespace fermix {
 namespace {
 
 constexpr std::uint32_t TimingFlag = 64;
+// A Krylov space with fewer vectors beside the states and their images hardly converges.
+constexpr std::size_t FewVectors = 8;
 
 bool AnyComplex(const std::vector<WaveFunctionType>& psi) {
   return std::any_of(psi.begin(), psi.end(), [](const WaveFunctionType& state) { return QComplex(state); });
@@ -74,12 +77,19 @@ void MakeAllReal(std::vector<WaveFunctionType>& psi) {
   }
 }
 
-// Adds vectors of n elements until there are count; stops when memory runs out.
+// The vectors of psi, and others behind them until there are count; when memory runs out, as many as leave
+// the solver room to work in. False when that are fewer than least.
 template <class T>
-void AddVectors(std::vector<std::vector<T>>& v, std::size_t count, std::size_t n) {
+bool QVectors(const FixedBasisOperator<T>& H, const std::vector<WaveFunctionType>& psi, std::size_t count,
+              std::size_t least, std::vector<std::vector<T>>& v) {
+  v.clear();
   static_cast<void>(FitsInMemory([&] {
-    while (v.size() < count) v.emplace_back(n);
+    v.reserve(count);
+    for (const WaveFunctionType& state : psi) v.push_back(VectorOfState(H, state));
+    while (v.size() < count) v.emplace_back(H.N);
   }));
+  while (v.size() > psi.size() && !QRoomFor(KrylovWorkBytes<T>(H.N, v.size()))) v.pop_back();
+  return v.size() >= least;
 }
 
 template <class T>
@@ -87,28 +97,29 @@ int RunKrylov(const OperatorType& H, double shift, std::vector<WaveFunctionType>
               const ConvergenceSettingsType& settings) {
   const ScopedTiming timing(TimingFlag, IsComplex<T> ? "Restarted Block Lanczos Conserve Basis Complex"
                                                      : "Restarted Block Lanczos Conserve Basis");
-  const std::size_t n = ElementCount(psi[0]);
   const auto N = static_cast<std::uint32_t>(psi.size());
   FixedBasisOperator<T> rows;
   std::vector<std::vector<T>> v;
-  if (!FitsInMemory([&] {
-        rows = MakeFixedBasisOperator<T>(H, psi[0]);
-        for (const WaveFunctionType& state : psi) v.push_back(VectorOfState(rows, state));
-      }))
-    return Fail("malloc failed in BlockLanczosGroundStateConserveBasis\n");
-
   ConvergenceSettingsType local = settings;
   local.NKrylovStart = std::min(settings.NKrylovStart, settings.NKrylovMax);
-  AddVectors(v, local.NKrylovStart + 2 * std::size_t{N}, n);
+  const std::size_t wanted = local.NKrylovStart + 2 * std::size_t{N},
+                    enough = std::min(wanted, 2 * std::size_t{N} + FewVectors);
+  // Too few vectors are worse than no rows, and worse than fewer determinants if there could be fewer.
+  const std::size_t least = NBlok(*psi[0].basis) > 1 ? enough : N;
+  if (!FitsInMemory([&] { rows = MakeFixedBasisOperator<T>(H, psi[0]); }) ||
+      (!QVectors(rows, psi, wanted, enough, v) && !QVectors(ForgetRows(rows), psi, wanted, least, v)))
+    return Fail("malloc failed in BlockLanczosGroundStateConserveBasis\n");
   const std::size_t added = v.size() - N;
   const bool complete = added == local.NKrylovStart + std::size_t{N};
   if (!complete) {
-    if (added < N + std::size_t{1}) return 1;
+    if (added < N + std::size_t{2}) return 1;  // no vector beside the states and their images
     Say("to do BlockLanczosGroundStateConserveBasisKrylovRecalculate\n");
     Say("Cheap fix needs to be improved\n");
     local.NKrylovStart = static_cast<std::uint32_t>(added - N - 1);
   }
-  switch (RestartedBlockLanczos(rows, shift, v, N, local)) {
+  KrylovStatus status = KrylovStatus::OutOfMemory;
+  static_cast<void>(FitsInMemory([&] { status = RestartedBlockLanczos(rows, shift, v, N, local); }));
+  switch (status) {
     case KrylovStatus::Done:
       break;
     case KrylovStatus::NotFinite:

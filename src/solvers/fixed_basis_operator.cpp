@@ -187,12 +187,17 @@ FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFu
   const DeterminantRestrictionType none;
   result.compiled = CompileOperator(H, &none, result.N);
   result.QRows = QRows && FitsInMemory([&] { BuildRows(result); });
-  if (!result.QRows) {
-    result.slabs = {};
-    result.diagonal = {};
-    result.values = {};
-  }
+  if (!result.QRows) ForgetRows(result);
   return result;
+}
+
+template <class T>
+FixedBasisOperator<T>& ForgetRows(FixedBasisOperator<T>& H) {
+  H.QRows = false;
+  H.slabs = {};
+  H.diagonal = {};
+  H.values = {};
+  return H;
 }
 
 template <class T>
@@ -303,6 +308,8 @@ template FixedBasisOperator<double> MakeFixedBasisOperator(const OperatorType&, 
                                                            bool);
 template FixedBasisOperator<Complex16> MakeFixedBasisOperator(const OperatorType&, const WaveFunctionType&,
                                                               bool);
+template FixedBasisOperator<double>& ForgetRows(FixedBasisOperator<double>&);
+template FixedBasisOperator<Complex16>& ForgetRows(FixedBasisOperator<Complex16>&);
 template std::vector<double> VectorOfState(const FixedBasisOperator<double>&, const WaveFunctionType&);
 template std::vector<Complex16> VectorOfState(const FixedBasisOperator<Complex16>&, const WaveFunctionType&);
 template void SetStateToVector(const FixedBasisOperator<double>&, const std::vector<double>&,

@@ -43,6 +43,10 @@ template <class T>
 FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFunctionType& psi,
                                              bool QRows = true);
 
+// Gives the memory of the rows back: from now on H, which is returned, takes the direct route.
+template <class T>
+FixedBasisOperator<T>& ForgetRows(FixedBasisOperator<T>& H);
+
 // The values of a state on the basis of H, as a vector; and back. psi has values of type T.
 template <class T>
 std::vector<T> VectorOfState(const FixedBasisOperator<T>& H, const WaveFunctionType& psi);

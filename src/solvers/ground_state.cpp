@@ -9,6 +9,7 @@
 #include "host/base/verbosity.h"
 #include "solvers/basis_growth.h"
 #include "solvers/conserve_basis.h"
+#include "solvers/looser_threshold.h"
 
 namespace fermix {
 
@@ -85,7 +86,7 @@ class GroundStateSearch {
   int GiveUpAccuracy() {
     if (NBlok(*psi_[0].basis) == 1)
       return Fail("Run outof memory need to truncate but NBlok=1\n You're screwed\n");
-    settings_.epsilon *= 2;
+    settings_.epsilon = LooserThreshold(settings_.epsilon);
     BlockWaveFunctionTruncateBasis(psi_, settings_.epsilon);
     return 0;
   }

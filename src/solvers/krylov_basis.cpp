@@ -11,6 +11,7 @@
 #include "core/operator_rows.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
+#include "solvers/looser_threshold.h"
 #include "solvers/vector_kernels.h"
 
 namespace fermix {
@@ -182,7 +183,7 @@ class SeparateVectors {
     const char form[] = {"RCM"[H_.kind], QComplex(kept_.back()) ? 'C' : 'R', 0};
     Say("Allocation of new memory failed in LanczosTriDiagonalizeKrylov%s for the function %s\n", form, step);
     const double before = accuracy_.epsilon;
-    accuracy_.epsilon *= 2;
+    accuracy_.epsilon = LooserThreshold(accuracy_.epsilon);
     Say("reduce accuracy of the wave-function by a factor of two from %22.15E to %22.15E\n\n", before,
         accuracy_.epsilon);
   }

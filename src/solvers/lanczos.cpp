@@ -7,6 +7,7 @@
 
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
+#include "solvers/looser_threshold.h"
 #include "solvers/panel_lanczos.h"
 
 namespace fermix {
@@ -128,7 +129,7 @@ class Lanczos {
   void GiveUpAccuracy(const char* step, WaveFunctionType& psi, Threshold&& threshold) {
     Say("Allocation of new memory failed in LanczosTriDiagonalize for the function %s\n", step);
     const double before = eps_;
-    eps_ *= 2;
+    eps_ = LooserThreshold(before);
     Say("reduce accuracy of the wave-function by a factor of two from %22.15E to %22.15E\n\n", before, eps_);
     if (NBlok(*psi.basis) == 1) EndOfMemory();  // truncation could free nothing
     Truncate(psi, threshold());

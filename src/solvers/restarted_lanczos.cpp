@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "host/base/allocator.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
 #include "linalg/blas.h"
@@ -230,7 +231,8 @@ class BlockLanczos {
     if (FitsInMemory([&] {
           v_.reserve(M_ + step + N_);
           while (v_.size() < M_ + step + N_) v_.emplace_back(n_);
-        })) {
+        }) &&
+        QRoomFor(KrylovWorkBytes<T>(n_, v_.size()))) {
       M_ += static_cast<std::uint32_t>(step);
     } else {
       v_.resize(had);

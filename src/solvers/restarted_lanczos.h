@@ -31,6 +31,13 @@ bool TimeToDeflateInBlockLanczosKrylov(double norm, double zero, std::uint32_t l
                                        std::uint32_t blockWidth, const KrylovMatrix<T>& krylov,
                                        std::uint32_t restartLoop);
 
+// Bytes that a restart works in beside its vectors: a product term by term, and the eigensystem of the Krylov
+// space.
+template <class T>
+constexpr std::size_t KrylovWorkBytes(std::size_t elements, std::size_t vectors) {
+  return sizeof(T) * (3 * elements + 5 * vectors * vectors);
+}
+
 enum class KrylovStatus { Done, OutOfMemory, NotFinite };
 
 // The lowest N eigenvectors of H + shift, ascending, from N start vectors.

@@ -40,7 +40,7 @@ TEST_F(Machine, KeepsToTheTightestGroupOfVersion2) {
   EXPECT_EQ(AvailableMemory(root), 3000000u);
   // What is used counts, but for file cache that can go.
   File("/sys/fs/cgroup/outer/memory.current", "1000000\n");
-  File("/sys/fs/cgroup/outer/memory.stat", "anon 1\ninactive_file 400000\n");
+  File("/sys/fs/cgroup/outer/memory.stat", "anon 1\ninactive_file 300000\nactive_file 100000\n");
   EXPECT_EQ(AvailableMemory(root), 2400000u);
   File("/sys/fs/cgroup/memory.max", "2000000\n");  // the container's own root
   EXPECT_EQ(AvailableMemory(root), 2000000u);

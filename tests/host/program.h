@@ -11,10 +11,13 @@ struct ProgramResult {
   int status = -1;       // exit status, or minus the signal that ended the process
 };
 
+// Bytes of addresses: no limit.
+inline constexpr unsigned long Unlimited = ~0ul;
+
 // A running program whose standard input is fed step by step.
 class Program {
  public:
-  explicit Program(std::vector<std::string> arguments);
+  explicit Program(std::vector<std::string> arguments, unsigned long addresses = Unlimited);
   ~Program();
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
@@ -34,8 +37,9 @@ class Program {
   std::size_t searched_ = 0;
 };
 
-inline ProgramResult RunProgram(std::vector<std::string> arguments, const std::string& input = "") {
-  Program program(std::move(arguments));
+inline ProgramResult RunProgram(std::vector<std::string> arguments, const std::string& input = "",
+                                unsigned long addresses = Unlimited) {
+  Program program(std::move(arguments), addresses);
   program.Write(input);
   return program.Finish();
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,7 +17,7 @@
 
 namespace fermix {
 
-Program::Program(std::vector<std::string> arguments) {
+Program::Program(std::vector<std::string> arguments, unsigned long addresses) {
   std::array<std::array<int, 2>, 3> pipes{};
   for (auto& p : pipes)
     if (pipe2(p.data(), O_CLOEXEC)) throw std::runtime_error("no pipe");
@@ -29,6 +30,10 @@ Program::Program(std::vector<std::string> arguments) {
     dup2(pipes[0][0], 0);
     dup2(pipes[1][1], 1);
     dup2(pipes[2][1], 2);
+    if (rlimit limit{}; addresses != Unlimited && !getrlimit(RLIMIT_AS, &limit)) {
+      limit.rlim_cur = addresses;
+      setrlimit(RLIMIT_AS, &limit);
+    }
     execv(argv[0], argv.data());
     _exit(127);
   }

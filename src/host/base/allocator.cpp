@@ -17,4 +17,12 @@ void ConfigureAllocator() {
 #endif
 }
 
+bool QRoomFor(std::size_t bytes) noexcept {
+  void* const memory = std::malloc(bytes);
+  const bool room = memory != nullptr;
+  if (room) *static_cast<char volatile*>(memory) = 0;  // so that the compiler keeps the pair of calls
+  std::free(memory);
+  return room;
+}
+
 }  // namespace fermix
