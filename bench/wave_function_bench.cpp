@@ -101,41 +101,6 @@ void Copy(benchmark::State& state) {
   OnUnrelatedStates(state, [](auto& a, auto& b) { a = WaveFunctionCopy(b); });
 }
 
-// Two states on one numbering, each with two thirds of the determinants of it, half of them in common. They
-// stand in the order of their numbers, as products leave them for the most part.
-template <class Step>
-void OnNumbers(benchmark::State& state, Step&& step) {
-  NumberedState<double> first, b;
-  std::mt19937 random(1);
-  for (std::uint32_t number = 1; first.number.size() < Elements(state); ++number) {
-    const auto which = random() % 3;
-    for (const bool inFirst : {true, false})
-      if (which == 2 || (which == 0) == inFirst) {
-        (inFirst ? first : b).number.push_back(number);
-        (inFirst ? first : b).value.push_back(1e-9 * random());
-      }
-  }
-  NumberedPlaces places;
-  for (auto _ : state) {
-    state.PauseTiming();
-    NumberedState<double> a = first;
-    state.ResumeTiming();
-    step(a, b, places);
-  }
-  Report(state);
-}
-void NumberedUnion(benchmark::State& state) {
-  OnNumbers(state, [](auto& a, auto& b, auto& places) { NumberedAddMultiplied(a, b, 0.5, places); });
-}
-void NumberedDot(benchmark::State& state) {
-  OnNumbers(state, [](auto& a, auto& b, auto& places) {
-    benchmark::DoNotOptimize(NumberedDotProduct(a, b, places));
-  });
-}
-void NumberedCut(benchmark::State& state) {
-  OnNumbers(state, [](auto& a, auto&, auto&) { NumberedTruncate(a, 2); });
-}
-
 // Elements, whether complex, how many percent are dropped.
 void Truncate(benchmark::State& state) {
   OnUnrelatedStates(state,
@@ -215,9 +180,6 @@ void PanelCut(benchmark::State& state) {
 BENCHMARK(PanelSum)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
 BENCHMARK(PanelDot)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
 BENCHMARK(PanelCut)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
-BENCHMARK(NumberedUnion)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
-BENCHMARK(NumberedDot)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
-BENCHMARK(NumberedCut)->Args({100000})->Args({2000000})->Unit(benchmark::kMillisecond);
 BENCHMARK(UnrelatedUnion)->Apply(Sizes);
 BENCHMARK(UnrelatedConserve)->Apply(Sizes);
 BENCHMARK(UnrelatedDot)->Apply(Sizes);

@@ -79,28 +79,5 @@ TEST(OperatorRows, StandAnyFailureOfMemory) {
   }
 }
 
-// Sums, inner products and truncations of numbered states against those of states.
-TEST(NumberedState, ComputesAsStatesDo) {
-  std::mt19937 random(4);
-  const FockSpace space{6};
-  WaveFunctionType a = ToState(space, RandomVector(space, random, true, 0.6), true);
-  const WaveFunctionType b = ToState(space, RandomVector(space, random, true, 0.6), true);
-  DeterminantBasis numbering(Layout(a));
-  auto x = NumberState<Complex16>(numbering, a);
-  const auto y = NumberState<Complex16>(numbering, b);
-  NumberedPlaces places;
-  EXPECT_LT(Abs(NumberedDotProduct(x, y, places) - WaveFunctionDotProduct(a, b)), Tolerance);
-  const Complex16 factor{0.5, -0.25};
-  NumberedAddMultiplied(x, y, factor, places);
-  WaveFunctionAddComplexMultipliedUnionBasis(a, b, factor);
-  NumberedTruncate(x, 0.7);
-  WaveFunctionTruncateBasis(a, 0.7);
-  EXPECT_GT(ElementCount(a), 10u);
-  EXPECT_LT(ElementCount(a), numbering.N);
-  EXPECT_EQ(x.number.size(), ElementCount(a));
-  WaveFunctionAddMultipliedUnionBasis(a, StateOfNumbers(numbering, x), -1);
-  EXPECT_LT(WaveFunctionCalculateNorm(a), Tolerance);
-}
-
 }  // namespace
 }  // namespace fermix::test
