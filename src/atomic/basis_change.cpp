@@ -2,6 +2,7 @@
 
 #include <cassert>
 #include <cmath>
+#include <stdexcept>
 
 #include "atomic/harmonics.h"
 #include "host/base/status.h"
@@ -134,17 +135,15 @@ CompactMatrixType YToJJzMatrix(int multiplicity, bool addSpin) {
 
 CompactMatrixType LargeRotationMatrix(const std::vector<int>& multiplicities, ShellMatrix matrix,
                                       bool addSpin) {
+  // No operator has more orbitals; and a matrix that can't be had is refused before its blocks fill the
+  // memory.
+  double all = 0;
+  for (const int multiplicity : multiplicities) all += std::max(multiplicity, 0);
+  if (all > 32768) throw std::length_error("Error: a basis of more than 32768 orbitals.\n");
   std::vector<CompactMatrixType> blocks;
-  double rows = 0;
-  for (int multiplicity : multiplicities) {
+  for (const int multiplicity : multiplicities) {
     blocks.push_back(matrix(multiplicity, addSpin));
     if (blocks.back().Ni == 0) return {};
-    rows += blocks.back().Ni;
-    // A matrix that can't be had is refused before its blocks fill the memory.
-    const double bytes = rows * rows * sizeof(double);
-    if (bytes >= 9e18) throw std::bad_alloc();
-    void* volatile whole = ::operator new(static_cast<std::size_t>(bytes));
-    ::operator delete(whole);
   }
   return BlockDiagonalMatrix(blocks);
 }

@@ -24,7 +24,8 @@ CompactMatrixType YToJJzMatrix(int multiplicity, bool addSpin);
 
 using ShellMatrix = CompactMatrixType (*)(int multiplicity, bool addSpin);
 
-// The matrices of shells along the diagonal, in their order; empty when that of one shell is.
+// The matrices of shells along the diagonal, in their order; empty when that of one shell is. Throws
+// length_error beyond 32768 orbitals.
 CompactMatrixType LargeRotationMatrix(const std::vector<int>& multiplicities, ShellMatrix matrix,
                                       bool addSpin);
 
