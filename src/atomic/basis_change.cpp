@@ -135,13 +135,13 @@ CompactMatrixType YToJJzMatrix(int multiplicity, bool addSpin) {
 
 CompactMatrixType LargeRotationMatrix(const std::vector<int>& multiplicities, ShellMatrix matrix,
                                       bool addSpin) {
-  // No operator has more orbitals; and a matrix that can't be had is refused before its blocks fill the
-  // memory.
   double all = 0;
   for (const int multiplicity : multiplicities) all += std::max(multiplicity, 0);
-  if (all > 32768) throw std::length_error("Error: a basis of more than 32768 orbitals.\n");
   std::vector<CompactMatrixType> blocks;
   for (const int multiplicity : multiplicities) {
+    // No operator has so many orbitals; refused before the blocks of a long list fill the memory.
+    if (all > 32768 && !blocks.empty())
+      throw std::length_error("Error: a basis of more than 32768 orbitals.\n");
     blocks.push_back(matrix(multiplicity, addSpin));
     if (blocks.back().Ni == 0) return {};
   }
