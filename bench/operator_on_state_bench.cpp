@@ -226,29 +226,24 @@ void PanelRowsOne(benchmark::State& state) { PanelRows(state, 1); }
 void PanelRowsFour(benchmark::State& state) { PanelRows(state, 4); }
 void PanelRowsEight(benchmark::State& state) { PanelRows(state, 8); }
 
-// Rows inside a fixed basis, for one vector and for four side by side. A ring for l = 0.
-void FixedRows(benchmark::State& state, std::size_t vectors) {
+// Rows inside a fixed basis. A ring for l = 0.
+void FixedRows(benchmark::State& state) {
   const auto orbitals = static_cast<std::uint32_t>(state.range(1));
   const auto determinants = static_cast<std::uint32_t>(state.range(2));
   const int l = static_cast<int>(state.range(0));
   const OperatorType H = l == 0 ? HubbardRing(orbitals / 2) : ImpurityOperator(l, orbitals);
   const WaveFunctionType start = RandomState(orbitals, std::min(determinants, 10u));
   const auto rows = MakeFixedBasisOperator<double>(H, GrownState(H, start, determinants));
-  std::vector<double> x(vectors * rows.N, 1), y(x.size());
-  const CycleRate rate = Timed(state, [&] {
-    vectors == 1 ? FixedBasisOperatorMultiply(rows, 0.5, x.data(), y.data())
-                 : FixedBasisOperatorMultiplyFour(rows, 0.5, x.data(), y.data());
-  });
+  std::vector<double> x(rows.N, 1), y(x.size());
+  const CycleRate rate = Timed(state, [&] { FixedBasisOperatorMultiply(rows, 0.5, x.data(), y.data()); });
   using benchmark::Counter;
   const auto inverse = Counter::kIsIterationInvariantRate | Counter::kInvert;
-  const double entries = static_cast<double>(EntryCount(rows) * vectors);
+  const double entries = static_cast<double>(EntryCount(rows));
   state.counters["ns_entry"] = Counter(entries * 1e-9, inverse);
   state.counters["cycles_entry"] = Counter(entries / rate.perSecond(), inverse);
-  state.counters["entries"] = entries / static_cast<double>(vectors * rows.N);
+  state.counters["entries"] = entries / static_cast<double>(rows.N);
   state.counters["determinants"] = static_cast<double>(rows.N);
 }
-void FixedRowsOne(benchmark::State& state) { FixedRows(state, 1); }
-void FixedRowsFour(benchmark::State& state) { FixedRows(state, 4); }
 
 // Which terms survive, without looking up what they give.
 void SurvivorsOnly(benchmark::State& state) {
@@ -295,8 +290,7 @@ void PanelCases(benchmark::internal::Benchmark* b) {
 BENCHMARK(PanelRowsOne)->Apply(PanelCases);
 BENCHMARK(PanelRowsFour)->Apply(PanelCases);
 BENCHMARK(PanelRowsEight)->Apply(PanelCases);
-BENCHMARK(FixedRowsOne)->Apply(FixedCases);
-BENCHMARK(FixedRowsFour)->Apply(FixedCases);
+BENCHMARK(FixedRows)->Apply(FixedCases);
 BENCHMARK(SurvivorsOnly)->Apply(Cases);
 BENCHMARK(HardlyASurvivor);
 

@@ -1,9 +1,11 @@
-// What a call prints.
+// What a call prints, and tests that do not look at it.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "host/base/verbosity.h"
 
 namespace fermix {
 
@@ -14,5 +16,15 @@ std::string Printed(F&& f) {
   f();
   return testing::internal::GetCapturedStdout();
 }
+
+// Progress is not printed while it lives.
+class Quiet : public testing::Test {
+ protected:
+  void SetUp() override { GlobalVerbosity = 0; }
+  void TearDown() override { GlobalVerbosity = verbosity_; }
+
+ private:
+  const std::uint32_t verbosity_ = GlobalVerbosity;
+};
 
 }  // namespace fermix

@@ -26,21 +26,7 @@ NumberedState<T> NumberState(DeterminantBasis& numbering, const WaveFunctionType
   return x;
 }
 
-template <class T>
-WaveFunctionType StateOfNumbers(const DeterminantBasis& numbering, const NumberedState<T>& x) {
-  WaveFunctionType psi(numbering.layout, IsComplex<T>, numbering.NBitsKey);
-  auto& values = std::get<BlockedArray<T>>(psi.values);
-  BasisReserve(*psi.basis, x.number.size());
-  for (std::size_t k = 0; k < x.number.size(); ++k) {
-    BasisAdd(*psi.basis, numbering.keys.at(x.number[k]));
-    *values.append() = x.value[k];
-  }
-  return psi;
-}
-
 template NumberedState<double> NumberState(DeterminantBasis&, const WaveFunctionType&);
 template NumberedState<Complex16> NumberState(DeterminantBasis&, const WaveFunctionType&);
-template WaveFunctionType StateOfNumbers(const DeterminantBasis&, const NumberedState<double>&);
-template WaveFunctionType StateOfNumbers(const DeterminantBasis&, const NumberedState<Complex16>&);
 
 }  // namespace fermix

@@ -17,11 +17,8 @@ struct NumberedState {
   LargeVector<T> value;
 };
 
-// psi on the numbering, which takes up what it lacks; and back, as a state with a basis of its own. psi must
-// be real when T is.
+// psi on the numbering, which takes up what it lacks. psi must be real when T is.
 template <class T>
 NumberedState<T> NumberState(DeterminantBasis& numbering, const WaveFunctionType& psi);
-template <class T>
-WaveFunctionType StateOfNumbers(const DeterminantBasis& numbering, const NumberedState<T>& x);
 
 }  // namespace fermix

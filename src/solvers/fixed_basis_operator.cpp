@@ -6,7 +6,6 @@
 #include "core/operator_on_state.h"
 #include "core/surviving_terms.h"
 #include "host/base/status.h"
-#include "host/base/vector_clones.h"
 
 namespace fermix {
 
@@ -216,57 +215,26 @@ void SetStateToVector(const FixedBasisOperator<T>& H, const std::vector<T>& v, W
 
 namespace {
 
-// Rows of one slab times Width vectors side by side. Sums runs several sums at once, so that additions
-// overlap.
-template <std::uint32_t Width, std::uint32_t Sums, class T, class Value>
+// Rows of one slab times x. Several sums run at once, so that additions overlap.
+template <class T, class Value>
 inline void MultiplyRows(const FixedBasisOperator<T>& H, std::size_t slabNumber, double shift, const T* x,
                          T* y, Value&& value) {
+  constexpr std::size_t Sums = 4;
   const auto& slab = H.slabs[slabNumber];
   const std::uint32_t* column = slab.column.data();
-  const std::size_t first = slabNumber * RowsPerSlab, all = slab.column.size();
+  const std::size_t first = slabNumber * RowsPerSlab;
   for (std::size_t r = 0; r + 1 < slab.start.size(); ++r) {
-    const std::size_t k = first + r;
-    T sum[Sums][Width] = {};
-    for (std::uint32_t j = 0; j < Width; ++j)
-      sum[0][j] = H.diagonal[k] * x[k * Width + j] + shift * x[k * Width + j];
-    const auto add = [&](std::size_t e, std::uint32_t s) {
-      const T* from = x + std::size_t{column[e]} * Width;
-      const T factor = value(e);
-      for (std::uint32_t j = 0; j < Width; ++j) sum[s][j] += factor * from[j];
-    };
+    const std::size_t k = first + r, end = slab.start[r + 1];
+    T sum[Sums] = {};
+    sum[0] = H.diagonal[k] * x[k] + shift * x[k];
     std::size_t e = slab.start[r];
-    const std::size_t end = slab.start[r + 1];
-    for (; e + Sums <= end; e += Sums) {
-      const std::size_t ahead = e + 32 + Sums <= all ? e + 32 : e;  // a few dozen nanoseconds
-      for (std::uint32_t s = 0; s < Sums; ++s) {
-        if constexpr (Width > 1) __builtin_prefetch(x + std::size_t{column[ahead + s]} * Width);
-        add(e + s, s);
-      }
-    }
-    for (; e < end; ++e) add(e, 0);
-    for (std::uint32_t j = 0; j < Width; ++j) {
-      T total = sum[0][j];
-      for (std::uint32_t s = 1; s < Sums; ++s) total += sum[s][j];
-      y[k * Width + j] = total;
-    }
+    for (; e + Sums <= end; e += Sums)
+      for (std::size_t s = 0; s < Sums; ++s) sum[s] += value(e + s) * x[column[e + s]];
+    for (; e < end; ++e) sum[0] += value(e) * x[column[e]];
+    T total = sum[0];
+    for (std::size_t s = 1; s < Sums; ++s) total += sum[s];
+    y[k] = total;
   }
-}
-
-template <std::uint32_t Width, std::uint32_t Sums, class T>
-inline void MultiplySlab(const FixedBasisOperator<T>& H, std::size_t slabNumber, double shift, const T* x,
-                         T* y) {
-  const auto& slab = H.slabs[slabNumber];
-  const T *value = slab.value.data(), *values = H.values.data();
-  const std::uint16_t* code = slab.code.data();
-  if (slab.code.empty()) {
-    MultiplyRows<Width, Sums>(H, slabNumber, shift, x, y, [=](std::size_t e) { return value[e]; });
-  } else {
-    MultiplyRows<Width, Sums>(H, slabNumber, shift, x, y, [=](std::size_t e) { return values[code[e]]; });
-  }
-}
-FERMIX_VECTOR_CLONES void MultiplyFourReal(const FixedBasisOperator<double>& H, std::size_t slab,
-                                           double shift, const double* x, double* y) {
-  MultiplySlab<4, 2>(H, slab, shift, x, y);
 }
 
 }  // namespace
@@ -274,25 +242,13 @@ FERMIX_VECTOR_CLONES void MultiplyFourReal(const FixedBasisOperator<double>& H, 
 template <class T>
 void FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const T* x, T* y) {
   if (!H.QRows) return MultiplyDirectly(H, shift, x, y);
-  for (std::size_t s = 0; s < H.slabs.size(); ++s) MultiplySlab<1, 4>(H, s, shift, x, y);
-}
-
-template <class T>
-void FixedBasisOperatorMultiplyFour(const FixedBasisOperator<T>& H, double shift, const T* x, T* y) {
-  if (!H.QRows) {
-    std::vector<T> one(H.N), product(H.N);
-    for (std::size_t j = 0; j < 4; ++j) {
-      for (std::size_t k = 0; k < H.N; ++k) one[k] = x[4 * k + j];
-      MultiplyDirectly(H, shift, one.data(), product.data());
-      for (std::size_t k = 0; k < H.N; ++k) y[4 * k + j] = product[k];
-    }
-    return;
-  }
   for (std::size_t s = 0; s < H.slabs.size(); ++s) {
-    if constexpr (IsComplex<T>) {
-      MultiplySlab<4, 2>(H, s, shift, x, y);
+    const T *value = H.slabs[s].value.data(), *values = H.values.data();
+    const std::uint16_t* code = H.slabs[s].code.data();
+    if (H.slabs[s].code.empty()) {
+      MultiplyRows(H, s, shift, x, y, [=](std::size_t e) { return value[e]; });
     } else {
-      MultiplyFourReal(H, s, shift, x, y);
+      MultiplyRows(H, s, shift, x, y, [=](std::size_t e) { return values[code[e]]; });
     }
   }
 }
@@ -319,10 +275,6 @@ template void SetStateToVector(const FixedBasisOperator<Complex16>&, const std::
 template void FixedBasisOperatorMultiply(const FixedBasisOperator<double>&, double, const double*, double*);
 template void FixedBasisOperatorMultiply(const FixedBasisOperator<Complex16>&, double, const Complex16*,
                                          Complex16*);
-template void FixedBasisOperatorMultiplyFour(const FixedBasisOperator<double>&, double, const double*,
-                                             double*);
-template void FixedBasisOperatorMultiplyFour(const FixedBasisOperator<Complex16>&, double, const Complex16*,
-                                             Complex16*);
 template std::size_t EntryCount(const FixedBasisOperator<double>&);
 template std::size_t EntryCount(const FixedBasisOperator<Complex16>&);
 

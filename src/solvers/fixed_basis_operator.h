@@ -57,10 +57,6 @@ void SetStateToVector(const FixedBasisOperator<T>& H, const std::vector<T>& v, W
 template <class T>
 void FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const T* x, T* y);
 
-// The same for four vectors side by side: x[4 * k + j] is element k of vector j. Rows are read once for all.
-template <class T>
-void FixedBasisOperatorMultiplyFour(const FixedBasisOperator<T>& H, double shift, const T* x, T* y);
-
 // Number of stored entries, the diagonal included.
 template <class T>
 std::size_t EntryCount(const FixedBasisOperator<T>& H);

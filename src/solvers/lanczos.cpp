@@ -186,6 +186,13 @@ void RunTogether(const OperatorType& H, const DeterminantRestrictionType& R,
 
 }  // namespace
 
+int LanczosEnergies(const LanczosRun& run, std::vector<double>& energies) {
+  TriDiagonalMatrixType connected = run.chain;
+  connected.a.resize(std::size_t{run.levels} + 1);
+  connected.b.resize(run.levels);
+  return TriDiagonalMatrixToEigenvalues(connected, energies);
+}
+
 void SayLanczosStart(const char* form) {
   VerbosityPrintf(1, "Start of LanczosTriDiagonalize%s\n", form);
   std::fflush(stdout);

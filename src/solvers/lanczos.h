@@ -33,6 +33,10 @@ std::vector<LanczosRun> LanczosTriDiagonalize(const OperatorType& H, const Deter
                                               std::vector<WaveFunctionType> starts,
                                               const LanczosSettings& settings);
 
+// Energies of the levels that mean something, ascending. Others would reach from the spectrum to the energy
+// 0. Status 1 when the eigenvalues could not be had.
+[[nodiscard]] int LanczosEnergies(const LanczosRun& run, std::vector<double>& energies);
+
 // "Start of LanczosTriDiagonalizeRR" with the letters of operator and state.
 void SayLanczosStart(const char* form);
 

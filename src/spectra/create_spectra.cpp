@@ -143,13 +143,9 @@ std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem) {
 // Energies that contribute, ascending.
 const std::vector<double>& PoleEnergies(const ListOfPoles& P) { return P.a; }
 
-// Without the levels that truncation made: they would reach from the spectrum to the energy 0.
 std::vector<double> PoleEnergies(const LanczosRun& run) {
-  TriDiagonalMatrixType connected = run.chain;
-  connected.a.resize(std::size_t{run.levels} + 1);
-  connected.b.resize(run.levels);
   std::vector<double> e;
-  if (TriDiagonalMatrixToEigenvalues(connected, e))
+  if (LanczosEnergies(run, e))
     throw std::runtime_error("TriDiagonalMatrixToEigenvalues failed in calculation of spectra\n");
   return e;
 }

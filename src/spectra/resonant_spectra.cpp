@@ -67,13 +67,9 @@ namespace {
 
 // --- Lanczos path
 
-// Poles of the levels that truncation did not cut off.
 std::vector<double> PoleEnergies(const LanczosRun& run) {
-  TriDiagonalMatrixType connected = run.chain;
-  connected.a.resize(std::size_t{run.levels} + 1);
-  connected.b.resize(run.levels);
   std::vector<double> e;
-  if (!std::isfinite(run.chain.b[0] * run.chain.b[0]) || TriDiagonalMatrixToEigenvalues(connected, e))
+  if (!std::isfinite(run.chain.b[0] * run.chain.b[0]) || LanczosEnergies(run, e))
     throw std::runtime_error(NotFinite);
   return e;
 }

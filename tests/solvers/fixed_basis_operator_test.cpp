@@ -36,13 +36,6 @@ TYPED_TEST(FixedBasis, RowsAndDirectRouteGiveTheProjectedMatrix) {
       const Complex16 z = ElementValue(product, static_cast<std::uint32_t>(i + 1));
       EXPECT_LT(std::abs(expected[i] + shift * in[i] - Amplitude(z.re, z.im)), 1e-12) << rows;
     }
-    // Four vectors at once: x, 2 x, 3 x and 4 x.
-    std::vector<T> fourX, fourY(4 * x.size());
-    for (const T& value : x)
-      for (const double scale : {1.0, 2.0, 3.0, 4.0}) fourX.push_back(value * scale);
-    FixedBasisOperatorMultiplyFour(fixed, shift, fourX.data(), fourY.data());
-    for (std::size_t k = 0; k < fourY.size(); ++k)
-      EXPECT_LT(Abs(fourY[k] - y[k / 4] * (1.0 + double(k % 4))), 1e-12);
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "printed.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -82,15 +84,7 @@ struct RandomSystem {
   }
 };
 
-// Lanczos runs print their progress, which is not looked at here.
-class CreateSpectraTest : public testing::Test {
- protected:
-  void SetUp() override { GlobalVerbosity = 0; }
-  void TearDown() override { GlobalVerbosity = verbosity_; }
-
- private:
-  const std::uint32_t verbosity_ = GlobalVerbosity;
-};
+class CreateSpectraTest : public Quiet {};
 
 CreateSpectraSettings Settings(std::uint32_t DenseBorder) {
   CreateSpectraSettings s;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "printed.h"
+
 #include <cmath>
 
 #include "exact.h"
@@ -98,14 +100,7 @@ Amplitude FinalResponse(const RandomSystem& system, Allowed allowed, Dense x, Am
   return test::Dot(x, Resolve(H, z, x));
 }
 
-class ResonantSpectraTest : public testing::Test {
- protected:
-  void SetUp() override { GlobalVerbosity = 0; }
-  void TearDown() override { GlobalVerbosity = verbosity_; }
-
- private:
-  const std::uint32_t verbosity_ = GlobalVerbosity;
-};
+class ResonantSpectraTest : public Quiet {};
 
 ResonantSpectraSettings Settings(std::uint32_t DenseBorder) {
   ResonantSpectraSettings s;
