@@ -21,12 +21,7 @@ class Lanczos {
  public:
   Lanczos(const CompiledOperator& H, WaveFunctionType psi, const LanczosSettings& settings,
           TriDiagonalMatrixType& M)
-      : H_(H),
-        M_(M),
-        N_(settings.length),
-        levels_(N_),
-        eps_(settings.epsilon),
-        s2_(4 * settings.width * settings.width) {
+      : H_(H), M_(M), N_(settings.length), levels_(N_), eps_(settings.epsilon), width_(settings.width) {
     v_[0] = std::move(psi);
   }
 
@@ -63,9 +58,7 @@ class Lanczos {
     VerbosityPrintf(ProgressMask, "%12i ", ElementCount(vi));
     VerbosityPrintf(ProgressMask, "| M.a[%3i] M.b[%3i]: %12.5E %12.5E | Err: %12.5E\n", i, i - 1, M_.a[i],
                     M_.b[i - 1], error_);
-    const double b2 = M_.b[i] * M_.b[i];
-    // A chain that closed at resolution 0 has nothing to be accurate about.
-    error_ = b2 + s2_ > 0 ? error_ * b2 / (b2 + s2_) : 0;
+    error_ = NextError(error_, M_.b[i], width_);
     next = ApplyH(vi, [&] { return eps_ / error_; });
     PrintSize(next);
     M_.a[i + 1] = Overlap(next, vi);
@@ -81,14 +74,12 @@ class Lanczos {
     return norm;
   }
 
-  // True when so much of vector i was truncated to psi, from size elements, that its level a[i + 1] moved
-  // towards 0 by more than a hundredth of the first coupling, the width of the spectrum; or when nothing was
-  // left.
+  // True when nothing was left of vector i, which had size elements before truncation to psi, or too little.
   bool QVectorLost(const WaveFunctionType& psi, std::uint32_t size, std::uint32_t i) const {
     if (M_.b[i] == 0 || ElementCount(psi) == 0) return true;
     if (i == 0 || ElementCount(psi) == size) return false;
-    const double norm = WaveFunctionCalculateNorm(psi), lost = 1 - norm * norm;
-    return lost * std::fabs(M_.a[i + 1]) > 0.01 * M_.b[1];
+    const double norm = WaveFunctionCalculateNorm(psi);
+    return QLevelMoved(1 - norm * norm, M_.a[i + 1], M_);
   }
 
   // A complex vector stays complex, whatever its imaginary parts.
@@ -138,7 +129,7 @@ class Lanczos {
   const CompiledOperator& H_;
   TriDiagonalMatrixType& M_;
   std::uint32_t N_, levels_;
-  double eps_, s2_;
+  double eps_, width_;
   double error_ = 1;  // how much the coefficients at this depth can still matter at the resolution
   WaveFunctionType v_[3];
 };

@@ -1,6 +1,8 @@
 // Lanczos tridiagonalisation on a determinant basis that grows and is truncated in every step.
 #pragma once
 
+#include <cmath>
+
 #include "core/operator_on_state.h"
 #include "linalg/tridiagonal.h"
 
@@ -36,6 +38,18 @@ std::vector<LanczosRun> LanczosTriDiagonalize(const OperatorType& H, const Deter
 // Energies of the levels that mean something, ascending. Others would reach from the spectrum to the energy
 // 0. Status 1 when the eigenvalues could not be had.
 [[nodiscard]] int LanczosEnergies(const LanczosRun& run, std::vector<double>& energies);
+
+// The rules that both ways share. How much what comes behind a coupling b can still matter at the resolution,
+// from error, how much it could before. A chain that closed at resolution 0 has nothing to be accurate about.
+inline double NextError(double error, double b, double width) {
+  const double b2 = b * b, s2 = 4 * width * width;
+  return b2 + s2 > 0 ? error * b2 / (b2 + s2) : 0;
+}
+// True when a vector lost so much weight by truncation that its level a moved towards 0 by more than a
+// hundredth of the first coupling, the width of the spectrum.
+inline bool QLevelMoved(double lostWeight, double a, const TriDiagonalMatrixType& M) {
+  return lostWeight * std::fabs(a) > 0.01 * M.b[1];
+}
 
 // "Start of LanczosTriDiagonalizeRR" with the letters of operator and state.
 void SayLanczosStart(const char* form);

@@ -105,9 +105,7 @@ class SideBySide {
       M.b[i] = b[s];
       AddText(s, "%12i | M.a[%3i] M.b[%3i]: %12.5E %12.5E | Err: %12.5E\n", Count(left.kept, s), i, i - 1,
               M.a[i], M.b[i - 1], error_[s]);
-      const double b2 = b[s] * b[s], s2 = 4 * settings_.width * settings_.width;
-      // A chain that closed at resolution 0 has nothing to be accurate about.
-      error_[s] = b2 + s2 > 0 ? error_[s] * b2 / (b2 + s2) : 0;
+      error_[s] = NextError(error_[s], b[s], settings_.width);
     }
     Multiply(vi, next, left);
     ExtendPanel(before, Numbers(next));
@@ -116,10 +114,9 @@ class SideBySide {
     const StateValues squares = Sums(left.squares);
     for (std::size_t s = 0; s < count_; ++s) {
       runs_[s].chain.a[i + 1] = a[s];
-      const double b1 = runs_[s].chain.b[1];
       const bool none = b[s] == 0 || Count(left.kept, s) == 0,
                  dropped = Count(left.kept, s) != Count(left.before, s);
-      if (none || (dropped && (1 - squares[s]) * std::fabs(a[s]) > 0.01 * b1))
+      if (none || (dropped && QLevelMoved(1 - squares[s], a[s], runs_[s].chain)))
         runs_[s].levels = std::min(runs_[s].levels, i);
     }
     return *std::max_element(left.kept.begin(), left.kept.end());
