@@ -32,16 +32,25 @@ std::vector<std::uint32_t> ElementsByKey(const DeterminantBasis& basis) {
   return elements;
 }
 
+constexpr std::uint32_t None = 0xffffffff;
+
+// The row of each of the elements 1 .. count of the basis, None for 0.
+template <class T>
+std::vector<std::uint32_t> RowOfElement(const FixedBasisOperator<T>& H, std::size_t count) {
+  std::vector<std::uint32_t> rowOf(count + 1, None);
+  for (std::uint32_t k = 0; k < H.N; ++k) rowOf[H.element[k]] = k;
+  rowOf[0] = None;
+  return rowOf;
+}
+
 // Makes rows one after the other. Where two terms lead to one determinant, the second finds the entry of the
 // first through place, which has an element for each column.
 template <class T>
 class RowBuilder {
  public:
   using Slab = typename FixedBasisOperator<T>::Slab;
-  explicit RowBuilder(FixedBasisOperator<T>& H)
-      : H_(H), results_(H.compiled, *H.basis), rowOf_(H.N + 1, None), place_(H.N, None) {
-    for (std::uint32_t k = 0; k < H.N; ++k) rowOf_[H.element[k]] = k;
-  }
+  RowBuilder(FixedBasisOperator<T>& H, const DeterminantRestrictionType& R)
+      : H_(H), R_(R), results_(H.compiled, *H.basis), rowOf_(RowOfElement(H, H.N)), place_(H.N, None) {}
 
   // Appends rows first .. end - 1 to slab and sets their diagonal elements.
   void Add(std::size_t first, std::size_t end, Slab& slab) {
@@ -50,7 +59,7 @@ class RowBuilder {
       rowEnds_.clear();
       results_.clear();
       for (std::size_t k = first; k < end && results_.count < BasisBatch; ++k) {
-        FindSurvivingTerms(H_.compiled, H_.basis->keys.at(H_.element[k]), false, results_);
+        FindSurvivingTerms(H_.compiled, &H_.keys[k * KeyWords(H_.basis->layout)], false, results_);
         rowEnds_.push_back(results_.count);
       }
       BasisFindBatch(*H_.basis, results_.keys.data(), results_.count, results_.numbers.data());
@@ -64,8 +73,6 @@ class RowBuilder {
   }
 
  private:
-  static constexpr std::uint32_t None = 0xffffffff;
-
   // Row k from the results begin .. end - 1. H is Hermitian: the row is the conjugate of what H makes of the
   // determinant.
   void AddRow(std::size_t k, std::uint32_t begin, std::uint32_t end, FurtherCodes& furtherCodes, Slab& slab) {
@@ -74,8 +81,9 @@ class RowBuilder {
     for (std::uint32_t i = begin; i < end; ++i) {
       const T value = Conj(Coefficient(i, furtherCodes));
       const std::uint32_t column = rowOf_[results_.numbers[i]];
-      if (column == None) continue;  // leaves the basis
-      if (column == k) {
+      if (column == None) {
+        NoteLeaving(i);
+      } else if (column == k) {
         diagonal += value;
       } else if (place_[column] == None) {
         place_[column] = static_cast<std::uint32_t>(slab.column.size() - rowStart);
@@ -90,6 +98,12 @@ class RowBuilder {
     H_.diagonal[k] = diagonal;
   }
 
+  void NoteLeaving(std::uint32_t i) {
+    if (H_.leaving == Leaving::ToAllowed) return;
+    const KeyWord* key = &results_.keys[i * KeyWords(H_.basis->layout)];
+    H_.leaving = QFulfillsRestrictions(R_, key) ? Leaving::ToAllowed : Leaving::ToForbidden;
+  }
+
   T Coefficient(std::uint32_t i, FurtherCodes& furtherCodes) const {
     return std::visit(
         [&](const auto& values) { return ToKind<T>(ResultCoefficient(results_, values, i, furtherCodes)); },
@@ -97,6 +111,7 @@ class RowBuilder {
   }
 
   FixedBasisOperator<T>& H_;
+  const DeterminantRestrictionType& R_;
   SurvivingTerms results_;
   std::vector<std::uint32_t> rowEnds_, rowOf_, place_;
 };
@@ -139,10 +154,12 @@ class ValueCodes {
   std::vector<std::uint16_t> slots_;  // code + 1, 0 when empty
 };
 
+// False, with some of the rows, when closed ones were asked for and H leaves the basis.
 template <class T>
-void BuildRows(FixedBasisOperator<T>& H) {
+bool BuildRows(FixedBasisOperator<T>& H, const DeterminantRestrictionType& R, bool closed) {
   H.diagonal.resize(H.N);
-  RowBuilder<T> builder(H);
+  H.leaving = Leaving::Nowhere;
+  RowBuilder<T> builder(H, R);
   ValueCodes<T> codes(H.values);
   typename FixedBasisOperator<T>::Slab scratch;  // grows here; what is kept has the exact size
   for (std::size_t first = 0; first < H.N; first += RowsPerSlab) {
@@ -150,10 +167,29 @@ void BuildRows(FixedBasisOperator<T>& H) {
     scratch.column.clear();
     scratch.value.clear();
     builder.Add(first, std::min(H.N, first + RowsPerSlab), scratch);
+    if (closed && H.leaving == Leaving::ToAllowed) return false;
     typename FixedBasisOperator<T>::Slab kept{scratch.start, scratch.column, codes.Encode(scratch.value), {}};
     if (kept.code.empty()) kept.value = scratch.value;
     H.slabs.push_back(std::move(kept));
   }
+  return true;
+}
+
+// Without rows.
+template <class T>
+FixedBasisOperator<T> DirectOperator(const OperatorType& H, const WaveFunctionType& psi) {
+  FixedBasisOperator<T> result;
+  result.N = ElementCount(psi);
+  result.basis = psi.basis;
+  result.element = ElementsByKey(*psi.basis);
+  const std::uint32_t words = KeyWords(Layout(psi));
+  result.keys.resize(result.N * words);
+  for (std::size_t k = 0; k < result.N; ++k)
+    std::copy_n(ElementKey(psi, result.element[k]), words, &result.keys[k * words]);
+  const DeterminantRestrictionType none;
+  result.compiled = CompileOperator(H, &none, result.N);
+  result.QRows = false;
+  return result;
 }
 
 template <class T>
@@ -178,15 +214,23 @@ void MultiplyDirectly(const FixedBasisOperator<T>& H, double shift, const T* x, 
 }  // namespace
 
 template <class T>
-FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFunctionType& psi, bool QRows) {
-  FixedBasisOperator<T> result;
-  result.N = ElementCount(psi);
-  result.basis = psi.basis;
-  result.element = ElementsByKey(*psi.basis);
-  const DeterminantRestrictionType none;
-  result.compiled = CompileOperator(H, &none, result.N);
-  result.QRows = QRows && FitsInMemory([&] { BuildRows(result); });
+FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFunctionType& psi, bool QRows,
+                                             const DeterminantRestrictionType& R) {
+  FixedBasisOperator<T> result = DirectOperator<T>(H, psi);
+  result.QRows = QRows && FitsInMemory([&] { BuildRows(result, R, false); });
   if (!result.QRows) ForgetRows(result);
+  return result;
+}
+
+template <class T>
+std::optional<FixedBasisOperator<T>> MakeClosedOperator(const OperatorType& H, const WaveFunctionType& psi,
+                                                        const DeterminantRestrictionType& R) {
+  std::optional<FixedBasisOperator<T>> result;
+  const bool fits = FitsInMemory([&] {
+    result = DirectOperator<T>(H, psi);
+    result->QRows = BuildRows(*result, R, true);
+  });
+  if (!fits || !result->QRows) result.reset();
   return result;
 }
 
@@ -197,6 +241,23 @@ FixedBasisOperator<T>& ForgetRows(FixedBasisOperator<T>& H) {
   H.diagonal = {};
   H.values = {};
   return H;
+}
+
+template <class T>
+bool MoveToBasis(FixedBasisOperator<T>& H, const WaveFunctionType& psi) {
+  if (ElementCount(psi) > H.N) return false;
+  const std::uint32_t words = KeyWords(Layout(psi));
+  std::vector<std::uint32_t> element(H.N);
+  for (std::size_t k = 0; k < H.N; k += BasisBatch) {
+    const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(BasisBatch, H.N - k));
+    BasisHash(*psi.basis, &H.keys[k * words], count, &element[k]);
+    BasisFindBatch(*psi.basis, &H.keys[k * words], count, &element[k]);
+  }
+  const auto lacking = static_cast<std::size_t>(std::count(element.begin(), element.end(), 0u));
+  if (H.N - lacking < ElementCount(psi)) return false;
+  H.element = std::move(element);
+  H.basis = psi.basis;
+  return true;
 }
 
 template <class T>
@@ -253,6 +314,69 @@ void FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, co
   }
 }
 
+namespace {
+
+// Rows that H reaches from the elements of its basis, in the order in which it meets them.
+template <class T>
+std::vector<std::uint32_t> ReachedRows(const FixedBasisOperator<T>& H) {
+  std::vector<std::uint32_t> reached;
+  reached.reserve(H.N);
+  std::vector<bool> met(H.N);
+  const auto meet = [&](std::uint32_t row) {
+    if (met[row]) return;
+    met[row] = true;
+    reached.push_back(row);
+  };
+  const std::vector<std::uint32_t> rowOf = RowOfElement(H, H.basis->N);
+  for (std::uint32_t i = 1; i <= H.basis->N; ++i) {
+    meet(rowOf[i]);  // by the constant term
+    const auto& slab = H.slabs[rowOf[i] / RowsPerSlab];
+    const std::uint32_t* start = &slab.start[rowOf[i] % RowsPerSlab];
+    for (std::uint32_t e = start[0]; e < start[1]; ++e) meet(slab.column[e]);
+  }
+  return reached;
+}
+
+// A basis with the determinants of these rows.
+template <class T>
+std::shared_ptr<DeterminantBasis> BasisOfRows(const FixedBasisOperator<T>& H,
+                                              const std::vector<std::uint32_t>& rows) {
+  auto basis = std::make_shared<DeterminantBasis>(H.basis->layout, H.basis->NBitsKey);
+  BasisReserve(*basis, rows.size());
+  const std::uint32_t words = KeyWords(basis->layout);
+  std::vector<KeyWord> keys(std::size_t{BasisBatch} * words);
+  std::uint32_t numbers[BasisBatch];
+  for (std::size_t first = 0; first < rows.size(); first += BasisBatch) {
+    const auto count = static_cast<std::uint32_t>(std::min<std::size_t>(BasisBatch, rows.size() - first));
+    for (std::size_t k = 0; k < count; ++k)
+      std::copy_n(&H.keys[rows[first + k] * std::size_t{words}], words, &keys[k * words]);
+    BasisHash(*basis, keys.data(), count, numbers);
+    BasisAddBatch(*basis, keys.data(), count, numbers);
+  }
+  BasisFit(*basis);
+  return basis;
+}
+
+}  // namespace
+
+template <class T>
+std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<T>& H,
+                                            const std::vector<WaveFunctionType>& psi) {
+  const std::vector<std::uint32_t> reached = ReachedRows(H);
+  const std::shared_ptr<DeterminantBasis> basis = BasisOfRows(H, reached);
+  std::vector<WaveFunctionType> product;
+  std::vector<T> y(H.N);
+  for (const WaveFunctionType& state : psi) {
+    FixedBasisOperatorMultiply(H, 0.0, VectorOfState(H, state).data(), y.data());
+    WaveFunctionType& Hpsi = product.emplace_back();
+    Hpsi.basis = basis;
+    BlockedArray<T> values(reached.size() + 1);
+    for (std::size_t k = 0; k < reached.size(); ++k) values[k + 1] = y[reached[k]];
+    Hpsi.values = std::move(values);
+  }
+  return product;
+}
+
 template <class T>
 std::size_t EntryCount(const FixedBasisOperator<T>& H) {
   std::size_t count = H.diagonal.size();
@@ -260,10 +384,22 @@ std::size_t EntryCount(const FixedBasisOperator<T>& H) {
   return count;
 }
 
-template FixedBasisOperator<double> MakeFixedBasisOperator(const OperatorType&, const WaveFunctionType&,
-                                                           bool);
+template FixedBasisOperator<double> MakeFixedBasisOperator(const OperatorType&, const WaveFunctionType&, bool,
+                                                           const DeterminantRestrictionType&);
 template FixedBasisOperator<Complex16> MakeFixedBasisOperator(const OperatorType&, const WaveFunctionType&,
-                                                              bool);
+                                                              bool, const DeterminantRestrictionType&);
+template std::optional<FixedBasisOperator<double>> MakeClosedOperator(const OperatorType&,
+                                                                      const WaveFunctionType&,
+                                                                      const DeterminantRestrictionType&);
+template std::optional<FixedBasisOperator<Complex16>> MakeClosedOperator(const OperatorType&,
+                                                                         const WaveFunctionType&,
+                                                                         const DeterminantRestrictionType&);
+template bool MoveToBasis(FixedBasisOperator<double>&, const WaveFunctionType&);
+template bool MoveToBasis(FixedBasisOperator<Complex16>&, const WaveFunctionType&);
+template std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<double>&,
+                                                     const std::vector<WaveFunctionType>&);
+template std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<Complex16>&,
+                                                     const std::vector<WaveFunctionType>&);
 template FixedBasisOperator<double>& ForgetRows(FixedBasisOperator<double>&);
 template FixedBasisOperator<Complex16>& ForgetRows(FixedBasisOperator<Complex16>&);
 template std::vector<double> VectorOfState(const FixedBasisOperator<double>&, const WaveFunctionType&);

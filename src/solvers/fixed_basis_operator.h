@@ -9,11 +9,15 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "core/compiled_operator.h"
 #include "core/wave_function.h"
 
 namespace fermix {
+
+// Where terms lead that leave a basis: nowhere, to determinants that restrictions forbid, to allowed ones.
+enum class Leaving { Nowhere, ToForbidden, ToAllowed };
 
 // T is double for a real operator and Complex16 for the others.
 template <class T>
@@ -27,10 +31,12 @@ struct FixedBasisOperator {
     std::vector<T> value;
   };
   std::size_t N = 0;                   // rows and columns
-  std::vector<std::uint32_t> element;  // of the basis, from 1, to which a row belongs
+  std::vector<KeyWord> keys;           // of the rows' determinants, one behind the other
+  std::vector<std::uint32_t> element;  // of the basis, from 1, to which a row belongs; 0 if it was truncated
   std::vector<T> diagonal;
   std::vector<Slab> slabs;  // the off-diagonal part; empty without rows
   std::vector<T> values;    // the first different ones that were met
+  Leaving leaving = Leaving::ToAllowed;
   // The direct route, used when QRows is false.
   bool QRows = true;
   CompiledOperator compiled;
@@ -38,14 +44,24 @@ struct FixedBasisOperator {
 };
 
 // H, Hermitian, inside the basis of psi. Restrictions of H play no part: the basis is the space.
-// QRows false asks for the direct route. Throws bad_alloc when even that has no room.
+// QRows false asks for the direct route. R says what `leaving` counts as forbidden.
+// Throws bad_alloc when even the direct route has no room.
 template <class T>
 FixedBasisOperator<T> MakeFixedBasisOperator(const OperatorType& H, const WaveFunctionType& psi,
-                                             bool QRows = true);
+                                             bool QRows = true, const DeterminantRestrictionType& R = {});
+
+// The same if H leads from the basis to no other determinant that R allows, and its rows fit into memory.
+template <class T>
+std::optional<FixedBasisOperator<T>> MakeClosedOperator(const OperatorType& H, const WaveFunctionType& psi,
+                                                        const DeterminantRestrictionType& R);
 
 // Gives the memory of the rows back: from now on H, which is returned, takes the direct route.
 template <class T>
 FixedBasisOperator<T>& ForgetRows(FixedBasisOperator<T>& H);
+
+// Whether all determinants of psi have rows; they then belong to the basis of psi. False leaves H as it was.
+template <class T>
+[[nodiscard]] bool MoveToBasis(FixedBasisOperator<T>& H, const WaveFunctionType& psi);
 
 // The values of a state on the basis of H, as a vector; and back. psi has values of type T.
 template <class T>
@@ -56,6 +72,13 @@ void SetStateToVector(const FixedBasisOperator<T>& H, const std::vector<T>& v, W
 // y = (H + shift) x, both of N elements, not overlapping.
 template <class T>
 void FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const T* x, T* y);
+
+// H on the states psi, whose basis H has been moved to, with values of type T. H is closed and holds a
+// constant term: then basis and order are those of BlockOperatorPsiSerial.
+// Throws bad_alloc.
+template <class T>
+std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<T>& H,
+                                            const std::vector<WaveFunctionType>& psi);
 
 // Number of stored entries, the diagonal included.
 template <class T>

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/expectation.h"
-#include "core/operator_on_state.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
 #include "solvers/basis_growth.h"
 #include "solvers/conserve_basis.h"
 #include "solvers/looser_threshold.h"
+#include "solvers/search_operator.h"
 
 namespace fermix {
 
@@ -36,9 +35,11 @@ void ResizeKeylist(std::vector<WaveFunctionType>& psi, std::uint32_t bits) {
 
 class GroundStateSearch {
  public:
-  GroundStateSearch(const OperatorType& H, ConvergenceSettingsType& settings,
+  GroundStateSearch(SearchOperator& H, ConvergenceSettingsType& settings,
                     const DeterminantRestrictionType& run, std::vector<WaveFunctionType>& psi)
-      : H_(H), settings_(settings), run_(run), psi_(psi), E_(psi.size(), 1e99), E2_(psi.size()) {}
+      : H_(H), settings_(settings), run_(run), psi_(psi), E_(psi.size(), 1e99), E2_(psi.size()) {
+    H_.Restrict(run_);
+  }
 
   int Run() {
     VerbosityPrintf(0x20000, "\nStarting function 1 to Npsi=%i in BlockGroundState\n\n", States());
@@ -78,7 +79,9 @@ class GroundStateSearch {
     if (ElementCount(psi_[0]) == 0) return;
     WaveFunctionType random = WaveFunctionInitCopyBasis(psi_[0]);
     WaveFunctionRandomize(random);
-    const double E = PsiHermitianOperatorPsi(H_, random);
+    // A small basis is left to the dense path, which needs no rows.
+    if (ElementCount(random) > settings_.DenseBorder) H_.Explore(random);
+    const double E = H_.Expectation(random);
     scale_ = E * E;
   }
 
@@ -92,9 +95,8 @@ class GroundStateSearch {
   }
 
   int ApplyH() {
-    const DeterminantRestrictionType* R = NRestrictions(run_) ? &run_ : nullptr;
-    while (!FitsInMemory([&] { Hpsi_ = BlockOperatorPsiSerial(H_, psi_, R); }))
-      if (GiveUpAccuracy()) return 1;
+    while (!FitsInMemory([&] { Hpsi_ = H_.Times(psi_); }))
+      if (!H_.Forget() && GiveUpAccuracy()) return 1;
     ResizeKeylist(Hpsi_, KeylistBits(ElementCount(Hpsi_[0]), 8, 1));
     return 0;
   }
@@ -159,7 +161,7 @@ class GroundStateSearch {
     }
   }
 
-  const OperatorType& H_;
+  SearchOperator& H_;
   ConvergenceSettingsType& settings_;
   const DeterminantRestrictionType& run_;
   std::vector<WaveFunctionType>& psi_;
@@ -176,6 +178,22 @@ void MakeUniform(std::vector<WaveFunctionType>& psi) {
     for (WaveFunctionType& state : psi) MakeComplexWaveFunctionFromReal(state);
 }
 
+// start has no more restrictions to converge in when NBitsKey is 0.
+int Search(SearchOperator& H, std::uint32_t N, ConvergenceSettingsType& settings,
+           const DeterminantRestrictionType& start, const DeterminantRestrictionType& run,
+           std::vector<WaveFunctionType>& psi, std::uint32_t NBitsKey) {
+  VerbosityPrintf(0x10000000, "Start of BlockGroundState\n");
+  if (NBitsKey != 0 && NRestrictions(start) != 0) {
+    if (CreateStartingFunctions(H.H(), N, start, psi, NBitsKey))
+      return Fail("CreateStartingFunctions failed in BlockGroundState\n");
+    // Whether it converged or not, its states are the start of the search that counts.
+    static_cast<void>(Search(H, N, settings, start, start, psi, 0));
+  }
+  if (psi.empty()) return 0;
+  MakeUniform(psi);
+  return GroundStateSearch(H, settings, run, psi).Run();
+}
+
 }  // namespace
 
 int BlockGroundState(OperatorType& H, std::uint32_t N, ConvergenceSettingsType& settings,
@@ -183,16 +201,8 @@ int BlockGroundState(OperatorType& H, std::uint32_t N, ConvergenceSettingsType& 
                      std::vector<WaveFunctionType>& psi, std::uint32_t NBitsKey) {
   // As the first term it puts the determinants of a state first into the basis of its product.
   if (TermCount(H.l[0]) == 0) OperatorAddConstant(H, 0.0);
-  VerbosityPrintf(0x10000000, "Start of BlockGroundState\n");
-  if (NBitsKey != 0 && NRestrictions(start) != 0) {
-    if (CreateStartingFunctions(H, N, start, psi, NBitsKey))
-      return Fail("CreateStartingFunctions failed in BlockGroundState\n");
-    // Whether it converged or not, its states are the start of the search that counts.
-    static_cast<void>(BlockGroundState(H, N, settings, start, start, psi, 0));
-  }
-  if (psi.empty()) return 0;
-  MakeUniform(psi);
-  return GroundStateSearch(H, settings, run, psi).Run();
+  SearchOperator searched(H);
+  return Search(searched, N, settings, start, run, psi, NBitsKey);
 }
 
 }  // namespace fermix
