@@ -80,7 +80,7 @@ void MakeAllReal(std::vector<WaveFunctionType>& psi) {
 // the solver room to work in. False when that are fewer than least.
 template <class T>
 bool QVectors(const FixedBasisOperator<T>& H, const std::vector<WaveFunctionType>& psi, std::size_t count,
-              std::size_t least, std::vector<std::vector<T>>& v) {
+              std::size_t least, std::vector<WorkVector<T>>& v) {
   v.clear();
   static_cast<void>(FitsInMemory([&] {
     v.reserve(count);
@@ -98,7 +98,7 @@ int RunKrylov(SearchOperator& H, double shift, std::vector<WaveFunctionType>& ps
                                                      : "Restarted Block Lanczos Conserve Basis");
   const auto N = static_cast<std::uint32_t>(psi.size());
   FixedBasisOperator<T> rows;
-  std::vector<std::vector<T>> v;
+  std::vector<WorkVector<T>> v;
   ConvergenceSettingsType local = settings;
   local.NKrylovStart = std::min(settings.NKrylovStart, settings.NKrylovMax);
   const std::size_t wanted = local.NKrylovStart + 2 * std::size_t{N},

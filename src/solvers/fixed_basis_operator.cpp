@@ -6,6 +6,7 @@
 #include "core/operator_on_state.h"
 #include "core/surviving_terms.h"
 #include "host/base/status.h"
+#include "solvers/vector_kernels.h"
 
 namespace fermix {
 
@@ -261,15 +262,15 @@ bool MoveToBasis(FixedBasisOperator<T>& H, const WaveFunctionType& psi) {
 }
 
 template <class T>
-std::vector<T> VectorOfState(const FixedBasisOperator<T>& H, const WaveFunctionType& psi) {
+WorkVector<T> VectorOfState(const FixedBasisOperator<T>& H, const WaveFunctionType& psi) {
   const auto& values = std::get<BlockedArray<T>>(psi.values);
-  std::vector<T> v(H.N);
+  WorkVector<T> v(H.N);
   for (std::size_t k = 0; k < H.N; ++k) v[k] = values[H.element[k]];
   return v;
 }
 
 template <class T>
-void SetStateToVector(const FixedBasisOperator<T>& H, const std::vector<T>& v, WaveFunctionType& psi) {
+void SetStateToVector(const FixedBasisOperator<T>& H, const WorkVector<T>& v, WaveFunctionType& psi) {
   auto& values = std::get<BlockedArray<T>>(psi.values);
   for (std::size_t k = 0; k < H.N; ++k) values[H.element[k]] = v[k];
 }
@@ -301,8 +302,12 @@ inline void MultiplyRows(const FixedBasisOperator<T>& H, std::size_t slabNumber,
 }  // namespace
 
 template <class T>
-void FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const T* x, T* y) {
-  if (!H.QRows) return MultiplyDirectly(H, shift, x, y);
+T FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const T* x, T* y) {
+  if (!H.QRows) {
+    MultiplyDirectly(H, shift, x, y);
+    return Dot(x, y, H.N);
+  }
+  T overlap{};
   for (std::size_t s = 0; s < H.slabs.size(); ++s) {
     const T *value = H.slabs[s].value.data(), *values = H.values.data();
     const std::uint16_t* code = H.slabs[s].code.data();
@@ -311,7 +316,10 @@ void FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, co
     } else {
       MultiplyRows(H, s, shift, x, y, [=](std::size_t e) { return values[code[e]]; });
     }
+    const std::size_t first = s * RowsPerSlab;  // still in the cache
+    overlap += Dot(x + first, y + first, std::min(RowsPerSlab, H.N - first));
   }
+  return overlap;
 }
 
 namespace {
@@ -402,15 +410,15 @@ template std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<Co
                                                      const std::vector<WaveFunctionType>&);
 template FixedBasisOperator<double>& ForgetRows(FixedBasisOperator<double>&);
 template FixedBasisOperator<Complex16>& ForgetRows(FixedBasisOperator<Complex16>&);
-template std::vector<double> VectorOfState(const FixedBasisOperator<double>&, const WaveFunctionType&);
-template std::vector<Complex16> VectorOfState(const FixedBasisOperator<Complex16>&, const WaveFunctionType&);
-template void SetStateToVector(const FixedBasisOperator<double>&, const std::vector<double>&,
+template WorkVector<double> VectorOfState(const FixedBasisOperator<double>&, const WaveFunctionType&);
+template WorkVector<Complex16> VectorOfState(const FixedBasisOperator<Complex16>&, const WaveFunctionType&);
+template void SetStateToVector(const FixedBasisOperator<double>&, const WorkVector<double>&,
                                WaveFunctionType&);
-template void SetStateToVector(const FixedBasisOperator<Complex16>&, const std::vector<Complex16>&,
+template void SetStateToVector(const FixedBasisOperator<Complex16>&, const WorkVector<Complex16>&,
                                WaveFunctionType&);
-template void FixedBasisOperatorMultiply(const FixedBasisOperator<double>&, double, const double*, double*);
-template void FixedBasisOperatorMultiply(const FixedBasisOperator<Complex16>&, double, const Complex16*,
-                                         Complex16*);
+template double FixedBasisOperatorMultiply(const FixedBasisOperator<double>&, double, const double*, double*);
+template Complex16 FixedBasisOperatorMultiply(const FixedBasisOperator<Complex16>&, double, const Complex16*,
+                                              Complex16*);
 template std::size_t EntryCount(const FixedBasisOperator<double>&);
 template std::size_t EntryCount(const FixedBasisOperator<Complex16>&);
 

@@ -13,6 +13,7 @@
 
 #include "core/compiled_operator.h"
 #include "core/wave_function.h"
+#include "host/base/work_vector.h"
 
 namespace fermix {
 
@@ -65,13 +66,13 @@ template <class T>
 
 // The values of a state on the basis of H, as a vector; and back. psi has values of type T.
 template <class T>
-std::vector<T> VectorOfState(const FixedBasisOperator<T>& H, const WaveFunctionType& psi);
+WorkVector<T> VectorOfState(const FixedBasisOperator<T>& H, const WaveFunctionType& psi);
 template <class T>
-void SetStateToVector(const FixedBasisOperator<T>& H, const std::vector<T>& v, WaveFunctionType& psi);
+void SetStateToVector(const FixedBasisOperator<T>& H, const WorkVector<T>& v, WaveFunctionType& psi);
 
-// y = (H + shift) x, both of N elements, not overlapping.
+// y = (H + shift) x, both of N elements, not overlapping. Gives <x|y>.
 template <class T>
-void FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const T* x, T* y);
+T FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const T* x, T* y);
 
 // H on the states psi, whose basis H has been moved to, with values of type T. H is closed and holds a
 // constant term: then basis and order are those of BlockOperatorPsiSerial.

@@ -49,7 +49,7 @@ enum class KrylovStatus { Done, OutOfMemory, NotFinite };
 // states are then as good as the arithmetic allows.
 template <class T>
 [[nodiscard]] KrylovStatus RestartedBlockLanczos(const FixedBasisOperator<T>& H, double shift,
-                                                 std::vector<std::vector<T>>& v, std::uint32_t N,
+                                                 std::vector<WorkVector<T>>& v, std::uint32_t N,
                                                  const ConvergenceSettingsType& settings);
 
 }  // namespace fermix

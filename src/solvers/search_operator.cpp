@@ -6,7 +6,6 @@
 #include "core/operator_on_state.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
-#include "solvers/vector_kernels.h"
 
 namespace fermix {
 
@@ -77,11 +76,10 @@ double SearchOperator::Expectation(const WaveFunctionType& psi) {
     using T = decltype(kind);
     auto* rows = RowsFor<T>(psi);
     if (!rows) return PsiHermitianOperatorPsi(H_, psi);
-    const std::vector<T> x = VectorOfState(*rows, psi);
-    std::vector<T> y(x.size());
-    FixedBasisOperatorMultiply(*rows, 0.0, x.data(), y.data());
+    const WorkVector<T> x = VectorOfState(*rows, psi);
+    WorkVector<T> y(x.size());
     rows->basis.reset();
-    return Re(Dot(x.data(), y.data(), x.size()));
+    return Re(FixedBasisOperatorMultiply(*rows, 0.0, x.data(), y.data()));
   };
   return QComplex(H_) ? expectation(Complex16()) : expectation(double());
 }

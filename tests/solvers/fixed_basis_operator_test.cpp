@@ -27,8 +27,8 @@ TYPED_TEST(FixedBasis, RowsAndDirectRouteGiveTheProjectedMatrix) {
   for (const bool rows : {true, false}) {
     const auto fixed = MakeFixedBasisOperator<T>(MakeOperator(model), state, rows);
     EXPECT_EQ(fixed.QRows, rows);
-    const std::vector<T> x = VectorOfState(fixed, state);
-    std::vector<T> y(x.size());
+    const WorkVector<T> x = VectorOfState(fixed, state);
+    WorkVector<T> y(x.size());
     FixedBasisOperatorMultiply(fixed, shift, x.data(), y.data());
     WaveFunctionType product = WaveFunctionInitCopyBasis(state);
     SetStateToVector(fixed, y, product);
