@@ -56,7 +56,7 @@ class BlockLanczos {
       StopWhenFruitless();
     }
     v_.resize(N_);
-    NormalizeSingleState();
+    Orthonormalize();
     return KrylovStatus::Done;
   }
 
@@ -67,7 +67,9 @@ class BlockLanczos {
     locked_.clear();
     width_ = N_;
     residual_ = 0;
-    estimate_.Start();
+    nextNorm_ = -1;
+    deflated_ = false;
+    estimate_.Start(N_);
   }
 
   void BuildKrylovSpace() {
@@ -75,6 +77,7 @@ class BlockLanczos {
       if (j == N_ + 1)
         VerbosityPrintf(2, "  Restart loop %i with a Krylov basis of %i and a full basis of %i\n", restart_,
                         M_, static_cast<int>(n_));
+      if (!deflated_) OrthogonalizeWhenDue(j);
       const double norm = DeflateAt(j);
       finite_ = finite_ && std::isfinite(norm);
       if (finished_ || !finite_) return;
@@ -86,8 +89,7 @@ class BlockLanczos {
 
   // Takes vanished vectors out of the block at level j; gives the norm of the first that has not vanished.
   double DeflateAt(std::uint32_t j) {
-    double norm = std::exchange(nextNorm_, -1);
-    if (norm < 0) norm = Norm(v_[j].data(), n_);
+    double norm = NormOfNext(j);
     // As many orthonormal vectors as determinants: whatever comes next is rounding.
     while (j >= n_ || TimeToDeflateInBlockLanczosKrylov(norm, settings_.zero, j, width_, krylov_, restart_)) {
       if constexpr (IsComplex<T>) {
@@ -106,9 +108,24 @@ class BlockLanczos {
       }
       std::rotate(v_.begin() + j, v_.begin() + j + 1, v_.begin() + j + width_);
       --width_;
-      norm = Norm(v_[j].data(), n_);
+      if (!std::exchange(deflated_, true))
+        for (std::uint32_t k = j; k < j + width_; ++k) Reorthogonalize(j, v_[k]);
+      norm = NormOfNext(j);
     }
     return norm;
+  }
+
+  double NormOfNext(std::uint32_t j) {
+    const double known = std::exchange(nextNorm_, -1);
+    return known < 0 ? Norm(v_[j].data(), n_) : known;
+  }
+
+  // A vector pays for all earlier ones only when the estimate asks for it.
+  void OrthogonalizeWhenDue(std::uint32_t j) {
+    nextNorm_ = NormOfNext(j);
+    if (!estimate_.QOrthogonalize(krylov_, j, nextNorm_)) return;
+    Reorthogonalize(j, v_[j]);
+    nextNorm_ = -1;
   }
 
   void NormalizeBlockVector(std::uint32_t j, double norm) {
@@ -125,7 +142,8 @@ class BlockLanczos {
     }
   }
 
-  // v[j + width] = H v[j], orthogonal to all that went before.
+  // v[j + width] = H v[j], orthogonal to what the recurrence takes it from, and where the estimate has ended
+  // to all that went before.
   void Expand(std::uint32_t j) {
     WorkVector<T>& w = v_[j + width_];
     krylov_(j, j) = FixedBasisOperatorMultiply(H_, shift_, v_[j].data(), w.data());
@@ -140,28 +158,30 @@ class BlockLanczos {
       krylov_(j, l) = Conj(d);
       Subtract(v_[l], d, w);
     }
-    if (N_ > 1 || !QOrthogonalEnough(j, norm, w)) Reorthogonalize(j, w);
+    if (deflated_)
+      Reorthogonalize(j + 1, w);
+    else
+      TidyOverlaps(norm, w);
     if (j < N_) residual_ = std::max(residual_, Norm(w.data(), n_));
   }
 
-  // A single state pays for all earlier vectors only when the estimate asks for it, a block each time. What
-  // is left of the last two in w, of that norm, overlaps_ knows: it is taken out unless it is mere rounding.
-  bool QOrthogonalEnough(std::uint32_t j, double norm, WorkVector<T>& w) {
-    const double a = Re(krylov_(j, j)), below = j ? Re(krylov_(j, j - 1)) : 0;
-    if (estimate_.QOrthogonalize(a, below, norm)) return false;
-    const double rounding = DBL_EPSILON * (std::fabs(a) + below + norm);
-    if (std::all_of(overlaps_.begin(), overlaps_.end(), [=](const T& d) { return Abs(d) <= rounding; })) {
-      nextNorm_ = norm;
-    } else {
+  // What is left in w, of that norm, of the vectors that it was freed from: taken out unless it is mere
+  // rounding.
+  void TidyOverlaps(double norm, WorkVector<T>& w) {
+    double size = norm;
+    for (const T& factor : factors_) size += Abs(factor);
+    if (std::any_of(overlaps_.begin(), overlaps_.end(),
+                    [=](const T& d) { return !(Abs(d) <= DBL_EPSILON * size); }))
       SubtractOverlaps(w);
-    }
-    return true;
+    else if (width_ == 1)
+      nextNorm_ = norm;  // nothing else happens to the next vector
   }
 
-  // What rounding left of v[0 .. j] in w, subtracted in one sweep over all of them: their overlaps are of the
-  // order of the rounding, so that it makes no difference that all are taken from the same w.
-  void Reorthogonalize(std::uint32_t j, WorkVector<T>& w) {
-    Point(0, j);
+  // What rounding left of v[0 .. count - 1] in w, subtracted in one sweep over all of them: their overlaps
+  // are small, so that it makes no difference that all are taken from the same w.
+  void Reorthogonalize(std::uint32_t count, WorkVector<T>& w) {
+    if (count == 0) return;
+    Point(0, count - 1);
     overlaps_.resize(pointers_.size());
     DotEach(pointers_.data(), pointers_.size(), w.data(), n_, overlaps_.data());
     SubtractOverlaps(w);
@@ -233,11 +253,14 @@ class BlockLanczos {
     for (std::uint32_t i = 0; i < N_; ++i) v_[i].swap(v_[M_ + i]);
   }
 
-  // The norm of a sum of Lanczos vectors is as accurate as their orthogonality, which may be an estimate's.
-  void NormalizeSingleState() {
-    if (N_ > 1) return;
-    const double norm = Norm(v_[0].data(), n_);
-    if (norm > 0) Scale(v_[0].data(), 1 / norm, n_);
+  // Sums of Lanczos vectors are as orthonormal as these, which may be an estimate's.
+  void Orthonormalize() {
+    for (std::uint32_t i = 0; i < N_; ++i) {
+      const double norm = Norm(v_[i].data(), n_);
+      if (!(norm > 0)) continue;
+      Scale(v_[i].data(), 1 / norm, n_);
+      for (std::uint32_t k = i + 1; k < N_; ++k) Subtract(v_[i], Dot(v_[i].data(), v_[k].data(), n_), v_[k]);
+    }
   }
 
   void Grow() {
@@ -283,8 +306,9 @@ class BlockLanczos {
   KrylovMatrix<T> krylov_;
   std::vector<double> values_;
   std::vector<std::uint32_t> locked_;
-  OrthogonalityEstimate estimate_;
-  double nextNorm_ = -1;  // of the next vector, if it is known
+  OrthogonalityEstimate<T> estimate_;
+  bool deflated_ = false;  // in this restart: the estimate knows blocks of one width
+  double nextNorm_ = -1;   // of the next vector, if it is known
   double residual_ = 0, best_ = INFINITY;
   std::uint32_t fruitless_ = 0;
   // Scratch.
