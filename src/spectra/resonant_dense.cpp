@@ -44,11 +44,8 @@ bool FindSpaces(const ResonantProblem& problem, Spaces& spaces) {
                       spaces.final);
 }
 
-constexpr char NotFinite[] =
-    "CreateResonantSpectra called with operators or wave-functions that are not finite\n";
-
-// A Hamiltonian on its space. The propagator needs H1 as a chain and its eigenvalues, the spectra need the
-// eigenvectors of H2, neither those of the matrices.
+// The Hamiltonians on their spaces: the propagator needs H1 as a chain and its eigenvalues, the spectra need
+// components along eigenvectors of H2.
 struct Intermediate {
   std::shared_ptr<DeterminantBasis> basis;
   ChainForm H1;
@@ -97,7 +94,7 @@ CompactMatrixType Weights(const Final& final, const BlockWaveFunctionType& x) {
   CompactMatrixType weights = InitCompactMatrix(components.Ni, components.Nj, false);
   std::transform(std::get<1>(components.Data).begin(), std::get<1>(components.Data).end(),
                  std::get<0>(weights.Data).begin(), [](Complex16 z) { return NormSqr(z); });
-  if (!QFinite(weights)) throw std::runtime_error(NotFinite);
+  if (!QFinite(weights)) throw std::runtime_error(ResonantNotFinite);
   return weights;
 }
 
@@ -118,7 +115,7 @@ BlockWaveFunctionType IntermediateStates(const Intermediate& intermediate, const
   for (std::uint32_t w = 0; w < count; ++w) {
     std::vector<Complex16> chi = phi;
     const Complex16 z{E0_1 + GridEnergy(incident, first + w), incident.Gamma / 2};
-    if (ChainResolvent(intermediate.H1.T, z, chi)) throw std::runtime_error(NotFinite);
+    if (ChainResolvent(intermediate.H1.T, z, chi)) throw std::runtime_error(ResonantNotFinite);
     for (std::size_t i = 0; i < chi.size(); ++i) std::get<1>(columns.Data)[i * count + w] = chi[i];
   }
   return StatesOfColumns(intermediate.basis, FromChainBasis(intermediate.H1, std::move(columns)));
