@@ -223,7 +223,7 @@ void CheckHermitian(lua_State* L, OperatorType& H, double zero) {
 // --- Solving and giving back
 // ---------------------------------------------------------------------------------
 
-// What the solver could not do it has said; the states stand as they are.
+// What the solver could not do it has said; the states stand as they are. Without memory the program ends.
 void Solve(lua_State* L, OperatorType& H, Call& call) {
   if (call.ExpandBasis) {
     const int status = BlockGroundState(H, call.n, call.settings, call.start, call.settings.Restrictions,
@@ -232,8 +232,9 @@ void Solve(lua_State* L, OperatorType& H, Call& call) {
       luaL_error(L,
                  "Error in Eigensystem, the restrictions allow no determinant that the operator reaches from "
                  "the start functions\n");
-  } else {
-    static_cast<void>(BlockLanczosGroundStateConserveBasis(H, 0.0, call.psi, call.settings));
+    if (status == StatusOutOfMemory) EndOfMemory();
+  } else if (BlockLanczosGroundStateConserveBasis(H, 0.0, call.psi, call.settings) == 1) {
+    EndOfMemory();
   }
   WaveFunctionArraySeperateBasis(call.psi);
 }

@@ -1,6 +1,7 @@
 #include "solvers/ground_state.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 
 #include "core/expectation.h"
@@ -17,6 +18,13 @@ namespace {
 
 constexpr std::uint32_t MaxLoops = 99;
 constexpr double SmallestNormal = 2.2250738585072014e-308;
+// What rounding leaves of the variance of an eigenstate, in units of <H^2>.
+constexpr double RoundingOfVariance = 16 * DBL_EPSILON;
+// Residuals below this fraction of |H psi| come from an exact solution, or from the truncation of one.
+constexpr double ResidualOfExact = 1e-8;
+// A pass that changes energies by less than this fraction of their uncertainty, and variances and numbers of
+// determinants by less than this fraction, changes nothing.
+constexpr double NoChange = 1e-3;
 
 // The smallest number of bits, at least lowest, for which count determinants fill no more than one of 2^spare
 // slots.
@@ -40,7 +48,8 @@ class GroundStateSearch {
                     const DeterminantRestrictionType& run, std::vector<WaveFunctionType>& psi)
       : H_(H), settings_(settings), run_(run), psi_(psi), E_(psi.size(), 1e99), E2_(psi.size()) {}
 
-  int Run() {
+  // random: nobody has solved anything yet, so that a bar that the states of psi meet means nothing.
+  int Run(bool random) {
     VerbosityPrintf(0x20000, "\nStarting function 1 to Npsi=%i in BlockGroundState\n\n", States());
     ResizeKeylist(psi_, KeylistBits(ElementCount(psi_[0]), 9, 2));
     EstimateScale();
@@ -50,26 +59,45 @@ class GroundStateSearch {
         "than %22.15E\n\n",
         States(), settings_.zero);
     for (std::uint32_t loop = 0; loop < MaxLoops; ++loop) {
-      if (ApplyH()) return 1;
+      if (ApplyH()) return StatusOutOfMemory;
       if (loop == 0 && !QAnythingAllowed()) return StatusNothingAllowed;
       Measure();
       if (!std::isfinite(scale_))
         return Fail("Error in BlockGroundState: energies or variances are not finite numbers\n");
-      const bool converged = QConverged();
-      if (converged && !truncated_) return 0;
+      const bool converged = QConverged() && !truncated_;
+      if (converged && (loop > 0 || !random || QVarianceVanishes())) return 0;
+      if (!converged && QStandstill(loop)) return AfterTheLastLoop(MaxLoops - 1 - loop);
       const double shift = settings_.ShiftScheme == "None" ? 0.0 : PowerStep();
       VerbosityPrintf(2, "Outer loop %3i, Number of Determinants: %9i %9i last variance %22.15E\n", loop + 1,
                       ElementCount(psi_[0]), ElementCount(Hpsi_[0]), Variance(psi_.size() - 1));
       psi_ = std::move(Hpsi_);
-      if (SolveInside(shift)) return 1;
+      if (const int status = SolveInside(shift)) return status;
       BlockWaveFunctionTruncateBasis(psi_, settings_.epsilon);
     }
+    return NotConverged();
+  }
+
+  // After a search that converged. The bar counts from energy 0: levels that lie close together far from 0
+  // are still mixed when it is met. Where H stays within a small space, one dense solution gives them
+  // exactly.
+  void SolveClosedSpace() {
+    std::vector<WaveFunctionType> states;
+    if (!FitsInMemory([&] {
+          if (!QExact()) states = ClosedSpace();
+        }) ||
+        states.empty() || BlockLanczosGroundStateConserveBasisDense(H_, 0.0, states))
+      return;
+    psi_ = std::move(states);
+    BlockWaveFunctionTruncateBasis(psi_, settings_.epsilon);
+  }
+
+ private:
+  static int NotConverged() {
     return Fail(
         "\n\n\nError in BlockGroundState: Reached maximum number of Loops. The algorithm did NOT "
         "converge!\n\n\n\n");
   }
 
- private:
   int States() const { return static_cast<int>(psi_.size()); }
   double Variance(std::size_t i) const { return E2_[i] - E_[i] * E_[i]; }
 
@@ -123,14 +151,80 @@ class GroundStateSearch {
     }
   }
 
+  bool QBelowBar() const {
+    const double threshold = scale_ * settings_.zero / States() + SmallestNormal;
+    for (std::size_t i = 0; i < psi_.size(); ++i)
+      if (!(Variance(i) <= threshold)) return false;
+    return true;
+  }
+
   // The scale keeps the sums of all passes, so the bar loosens with each of them.
   bool QConverged() const {
-    const double threshold = scale_ * settings_.zero / States() + SmallestNormal;
-    bool converged = true;
-    for (std::size_t i = 0; i < psi_.size(); ++i) converged = converged && Variance(i) <= threshold;
+    const bool converged = QBelowBar();
     VerbosityPrintf(256, "\n");
     VerbosityPrintf(0x10000000, "Converged %i\n", converged);
     return converged;
+  }
+
+  bool QVarianceVanishes() const {
+    for (std::size_t i = 0; i < psi_.size(); ++i)
+      if (Variance(i) > RoundingOfVariance * E2_[i]) return false;
+    return true;
+  }
+
+  // Whether two passes in a row found what the pass before each of them had found. Truncation then takes away
+  // what H adds, or the bar lies below the rounding.
+  bool QStandstill(std::uint32_t loop) {
+    const Pass now = {double(ElementCount(psi_[0])), double(ElementCount(Hpsi_[0])), E_, E2_};
+    const auto same = [](double a, double b) { return std::fabs(a - b) <= NoChange * std::fabs(a); };
+    bool still = loop > 0 && !truncated_ && same(now.psi, last_.psi) && same(now.Hpsi, last_.Hpsi);
+    for (std::size_t i = 0; i < psi_.size() && still; ++i) {
+      const double V = Variance(i), Vlast = last_.E2[i] - last_.E[i] * last_.E[i], size = std::sqrt(E2_[i]);
+      still = std::fabs(V - Vlast) <= NoChange * std::fabs(V) + RoundingOfVariance * E2_[i] &&
+              std::fabs(E_[i] - last_.E[i]) * size <= NoChange * std::fabs(V) + RoundingOfVariance * E2_[i];
+    }
+    last_ = now;
+    standing_ = still ? standing_ + 1 : 0;
+    return standing_ >= 2;
+  }
+
+  // What the passes that are left would come to, each of them like this one: only the bar moves.
+  int AfterTheLastLoop(std::uint32_t left) {
+    VerbosityPrintf(2, "Nothing changes any more, the remaining %i outer loops are left out\n",
+                    static_cast<int>(left));
+    for (const double E2 : E2_) scale_ += left * E2;
+    return QBelowBar() ? 0 : NotConverged();
+  }
+
+  // Whether the states solve H to all digits that truncation leaves.
+  bool QExact() const {
+    if (QVarianceVanishes()) return true;
+    if (ElementCount(Hpsi_[0]) > settings_.DenseBorder) return false;
+    for (std::size_t i = 0; i < psi_.size(); ++i) {
+      WaveFunctionType residual = Hpsi_[i];
+      WaveFunctionAddMultipliedConserveBasis(residual, psi_[i], -E_[i]);
+      if (WaveFunctionCalculateNorm(residual) > ResidualOfExact * std::sqrt(E2_[i])) return false;
+    }
+    return true;
+  }
+
+  // As many states as psi, of any values, on all determinants that H and its powers reach; none when these
+  // are too many for the dense solver, or too far away.
+  std::vector<WaveFunctionType> ClosedSpace() const {
+    const DeterminantRestrictionType* R = NRestrictions(run_) ? &run_ : nullptr;
+    std::vector<WaveFunctionType> space = {Hpsi_[0]};
+    for (std::uint32_t loop = 0; loop < MaxLoops; ++loop) {
+      const std::uint32_t before = ElementCount(space[0]);
+      if (before > settings_.DenseBorder) break;
+      std::visit(
+          [&](auto& values) {
+            for (std::uint32_t i = 1; i <= before; ++i) values[i] = 1.0;
+          },
+          space[0].values);
+      space = BlockOperatorPsiSerial(H_, space, R);
+      if (ElementCount(space[0]) == before) return std::vector<WaveFunctionType>(psi_.size(), space[0]);
+    }
+    return {};
   }
 
   // Moves the wanted energies well below zero, so that Hpsi is one power step towards them. Gives the shift.
@@ -154,7 +248,7 @@ class GroundStateSearch {
       if (status == StatusNotFinite) return 1;
       Say("Run outof memory in BlockLanczosGroundStateConserveBasis, that's not good an no good solution is "
           "implemented\n");
-      if (GiveUpAccuracy()) return 1;
+      if (GiveUpAccuracy()) return StatusOutOfMemory;
       truncated_ = true;
     }
   }
@@ -167,6 +261,11 @@ class GroundStateSearch {
   std::vector<double> E_, E2_;  // energies, and norms of H psi squared
   double scale_ = 0;
   bool truncated_ = false;  // the last pass had to truncate inside the solver
+  struct Pass {
+    double psi = 0, Hpsi = 0;  // numbers of determinants
+    std::vector<double> E, E2;
+  } last_;
+  std::uint32_t standing_ = 0;  // passes in a row that changed nothing
 };
 
 // The states of a block have one kind, on one basis.
@@ -188,11 +287,15 @@ int BlockGroundState(OperatorType& H, std::uint32_t N, ConvergenceSettingsType& 
     if (CreateStartingFunctions(H, N, start, psi, NBitsKey))
       return Fail("CreateStartingFunctions failed in BlockGroundState\n");
     // Whether it converged or not, its states are the start of the search that counts.
-    static_cast<void>(BlockGroundState(H, N, settings, start, start, psi, 0));
+    VerbosityPrintf(0x10000000, "Start of BlockGroundState\n");
+    if (!psi.empty()) static_cast<void>(GroundStateSearch(H, settings, start, psi).Run(true));
   }
   if (psi.empty()) return 0;
   MakeUniform(psi);
-  return GroundStateSearch(H, settings, run, psi).Run();
+  GroundStateSearch search(H, settings, run, psi);
+  const int status = search.Run(false);
+  if (status == 0) search.SolveClosedSpace();
+  return status;
 }
 
 }  // namespace fermix
