@@ -22,6 +22,8 @@ constexpr double SmallestNormal = 2.2250738585072014e-308;
 constexpr double RoundingOfVariance = 16 * DBL_EPSILON;
 // Residuals below this fraction of |H psi| come from an exact solution, or from the truncation of one.
 constexpr double ResidualOfExact = 1e-8;
+// What truncation may take from the squared norm of a state that is still taken for whole.
+constexpr double VisibleLoss = 1e-12;
 // A pass that changes energies by less than this fraction of their uncertainty, and variances and numbers of
 // determinants by less than this fraction, changes nothing.
 constexpr double NoChange = 1e-3;
@@ -83,7 +85,7 @@ class GroundStateSearch {
   void SolveClosedSpace() {
     std::vector<WaveFunctionType> states;
     if (!FitsInMemory([&] {
-          if (!QExact()) states = ClosedSpace();
+          if (!QShortened() && !QExact()) states = ClosedSpace();
         }) ||
         states.empty() || BlockLanczosGroundStateConserveBasisDense(H_, 0.0, states))
       return;
@@ -208,21 +210,29 @@ class GroundStateSearch {
     return true;
   }
 
+  // Whether truncation took away what can be seen: the states are then meant to be short.
+  bool QShortened() const {
+    return std::any_of(psi_.begin(), psi_.end(), [](const WaveFunctionType& psi) {
+      const double norm = WaveFunctionCalculateNormSqr(psi);
+      return norm > 0 && std::fabs(norm - 1) > VisibleLoss;
+    });
+  }
+
   // As many states as psi, of any values, on all determinants that H and its powers reach; none when these
   // are too many for the dense solver, or too far away.
   std::vector<WaveFunctionType> ClosedSpace() const {
-    const DeterminantRestrictionType* R = NRestrictions(run_) ? &run_ : nullptr;
-    std::vector<WaveFunctionType> space = {Hpsi_[0]};
-    for (std::uint32_t loop = 0; loop < MaxLoops; ++loop) {
-      const std::uint32_t before = ElementCount(space[0]);
-      if (before > settings_.DenseBorder) break;
+    const CompiledOperator H =
+        CompileOperator(H_, NRestrictions(run_) ? &run_ : nullptr, settings_.DenseBorder);
+    WaveFunctionType space = Hpsi_[0];
+    for (std::uint32_t loop = 0; loop < MaxLoops && ElementCount(space) <= settings_.DenseBorder; ++loop) {
+      const std::uint32_t before = ElementCount(space);
       std::visit(
           [&](auto& values) {
             for (std::uint32_t i = 1; i <= before; ++i) values[i] = 1.0;
           },
-          space[0].values);
-      space = BlockOperatorPsiSerial(H_, space, R);
-      if (ElementCount(space[0]) == before) return std::vector<WaveFunctionType>(psi_.size(), space[0]);
+          space.values);
+      WaveFunctionAddUnionBasis(space, OperatorPsi(H, space));
+      if (ElementCount(space) == before) return std::vector<WaveFunctionType>(psi_.size(), space);
     }
     return {};
   }

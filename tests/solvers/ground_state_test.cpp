@@ -176,7 +176,7 @@ TEST_F(GroundState, SaysWhenItDoesNotConverge) {
   OperatorType H = MakeOperator(RandomModel(4, false, 1));
   std::vector<WaveFunctionType> psi = {MakeState(4, Electrons(2, 4))};
   ConvergenceSettingsType settings;
-  settings.zero = -1;  // a bar below all variances
+  settings.zero = -1;  // a bar below all variances; passes that change nothing are not made
   EXPECT_EQ(
       Printed([&] { EXPECT_EQ(BlockGroundState(H, 1, settings, {}, {}, psi, 10), 1); }),
       "\n\n\nError in BlockGroundState: Reached maximum number of Loops. The algorithm did NOT converge!\n"
@@ -196,6 +196,15 @@ TEST_F(GroundState, EndsOnValuesThatAreNotFiniteAndOnNothing) {
     EXPECT_EQ(BlockGroundState(H, 2, settings, {}, {}, empty, 0), 0);
     EXPECT_EQ(none.size() + ElementCount(empty[0]), 0u);
   }
+}
+
+// Levels 1e-3 apart at -100: far below what the bar on the variance, which counts from energy 0, can tell.
+TEST_F(GroundState, CloseLevelsFarFromZeroAreNotMixed) {
+  Model model = FreeChain(9, 1e-3);
+  for (std::uint32_t i = 0; i < 9; ++i) model.Add({C(i), A(i)}, -100);
+  const std::vector<Mask> masks = Electrons(1, 9);
+  ExpectEigenstates(model, masks, Lowest(model, 3, {}, FixedCount(9, 1)), 1e-10);
+  ExpectEigenstates(model, masks, Lowest(model, 1, {}, {}, {MakeState(9, {Mask{1} << 4})}), 1e-10);
 }
 
 // --- The inner solver alone
