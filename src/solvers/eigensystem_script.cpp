@@ -79,6 +79,14 @@ void ReadStartFunctions(lua_State* L, Call& call) {
   }
 }
 
+std::uint32_t CheckCount(lua_State* L, int index) {
+  std::uint32_t n;
+  if (luaL_checknumber(L, index) <= -0.5)
+    ScriptError(L, "Eigensystem called for a negative number of states (%g)\n", lua_tonumber(L, index));
+  lua_check(L, index, n);
+  return n;
+}
+
 void ReadOptions(lua_State* L, Call& call) {
   const int last = lua_gettop(L);
   if (last < (call.QCreate ? 4 : 3) || lua_isnil(L, last)) return;
@@ -293,7 +301,7 @@ int LuaEigensystem(lua_State* L) {
   ReadStartFunctions(L, call);
   ReadOptions(L, call);
   if (call.QCreate) {
-    lua_check(L, 3, call.n);
+    call.n = CheckCount(L, 3);
   } else {
     call.n = static_cast<std::uint32_t>(call.psi.size());
   }

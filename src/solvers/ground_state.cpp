@@ -20,8 +20,12 @@ constexpr std::uint32_t MaxLoops = 99;
 constexpr double SmallestNormal = 2.2250738585072014e-308;
 // What rounding leaves of the variance of an eigenstate, in units of <H^2>.
 constexpr double RoundingOfVariance = 16 * DBL_EPSILON;
+// What rounding leaves of the residual of an eigenstate, in units of |H psi|.
+constexpr double Rounding = 1e-12;
 // Residuals below this fraction of |H psi| come from an exact solution, or from the truncation of one.
 constexpr double ResidualOfExact = 1e-8;
+// States that were solved for have overlaps far below this.
+constexpr double SmallOverlap = 1e-6;
 // What truncation may take from the squared norm of a state that is still taken for whole.
 constexpr double VisibleLoss = 1e-12;
 // A pass that changes energies by less than this fraction of their uncertainty, and variances and numbers of
@@ -67,7 +71,7 @@ class GroundStateSearch {
       if (!std::isfinite(scale_))
         return Fail("Error in BlockGroundState: energies or variances are not finite numbers\n");
       const bool converged = QConverged() && !truncated_;
-      if (converged && (loop > 0 || !random || QVarianceVanishes())) return 0;
+      if (converged && (loop > 0 || (QOrthogonal() && (!random || QSolved(Rounding))))) return 0;
       if (!converged && QStandstill(loop)) return AfterTheLastLoop(MaxLoops - 1 - loop);
       const double shift = settings_.ShiftScheme == "None" ? 0.0 : PowerStep();
       VerbosityPrintf(2, "Outer loop %3i, Number of Determinants: %9i %9i last variance %22.15E\n", loop + 1,
@@ -84,8 +88,8 @@ class GroundStateSearch {
   // exactly.
   void SolveClosedSpace() {
     std::vector<WaveFunctionType> states;
-    if (!FitsInMemory([&] {
-          if (!QShortened() && !QExact()) states = ClosedSpace();
+    if (ElementCount(Hpsi_[0]) > settings_.DenseBorder || !FitsInMemory([&] {
+          if (!QShortened() && !QSolved(ResidualOfExact)) states = ClosedSpace();
         }) ||
         states.empty() || BlockLanczosGroundStateConserveBasisDense(H_, 0.0, states))
       return;
@@ -168,12 +172,6 @@ class GroundStateSearch {
     return converged;
   }
 
-  bool QVarianceVanishes() const {
-    for (std::size_t i = 0; i < psi_.size(); ++i)
-      if (Variance(i) > RoundingOfVariance * E2_[i]) return false;
-    return true;
-  }
-
   // Whether two passes in a row found what the pass before each of them had found. Truncation then takes away
   // what H adds, or the bar lies below the rounding.
   bool QStandstill(std::uint32_t loop) {
@@ -198,14 +196,22 @@ class GroundStateSearch {
     return QBelowBar() ? 0 : NotConverged();
   }
 
-  // Whether the states solve H to all digits that truncation leaves.
-  bool QExact() const {
-    if (QVarianceVanishes()) return true;
-    if (ElementCount(Hpsi_[0]) > settings_.DenseBorder) return false;
+  // Start functions of a script may be any: eigenstates of one energy have no variance, whatever their
+  // overlap.
+  bool QOrthogonal() const {
+    for (std::size_t i = 0; i < psi_.size(); ++i)
+      for (std::size_t j = 0; j < i; ++j)
+        if (Abs(WaveFunctionDotProductSameBasis(psi_[j], psi_[i])) > SmallOverlap) return false;
+    return true;
+  }
+
+  // Whether |H psi - E psi| is below that fraction of |H psi| for all states. Rounding hides smaller
+  // variances than this shows.
+  bool QSolved(double fraction) const {
     for (std::size_t i = 0; i < psi_.size(); ++i) {
       WaveFunctionType residual = Hpsi_[i];
       WaveFunctionAddMultipliedConserveBasis(residual, psi_[i], -E_[i]);
-      if (WaveFunctionCalculateNorm(residual) > ResidualOfExact * std::sqrt(E2_[i])) return false;
+      if (WaveFunctionCalculateNorm(residual) > fraction * std::sqrt(E2_[i])) return false;
     }
     return true;
   }
