@@ -115,6 +115,8 @@ int FillLargeSystem(const OperatorType& H, std::uint32_t N, const DeterminantRes
     return Fail("OperatorPsiRestricted failed in CreateStartingFunctions\n");
   WaveFunctionAddUnionBasis(psi, psi0);
   psi0 = WaveFunctionType();
+  // Without modes filled, a random determinant may lie below a bound on them; what H makes of it need not.
+  if (Layout(psi).NBoson) WaveFunctionRestrict(psi, R);
   AddSmallSpace(R, psi);
   // A failure leaves fewer determinants than states, which is warned of below.
   if (ElementCount(psi) < N) static_cast<void>(ExtendBasisUsingRestrictions(R, psi));

@@ -225,21 +225,18 @@ class GroundStateSearch {
   }
 
   // As many states as psi, of any values, on all determinants that H and its powers reach; none when these
-  // are too many for the dense solver, or too far away.
+  // are too many for the dense solver.
   std::vector<WaveFunctionType> ClosedSpace() const {
     const CompiledOperator H =
         CompileOperator(H_, NRestrictions(run_) ? &run_ : nullptr, settings_.DenseBorder);
     WaveFunctionType space = Hpsi_[0];
-    for (std::uint32_t loop = 0; loop < MaxLoops && ElementCount(space) <= settings_.DenseBorder; ++loop) {
-      const std::uint32_t before = ElementCount(space);
-      std::visit(
-          [&](auto& values) {
-            for (std::uint32_t i = 1; i <= before; ++i) values[i] = 1.0;
-          },
-          space.values);
-      WaveFunctionAddUnionBasis(space, OperatorPsi(H, space));
-      if (ElementCount(space) == before) return std::vector<WaveFunctionType>(psi_.size(), space);
+    std::uint32_t done = 0;  // determinants that H was applied to
+    while (done < ElementCount(space) && ElementCount(space) <= settings_.DenseBorder) {
+      WaveFunctionType rest(Layout(space), QComplex(space), KeylistBits(ElementCount(space) - done, 8, 1));
+      while (done < ElementCount(space)) WaveFunctionAddElement(rest, ElementKey(space, ++done), 1.0);
+      WaveFunctionAddUnionBasis(space, OperatorPsi(H, rest));
     }
+    if (done == ElementCount(space)) return std::vector<WaveFunctionType>(psi_.size(), space);
     return {};
   }
 
