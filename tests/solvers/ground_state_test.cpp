@@ -172,6 +172,23 @@ TEST_F(GroundState, TruncationKeepsTheDeterminantsThatMatter) {
   }
 }
 
+// Truncation takes away what H adds: after some passes all others would be the same.
+TEST_F(GroundState, PassesThatChangeNothingAreLeftOut) {
+  Model model = FreeChain(20, 1.0);
+  for (std::uint32_t i = 0; i < 20; ++i) model.Add({C(i), A(i)}, 0.5 * i);
+  OperatorType H = MakeOperator(model);
+  for (const std::uint32_t border : {1513u, 0u}) {
+    std::vector<WaveFunctionType> psi = {MakeState(20, {1})};
+    ConvergenceSettingsType settings = Sharp(border, 1e-9);
+    settings.epsilon = 0.1;
+    GlobalVerbosity = 2;
+    const std::string text =
+        Printed([&] { EXPECT_EQ(BlockGroundState(H, 1, settings, {}, {}, psi, 10), 1); });
+    EXPECT_NE(text.find("did NOT converge!"), std::string::npos);
+    EXPECT_EQ(text.find("Outer loop  10"), std::string::npos);
+  }
+}
+
 TEST_F(GroundState, SaysWhenItDoesNotConverge) {
   OperatorType H = MakeOperator(RandomModel(4, false, 1));
   std::vector<WaveFunctionType> psi = {MakeState(4, Electrons(2, 4))};
