@@ -66,12 +66,12 @@ class GroundStateSearch {
         States(), settings_.zero);
     for (std::uint32_t loop = 0; loop < MaxLoops; ++loop) {
       if (ApplyH()) return StatusOutOfMemory;
-      if (loop == 0 && !QAnythingAllowed()) return StatusNothingAllowed;
+      if (loop == 0 && !RestrictBasis()) return StatusNothingAllowed;
       Measure();
       if (!std::isfinite(scale_))
         return Fail("Error in BlockGroundState: energies or variances are not finite numbers\n");
       const bool converged = QConverged() && !truncated_;
-      if (converged && (loop > 0 || (QOrthogonal() && (!random || QSolved(Rounding))))) return 0;
+      if (converged && (loop > 0 || QGoodStart(random))) return 0;
       if (!converged && QStandstill(loop)) return AfterTheLastLoop(MaxLoops - 1 - loop);
       const double shift = settings_.ShiftScheme == "None" ? 0.0 : PowerStep();
       VerbosityPrintf(2, "Outer loop %3i, Number of Determinants: %9i %9i last variance %22.15E\n", loop + 1,
@@ -133,13 +133,17 @@ class GroundStateSearch {
     return 0;
   }
 
-  // Whether H psi has a determinant that the restrictions allow; those of psi stay in its basis all the same.
-  bool QAnythingAllowed() const {
-    if (NRestrictions(run_) == 0) return true;
+  // Takes what the restrictions forbid out of the basis of H psi, where the determinants of psi are too.
+  // False when nothing is left.
+  bool RestrictBasis() {
+    const DeterminantRestrictionType& R = NRestrictions(run_) ? run_ : H_.Restrictions;
+    if (NRestrictions(R) == 0) return true;
     const DeterminantBasis& basis = *Hpsi_[0].basis;
-    for (std::uint32_t i = 1; i <= basis.N; ++i)
-      if (QFulfillsRestrictions(run_, basis.keys.at(i))) return true;
-    return false;
+    std::uint32_t allowed = 0;
+    for (std::uint32_t i = 1; i <= basis.N; ++i) allowed += QFulfillsRestrictions(R, basis.keys.at(i));
+    inside_ = allowed == basis.N;
+    if (allowed > 0 && !inside_) BlockWaveFunctionRestrict(Hpsi_, R);
+    return allowed > 0;
   }
 
   void Measure() {
@@ -195,6 +199,9 @@ class GroundStateSearch {
     for (const double E2 : E2_) scale_ += left * E2;
     return QBelowBar() ? 0 : NotConverged();
   }
+
+  // Whether start functions that meet the bar may be the result.
+  bool QGoodStart(bool random) const { return inside_ && QOrthogonal() && (!random || QSolved(Rounding)); }
 
   // Start functions of a script may be any: eigenstates of one energy have no variance, whatever their
   // overlap.
@@ -273,6 +280,7 @@ class GroundStateSearch {
   std::vector<WaveFunctionType> Hpsi_;
   std::vector<double> E_, E2_;  // energies, and norms of H psi squared
   double scale_ = 0;
+  bool inside_ = true;      // no start function has determinants that the restrictions forbid
   bool truncated_ = false;  // the last pass had to truncate inside the solver
   struct Pass {
     double psi = 0, Hpsi = 0;  // numbers of determinants

@@ -25,7 +25,9 @@ inline constexpr int StatusOutOfMemory = 4;
 // settings  epsilon stays doubled when memory ran out
 // start     restrictions of the first basis. When it has any and NBitsKey is not 0, start states are created
 //           in it and first converged inside it; otherwise the search starts from the N states in psi
-// run       restrictions of the search itself; without any, those of H hold
+// run       restrictions of the search itself; without any, those of H hold. Determinants that they forbid
+// leave
+//           the start functions with the first pass
 // NBitsKey  of the states that are created
 // The search is over when the variance of each state is below about zero times the sum of all <H^2> met so
 // far. That says little of levels that lie close together at a large energy: where H leads from the result to

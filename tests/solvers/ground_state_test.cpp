@@ -122,16 +122,18 @@ TEST_F(GroundState, RunRestrictionsBoundTheSearch) {
     if (std::popcount(m & half) >= 2) inside.push_back(m);
   const DeterminantRestrictionType narrow = Restrict(8, {{0xff, 4, 4}, {half, 3, 4}}),
                                    wide = Restrict(8, {{half, 2, 4}});
-  // As an argument, and as restrictions that the operator carries.
-  for (const bool carried : {false, true}) {
-    OperatorType H = MakeOperator(model);
-    if (carried) H.Restrictions = wide;
-    std::vector<WaveFunctionType> psi;
-    ConvergenceSettingsType settings = Sharp(1513);
-    EXPECT_EQ(
-        BlockGroundState(H, 2, settings, narrow, carried ? DeterminantRestrictionType{} : wide, psi, 10), 0);
-    ExpectEigenstates(model, inside, psi, 1e-9);
-  }
+  // As an argument, and as restrictions that the operator carries; from inside, and from start functions that
+  // go beyond.
+  for (const bool carried : {false, true})
+    for (const DeterminantRestrictionType& start : {narrow, FixedCount(8, 4)}) {
+      OperatorType H = MakeOperator(model);
+      if (carried) H.Restrictions = wide;
+      std::vector<WaveFunctionType> psi;
+      ConvergenceSettingsType settings = Sharp(1513);
+      EXPECT_EQ(
+          BlockGroundState(H, 2, settings, start, carried ? DeterminantRestrictionType{} : wide, psi, 10), 0);
+      ExpectEigenstates(model, inside, psi, 1e-9);
+    }
 }
 
 // More than 24 orbitals: the start is random determinants, not a complete basis. Pairs of levels of a free
