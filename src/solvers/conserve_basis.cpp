@@ -191,8 +191,10 @@ int BlockLanczosGroundStateConserveBasis(SearchOperator& H, double shift, std::v
                                          const ConvergenceSettingsType& settings) {
   VerbosityPrintf(0x10000000, "Start of BlockLanczosGroundStateConserveBasis\n");
   if (psi.empty()) return 0;
-  if (ElementCount(psi[0]) <= settings.DenseBorder)
-    return BlockLanczosGroundStateConserveBasisDense(H.H(), shift, psi);
+  if (ElementCount(psi[0]) <= settings.DenseBorder) {
+    const int status = BlockLanczosGroundStateConserveBasisDense(H.H(), shift, psi);
+    if (status != 1) return status;  // a few vectors may fit where a matrix did not
+  }
   return BlockLanczosGroundStateConserveBasisKrylov(H, shift, psi, settings);
 }
 

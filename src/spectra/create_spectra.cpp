@@ -10,8 +10,8 @@
 #include "core/operator_on_state.h"
 #include "host/base/status.h"
 #include "host/base/text.h"
+#include "solvers/closed_space.h"
 #include "solvers/lanczos.h"
-#include "spectra/closed_space.h"
 #include "spectra/energy_grid.h"
 
 namespace fermix {
