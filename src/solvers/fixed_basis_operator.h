@@ -17,13 +17,15 @@
 
 namespace fermix {
 
+inline constexpr std::size_t RowsPerSlab = 4096;
+
 // Where terms lead that leave a basis: nowhere, to determinants that restrictions forbid, to allowed ones.
 enum class Leaving { Nowhere, ToForbidden, ToAllowed };
 
 // T is double for a real operator and Complex16 for the others.
 template <class T>
 struct FixedBasisOperator {
-  // Some thousand rows. Row r of the slab has the entries start[r] .. start[r + 1] - 1. One of code, an index
+  // RowsPerSlab rows. Row r of the slab has the entries start[r] .. start[r + 1] - 1. One of code, an index
   // to the operator's values, and value is in use.
   struct Slab {
     std::vector<std::uint32_t> start;
@@ -80,6 +82,16 @@ T FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const
 template <class T>
 std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<T>& H,
                                             const std::vector<WaveFunctionType>& psi);
+
+// The row of each of the elements 1 .. count of the basis; NoRow for number 0.
+inline constexpr std::uint32_t NoRow = 0xffffffff;
+template <class T>
+std::vector<std::uint32_t> RowOfElement(const FixedBasisOperator<T>& H, std::size_t count) {
+  std::vector<std::uint32_t> rowOf(count + 1, NoRow);
+  for (std::uint32_t k = 0; k < H.N; ++k) rowOf[H.element[k]] = k;
+  rowOf[0] = NoRow;
+  return rowOf;
+}
 
 // Number of stored entries, the diagonal included.
 template <class T>
