@@ -10,7 +10,7 @@
 #include "core/operator_on_state.h"
 #include "host/base/status.h"
 #include "host/base/text.h"
-#include "solvers/lanczos.h"
+#include "solvers/krylov_basis.h"
 #include "spectra/closed_space.h"
 
 namespace fermix {
@@ -96,7 +96,26 @@ CompactMatrixType TransitionStatesAsRows(const std::vector<WaveFunctionType>& Tp
   return V;
 }
 
-std::vector<ListOfPoles> ExactPoles(Problem& problem, const WaveFunctionType& U) {
+// The rows of V over the determinants of U, as states whose elements stand in the reverse order.
+std::vector<WaveFunctionType> RowsAsStates(const CompactMatrixType& V, const WaveFunctionType& U) {
+  const auto reversed = std::make_shared<DeterminantBasis>(BasisReversed(*U.basis));
+  std::vector<WaveFunctionType> states(V.Ni);
+  std::visit(
+      [&](const auto& rows) {
+        using T = std::decay_t<decltype(rows[0])>;
+        for (std::size_t k = 0; k < states.size(); ++k) {
+          BlockedArray<T> values(std::size_t{V.Nj} + 1);
+          for (std::uint32_t i = 0; i < V.Nj; ++i) values[V.Nj - i] = rows[k * V.Nj + i];
+          states[k].basis = reversed;
+          states[k].values = std::move(values);
+        }
+      },
+      V.Data);
+  return states;
+}
+
+void ExactPoles(Problem& problem, const WaveFunctionType& U, std::vector<ListOfPoles>& poles,
+                CompactMatrixType* eigenvectors) {
   CompactMatrixType A, V;
   OrAdvise(
       "InitCompactMatrix failed in calculation of spectra\n Out of memory?\nTry to split the call to several "
@@ -107,10 +126,8 @@ std::vector<ListOfPoles> ExactPoles(Problem& problem, const WaveFunctionType& U)
         V = TransitionStatesAsRows(problem.Tpsi, U);
       });
   problem.Tpsi.clear();
-  std::vector<ListOfPoles> poles;
-  if (HermitianCompactMatrixToListOfPoles(A, poles, V))
+  if (HermitianCompactMatrixToListOfPoles(A, poles, V, eigenvectors))
     throw std::runtime_error("HermitianCompactMatrixToListOfPoles failed in calculation of spectra\n");
-  return poles;
 }
 
 // --- Lanczos path
@@ -122,13 +139,32 @@ std::string ChainFile(const CreateSpectraSettings& settings, std::size_t pairs, 
   return name;
 }
 
-std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem) {
+// A chain as long as asked for, zeros behind the levels of the states, which go to `states`.
+LanczosRun RunKrylov(const Problem& problem, const WaveFunctionType& Tpsi, const LanczosSettings& settings,
+                     std::vector<WaveFunctionType>& states) {
+  KrylovStates K = LanczosKrylovStates(problem.H, &problem.R, Tpsi, settings);
+  LanczosRun run{std::move(K.chain), static_cast<std::uint32_t>(K.states.size())};
+  run.chain.a.resize(std::size_t{settings.length} + 1);
+  run.chain.b.resize(settings.length);
+  states = std::move(K.states);
+  return run;
+}
+
+std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem,
+                                              std::vector<std::vector<WaveFunctionType>>& states) {
   const CreateSpectraSettings& s = problem.settings;
   const LanczosSettings settings{s.solver.NTri, s.solver.epsilon,
                                  std::max(s.solver.grid.Gamma, s.solver.epsilon)};
-  const bool given = NRestrictions(s.solver.Restrictions) > 0;
-  std::vector<LanczosRun> runs = LanczosTriDiagonalize(problem.H, given ? &s.solver.Restrictions : nullptr,
-                                                       std::move(problem.Tpsi), settings);
+  std::vector<LanczosRun> runs;
+  if (s.KrylovBasis) {
+    states.resize(problem.Tpsi.size());
+    for (std::size_t k = 0; k < states.size(); ++k) {
+      runs.push_back(RunKrylov(problem, problem.Tpsi[k], settings, states[k]));
+      problem.Tpsi[k] = WaveFunctionType();
+    }
+  } else {
+    runs = LanczosTriDiagonalize(problem.H, &problem.R, std::move(problem.Tpsi), settings);
+  }
   if (s.file.empty()) return runs;
   for (std::size_t k = 0; k < runs.size(); ++k) {
     // The file is a by-product: a line tells when it could not be written, the spectra follow all the same.
@@ -238,12 +274,15 @@ CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const
   const bool exact = QSmallEnough(U, settings) && CloseUnderH(problem, U);
   CreateSpectraResult result;
   if (exact) {
-    auto poles = ExactPoles(problem, U);
+    std::vector<ListOfPoles> poles;
+    CompactMatrixType eigenvectors;
+    ExactPoles(problem, U, poles, settings.KrylovBasis ? &eigenvectors : nullptr);
+    if (settings.KrylovBasis) result.states.push_back(RowsAsStates(eigenvectors, U));
     result.spectra = SpectraOnOneGrid(poles, problem.E0, settings);
     result.representations = std::move(poles);
   } else {
     U = WaveFunctionType();
-    auto runs = RunLanczosForAllPairs(problem);
+    auto runs = RunLanczosForAllPairs(problem, result.states);
     result.spectra = SpectraOnOneGrid(runs, problem.E0, settings);
     std::vector<TriDiagonalMatrixType> chains;
     for (std::size_t k = 0; k < runs.size(); ++k) {

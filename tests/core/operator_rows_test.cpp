@@ -19,14 +19,6 @@ void ExpectSameState(const WaveFunctionType& a, const WaveFunctionType& b) {
     EXPECT_LT(Abs(ElementValue(a, i) - ElementValue(b, i)), Tolerance);
 }
 
-template <class T>
-WaveFunctionType StateOfNumbers(const DeterminantBasis& numbering, const NumberedState<T>& x) {
-  WaveFunctionType psi(numbering.layout, IsComplex<T>);
-  for (std::size_t k = 0; k < x.number.size(); ++k)
-    WaveFunctionAddElement(psi, numbering.keys.at(x.number[k]), x.value[k]);
-  return psi;
-}
-
 // Three products one upon the other, twice: rows are made in the first round, and remembered in the second
 // unless the limit forbids it.
 template <class C, class X>
