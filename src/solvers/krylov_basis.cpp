@@ -65,14 +65,16 @@ class NumberedVectors {
   // The new vector becomes H times the last one kept. It lists the elements of those kept as well, which
   // orthogonalisation adds to it.
   void apply() {
-    NumberedState<T> product = OperatorRowsMultiply(H_, stateOf(kept_.size() - 1), sums_);
-    scatter(product);
-    elements_ = std::move(product.number);
-    listElementsOfKept();
-    for (LargeVector<T>& k : kept_) {
-      k.reserve(w_.size());
-      k.resize(w_.size());
-    }
+    OrForgetRows(H_, [&] {
+      NumberedState<T> product = OperatorRowsMultiply(H_, stateOf(kept_.size() - 1), sums_);
+      scatter(product);
+      elements_ = std::move(product.number);
+      listElementsOfKept();
+      for (LargeVector<T>& k : kept_) {
+        k.reserve(w_.size());
+        k.resize(w_.size());
+      }
+    });
   }
   double overlapWithLast() const { return Re(Dot(kept_.back().data(), w_.data(), w_.size())); }
   // Takes out of the new vector what lies along those kept; the sum of the squared overlaps.

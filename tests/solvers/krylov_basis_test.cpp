@@ -65,7 +65,8 @@ TEST(KrylovBasis, StatesAreOrthonormalAndMakeTheChain) {
       }
 }
 
-// Both ways give a script the same states, element by element.
+// Both ways give a script the same states, element by element. They project on states that truncation left
+// not quite orthogonal, all at once or one after the other, which differs in second order.
 TEST(KrylovBasis, StatesOfTheirOwnHaveOneOrderOfElements) {
   for (const bool complex : {false, true})
     for (const double epsilon : {1e-10, 1e-2}) {
@@ -80,7 +81,8 @@ TEST(KrylovBasis, StatesOfTheirOwnHaveOneOrderOfElements) {
         ASSERT_TRUE(QSameBasis(*shared.states[k].basis, *alone.states[k].basis)) << k;
         EXPECT_EQ(QComplex(shared.states[k]), complex);
         for (std::uint32_t i = 1; i <= ElementCount(alone.states[k]); ++i)
-          EXPECT_LT(Abs(ElementValue(shared.states[k], i) - ElementValue(alone.states[k], i)), 1e-12);
+          EXPECT_LT(Abs(ElementValue(shared.states[k], i) - ElementValue(alone.states[k], i)),
+                    std::max(1e-12, epsilon * epsilon));
       }
     }
 }
