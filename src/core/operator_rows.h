@@ -62,8 +62,8 @@ template <class C>
 void WorkOutRows(OperatorRows<C>& O, const std::vector<std::uint32_t>& numbers,
                  const std::function<void(const RowSlab<C>&, const std::uint32_t*)>& use);
 
-// Forgets an eighth of the rows, and that there was room for more: they and new ones are worked out each time.
-// False when there are none.
+// Forgets an eighth of the rows, and that there was room for more: they and new ones are worked out each
+// time. False when there are none.
 template <class C>
 bool ForgetRows(OperatorRows<C>& O);
 

@@ -6,7 +6,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
-#include <optional>
+#include <stdexcept>
 
 #include "core/operator_on_state.h"
 #include "core/operator_rows.h"
@@ -38,7 +38,8 @@ template <class C, class T>
 class NumberedVectors {
  public:
   NumberedVectors(const OperatorType& H, const DeterminantRestrictionType* R, const WaveFunctionType& psi)
-      : numbering_(std::make_shared<DeterminantBasis>(Layout(psi), psi.basis->NBitsKey)), H_(H, R, numbering_, MostBytesOfRows) {
+      : numbering_(std::make_shared<DeterminantBasis>(Layout(psi), psi.basis->NBitsKey)),
+        H_(H, R, numbering_, MostBytesOfRows) {
     NumberedState<T> start = NumberState<T>(*numbering_, psi);
     scatter(start);
     elements_ = std::move(start.number);
@@ -314,6 +315,8 @@ void KeepKrylovVectors(Vectors& vectors, Accuracy& accuracy, TriDiagonalMatrixTy
     vectors.removeOverlaps();
     vectors.removeOverlaps();
     M.b[i] = Normalize(vectors);
+    if (!std::isfinite(M.b[i]))
+      throw std::overflow_error("LanczosTriDiagonalizeKrylov called with an operator that is too large\n");
     if (M.b[i] < NormFloor || !QNewDirection(vectors, accuracy.epsilon)) break;
     const double b2 = M.b[i] * M.b[i];
     accuracy.error *= b2 / (DBL_EPSILON * M.a[i] * M.a[i] + b2 + DBL_MIN);

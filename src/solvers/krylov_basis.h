@@ -32,7 +32,7 @@ using KrylovStates = KrylovSpace<std::vector<WaveFunctionType>>;
 // States are vectors on one numbering, and H is remembered rows, where memory has room for them; where it has
 // not, states have bases of their own and H goes term by term: the same up to rounding, slower. R:
 // restrictions of what H makes; null takes those of H. psi is taken as it is. Ends the process when memory
-// runs out and nothing is left that could be truncated.
+// runs out and nothing is left that could be truncated. Throws overflow_error when H psi has no finite norm.
 KrylovBasis LanczosTriDiagonalizeKrylov(const OperatorType& H, const DeterminantRestrictionType* R,
                                         const WaveFunctionType& psi, const LanczosSettings& settings);
 KrylovStates LanczosKrylovStates(const OperatorType& H, const DeterminantRestrictionType* R,

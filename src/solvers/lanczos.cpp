@@ -166,9 +166,8 @@ void RunTogether(const OperatorType& H, const DeterminantRestrictionType& R,
     const std::size_t count = std::min(most, GroupSize(starts, done, IsComplex<C>));
     const bool complex = IsComplex<C> || QComplex(starts[done]);
     bool worthIt = false;
-    if (FitsInMemory([&] {
-          worthIt = PanelLanczos(rows, &starts[done], count, complex, settings, &runs[done]);
-        })) {
+    if (FitsInMemory(
+            [&] { worthIt = PanelLanczos(rows, &starts[done], count, complex, settings, &runs[done]); })) {
       if (!worthIt) return;
       for (const std::size_t end = done + count; done < end; ++done) starts[done] = WaveFunctionType();
     } else {

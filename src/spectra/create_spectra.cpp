@@ -26,6 +26,9 @@ struct Problem {
   std::vector<double> E0;               // one a pair
 };
 
+constexpr const char* NotFinite =
+    "CreateSpectra called with operators or wave-functions that are not finite\n";
+
 // Runs a step of the preparation; memory that does not suffice becomes advice to the user.
 template <class Step>
 void OrAdvise(const char* advice, Step&& step) {
@@ -146,6 +149,7 @@ LanczosRun RunKrylov(const Problem& problem, const WaveFunctionType& Tpsi, const
   LanczosRun run{std::move(K.chain), static_cast<std::uint32_t>(K.states.size())};
   run.chain.a.resize(std::size_t{settings.length} + 1);
   run.chain.b.resize(settings.length);
+  if (run.levels == 0) run.chain.b[0] = WaveFunctionCalculateNorm(Tpsi);  // all may have been truncated
   states = std::move(K.states);
   return run;
 }
@@ -177,9 +181,13 @@ std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem,
 // --- From poles and chains to spectra
 
 // Energies that contribute, ascending.
-const std::vector<double>& PoleEnergies(const ListOfPoles& P) { return P.a; }
+const std::vector<double>& PoleEnergies(const ListOfPoles& P) {
+  if (!QFinite(P)) throw std::runtime_error(NotFinite);
+  return P.a;
+}
 
 std::vector<double> PoleEnergies(const LanczosRun& run) {
+  if (!QFinite(run.chain)) throw std::runtime_error(NotFinite);
   std::vector<double> e;
   if (LanczosEnergies(run, e))
     throw std::runtime_error("TriDiagonalMatrixToEigenvalues failed in calculation of spectra\n");
@@ -208,6 +216,12 @@ SpectraTypeArray SpectraOnOneGrid(const std::vector<Representation>& functions, 
   if (!(window.Emin < window.Emax)) {
     DynamicString text;
     sprintfAdd(text, "CreateSpectra called with an empty energy window, Emin=%f is not below Emax=%f\n",
+               window.Emin, window.Emax);
+    throw std::runtime_error(text);
+  }
+  if (!std::isfinite(window.Emax - window.Emin) || !std::isfinite(window.Gamma)) {
+    DynamicString text;
+    sprintfAdd(text, "CreateSpectra called with an energy window from %g to %g that is too wide\n",
                window.Emin, window.Emax);
     throw std::runtime_error(text);
   }
@@ -266,8 +280,7 @@ CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const
         WaveFunctionRestrict(problem.Tpsi.back(), H.Restrictions);
       if (!std::isfinite(problem.E0.back()) ||
           !std::isfinite(WaveFunctionCalculateNormSqr(problem.Tpsi.back())))
-        throw std::runtime_error(
-            "CreateSpectra called with operators or wave-functions that are not finite\n");
+        throw std::runtime_error(NotFinite);
     }
 
   WaveFunctionType U = UnionOfTransitionStates(problem);

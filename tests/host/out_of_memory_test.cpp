@@ -102,9 +102,8 @@ const char* const applicationFailed =
 const char* const endOfMemory =
     "Allocation failed\nNo evaluation information impelemented yet\nSorry you're screwed: System will exit\n";
 
-
-// What truncation may change, the run without lack of memory shows at the threshold that would have come next:
-// sums for which there is no memory are truncated before they are normalised.
+// What truncation may change, the run without lack of memory shows at the threshold that would have come
+// next: sums for which there is no memory are truncated before they are normalised.
 TEST(OutOfMemory, LanczosGivesTheSpectrumOfTheThresholdThatFits) {
   const ProgramResult whole = Solve("Lanczos", 1e-10), some = Solve("Lanczos", 1e-10, 24);
   ASSERT_EQ(whole.status, 0) << whole.err;
