@@ -128,6 +128,9 @@ for _, case in ipairs{
   {"Tensor form for CreateSpectra not yet available\n", H, T, psi, {{"Tensor", true}}},
   {"CreateSpectra called with NTri equal to 0, at least 1 is needed\n", H, T, psi, {{"NTri", 0}}},
   {"CreateSpectra called with NE equal to 0, at least 1 is needed\n", H, T, psi, {{"NE", 0}}},
+  {"CreateSpectra called with an energy window from -1.7e+308 to 1.7e+308 that is too wide\n", H, T, psi,
+   {{"Emin", -1.7e308}, {"Emax", 1.7e308}}},
+  {"CreateSpectra called with operators or wave-functions that are not finite\n", H * 1e200, T, psi, {lanczos}},
   {"CreateSpectra called with an empty energy window, Emin=9.000000 is not below Emax=4.250000\n", H, T, psi, {{"Emin", 9}}},
 } do
   check.error(case[1], case[1], CreateSpectra, table.unpack(case, 2))
