@@ -112,6 +112,7 @@ TEST(ScalarResponse, ChainsEndWithTheirKrylovSpace) {
                {{1, 1, 2}, {0.5, 0.5, 1}, 2},
                {{-3, -2, 1, 6, 13, 22, -3, -2, 1, 6, 13, 22}, {3, 2, 1, 3, 3, 2, 2, 2, 1, 1, 2, 1}, 6},
                {{1, 2}, {1, 0}, 1},  // a pole without weight
+               {{0, 5e-324}, {2, 3}, 1},
                {{1000, 2000, 3000}, {1e-8, 1e-8, 1e-8}, 3},
                {{1, 2, 4}, {1e30, 2e30, 3e30}, 3}};  // in whatever unit weights are
   for (const auto& c : cases) {
