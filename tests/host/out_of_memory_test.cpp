@@ -106,7 +106,7 @@ TEST(OutOfMemory, LanczosGivesTheSpectrumOfTheThresholdThatFits) {
   const struct {
     const char *solver, *name;
     int left;
-  } forms[] = {{"Lanczos", "LanczosTriDiagonalize", 24}, {"Krylov", "LanczosTriDiagonalizeKrylovRR", 60}};
+  } forms[] = {{"Lanczos", "LanczosTriDiagonalize", 24}, {"Krylov", "LanczosTriDiagonalizeKrylovRR", 40}};
   for (const auto& form : forms) {
     SCOPED_TRACE(form.solver);
     const ProgramResult whole = Solve(form.solver, 1e-10), some = Solve(form.solver, 1e-10, form.left);
