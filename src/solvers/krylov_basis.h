@@ -29,9 +29,9 @@ using KrylovStates = KrylovSpace<std::vector<WaveFunctionType>>;
 // plays no part. epsilon is also the squared overlap with earlier states up to which a new one counts as
 // orthogonal.
 //
-// States are vectors on one numbering, and H is remembered rows, where memory has room for them; where it has
-// not, states have bases of their own and H goes term by term: the same up to rounding, slower. R:
-// restrictions of what H makes; null takes those of H. psi is taken as it is. Ends the process when memory
+// States are vectors on one numbering where memory has room for them, and rows of H are remembered as far as
+// it has; elsewhere states have bases of their own and H goes term by term: the same up to rounding, slower.
+// R: restrictions of what H makes; null takes those of H. psi is taken as it is. Ends the process when memory
 // runs out and nothing is left that could be truncated. Throws overflow_error when H psi has no finite norm.
 KrylovBasis LanczosTriDiagonalizeKrylov(const OperatorType& H, const DeterminantRestrictionType* R,
                                         const WaveFunctionType& psi, const LanczosSettings& settings);

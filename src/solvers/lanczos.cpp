@@ -155,7 +155,7 @@ std::size_t GroupSize(const std::vector<WaveFunctionType>& starts, std::size_t f
   return end - first;
 }
 
-// Chains of the states done .. of starts; stops where rows don't fit or don't pay. Frees the states done.
+// Chains of the states done .. of starts; stops where vectors don't fit or don't pay. Frees the states done.
 template <class C>
 void RunTogether(const OperatorType& H, const DeterminantRestrictionType& R,
                  std::vector<WaveFunctionType>& starts, const LanczosSettings& settings,

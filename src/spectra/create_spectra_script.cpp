@@ -21,9 +21,9 @@ void CheckSingleSelfenergy(lua_State* L, int index) {
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 3, "table too deep");
   lua_rawgeti(L, index, 1);
-  CheckRecord<OperatorType>(L, lua_gettop(L));
+  CheckRecord<OperatorType>(L, -1);
   lua_rawgeti(L, index, 2);
-  CheckRecord<SpectraTypeArray>(L, lua_gettop(L));
+  CheckRecord<SpectraTypeArray>(L, -1);
   lua_pop(L, 2);
 }
 

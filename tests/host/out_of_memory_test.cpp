@@ -113,8 +113,9 @@ TEST(OutOfMemory, LanczosGivesTheSpectrumOfTheThresholdThatFits) {
     ASSERT_EQ(whole.status, 0) << whole.err;
     ASSERT_EQ(some.status, 0) << some.out << some.err;
     const std::string failed = std::string("Allocation of new memory failed in ") + form.name;
-    EXPECT_NE(some.out.find(failed + applicationFailed + "1.000000000000000E-10 to  2.000000000000000E-10\n\n"),
-              std::string::npos)
+    EXPECT_NE(
+        some.out.find(failed + applicationFailed + "1.000000000000000E-10 to  2.000000000000000E-10\n\n"),
+        std::string::npos)
         << some.out;
     const double reached = 2 * NumberBehind(some.out, "factor of two from");
     EXPECT_DOUBLE_EQ(reached, std::ldexp(1e-10, static_cast<int>(Count(some.out, "reduce accuracy"))));
