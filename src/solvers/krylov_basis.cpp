@@ -98,7 +98,9 @@ class NumberedVectors {
   // All vectors, which are released one by one.
   void take(StateRows& states) {
     const std::uint32_t N = numbering_->N;
-    states = {numbering_, InitCompactMatrix(static_cast<std::uint32_t>(kept_.size()), N, IsComplex<T>)};
+    OrForgetRows(H_, [&] {
+      states = {numbering_, InitCompactMatrix(static_cast<std::uint32_t>(kept_.size()), N, IsComplex<T>)};
+    });
     auto to = std::get<std::vector<T>>(states.rows.Data).begin();
     for (LargeVector<T>& v : kept_) {
       std::copy(v.begin(), v.end(), to);
@@ -108,7 +110,7 @@ class NumberedVectors {
   }
   void take(std::vector<WaveFunctionType>& states) {
     for (std::size_t k = 0; k < kept_.size(); ++k) {
-      states.push_back(StateOfNumbers(*numbering_, stateOf(k)));
+      OrForgetRows(H_, [&] { states.push_back(StateOfNumbers(*numbering_, stateOf(k))); });
       kept_[k] = {};
       elementsOf_[k] = {};
     }
