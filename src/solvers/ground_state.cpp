@@ -78,6 +78,7 @@ class GroundStateSearch {
       const double shift = settings_.ShiftScheme == "None" ? 0.0 : PowerStep();
       VerbosityPrintf(2, "Outer loop %3i, Number of Determinants: %9i %9i last variance %22.15E\n", loop + 1,
                       ElementCount(psi_[0]), ElementCount(Hpsi_[0]), Variance(psi_.size() - 1));
+      KeepVanished(shift);
       psi_ = std::move(Hpsi_);
       if (const int status = SolveInside(shift)) return status;
       BlockWaveFunctionTruncateBasis(psi_, settings_.epsilon);
@@ -257,6 +258,16 @@ class GroundStateSearch {
     for (std::size_t i = 0; i < psi_.size(); ++i)
       WaveFunctionAddMultipliedConserveBasis(Hpsi_[i], psi_[i], shift);
     return shift;
+  }
+
+  // Start functions of the energy that a step counts from are taken to nothing by it: they stay what they
+  // are.
+  void KeepVanished(double shift) {
+    const double largest = *std::max_element(E2_.begin(), E2_.end());
+    const double size = std::sqrt(largest) + std::fabs(shift);
+    for (std::size_t i = 0; i < psi_.size(); ++i)
+      if (WaveFunctionCalculateNorm(Hpsi_[i]) <= Rounding * size)
+        WaveFunctionAddMultipliedConserveBasis(Hpsi_[i], psi_[i], 1.0);
   }
 
   int SolveInside(double shift) {

@@ -21,6 +21,10 @@ namespace {
 constexpr double SqrtSmallest = 1.4916681462400413e-154;
 // Restarts in a row without a smaller residual after which more of them are pointless.
 constexpr std::uint32_t FruitlessRestarts = 10;
+// A residual that falls less than this in so many restarts would take thousands of them.
+constexpr double VisibleFall = 0.999;
+// An orthogonalisation that leaves less than this of a vector has to be repeated.
+constexpr double Cancelled = 0.1;
 
 template <class T>
 class BlockLanczos {
@@ -77,7 +81,7 @@ class BlockLanczos {
       if (j == N_ + 1)
         VerbosityPrintf(2, "  Restart loop %i with a Krylov basis of %i and a full basis of %i\n", restart_,
                         M_, static_cast<int>(n_));
-      if (!deflated_) OrthogonalizeWhenDue(j);
+      OrthogonalizeWhenDue(j);
       const double norm = DeflateAt(j);
       finite_ = finite_ && std::isfinite(norm);
       if (finished_ || !finite_) return;
@@ -108,8 +112,8 @@ class BlockLanczos {
       }
       std::rotate(v_.begin() + j, v_.begin() + j + 1, v_.begin() + j + width_);
       --width_;
-      if (!std::exchange(deflated_, true))
-        for (std::uint32_t k = j; k < j + width_; ++k) Reorthogonalize(j, v_[k]);
+      deflated_ = true;
+      OrthogonalizeWhenDue(j);
       norm = NormOfNext(j);
     }
     return norm;
@@ -120,12 +124,19 @@ class BlockLanczos {
     return known < 0 ? Norm(v_[j].data(), n_) : known;
   }
 
-  // A vector pays for all earlier ones only when the estimate asks for it.
+  // A vector pays for all earlier ones only when the estimate asks for it, or knows nothing: of the start
+  // vectors and behind a deflation. What is left of a dependent vector is rounding, which points anywhere
+  // until it is orthogonalised on its own scale.
   void OrthogonalizeWhenDue(std::uint32_t j) {
     nextNorm_ = NormOfNext(j);
-    if (!estimate_.QOrthogonalize(krylov_, j, nextNorm_)) return;
-    Reorthogonalize(j, v_[j]);
-    nextNorm_ = -1;
+    const bool due =
+        deflated_ || estimate_.QOrthogonalize(krylov_, j, nextNorm_) || (restart_ == 1 && j < N_);
+    if (!due || j >= n_) return;
+    for (double before = INFINITY; nextNorm_ < Cancelled * before && nextNorm_ > SqrtSmallest;) {
+      before = nextNorm_;
+      Reorthogonalize(j, v_[j]);
+      nextNorm_ = Norm(v_[j].data(), n_);
+    }
   }
 
   void NormalizeBlockVector(std::uint32_t j, double norm) {
@@ -158,10 +169,7 @@ class BlockLanczos {
       krylov_(j, l) = Conj(d);
       Subtract(v_[l], d, w);
     }
-    if (deflated_)
-      Reorthogonalize(j + 1, w);
-    else
-      TidyOverlaps(norm, w);
+    if (!deflated_) TidyOverlaps(norm, w);
     if (j < N_) residual_ = std::max(residual_, Norm(w.data(), n_));
   }
 
@@ -280,7 +288,7 @@ class BlockLanczos {
 
   // From the second restart on the first block images are the residuals of the states.
   void StopWhenFruitless() {
-    if (restart_ > 1 && !(residual_ < best_)) {
+    if (restart_ > 1 && !(residual_ < VisibleFall * best_)) {
       ++fruitless_;
     } else {
       fruitless_ = 0;
