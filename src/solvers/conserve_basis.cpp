@@ -100,7 +100,8 @@ int RunKrylov(SearchOperator& H, double shift, std::vector<WaveFunctionType>& ps
   FixedBasisOperator<T> rows;
   std::vector<WorkVector<T>> v;
   ConvergenceSettingsType local = settings;
-  local.NKrylovStart = std::min(settings.NKrylovStart, settings.NKrylovMax);
+  // With fewer the last states would wait for the first ones to converge, and settle on higher levels.
+  local.NKrylovStart = std::min(std::max(settings.NKrylovStart, N), settings.NKrylovMax);
   const std::size_t wanted = local.NKrylovStart + 2 * std::size_t{N},
                     enough = std::min(wanted, 2 * std::size_t{N} + FewVectors);
   // Too few vectors are worse than no rows, and worse than fewer determinants if there could be fewer.

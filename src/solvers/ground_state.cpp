@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <utility>
 
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
@@ -31,6 +32,8 @@ constexpr double VisibleLoss = 1e-12;
 // A pass that changes energies by less than this fraction of their uncertainty, and variances and numbers of
 // determinants by less than this fraction, changes nothing.
 constexpr double NoChange = 1e-3;
+// By this the inner solver has to do better when its bar turns out to be too high.
+constexpr double Tighter = 0.01;
 
 // The smallest number of bits, at least lowest, for which count determinants fill no more than one of 2^spare
 // slots.
@@ -75,6 +78,7 @@ class GroundStateSearch {
       const bool converged = QConverged() && !truncated_;
       if (converged && (loop > 0 || QGoodStart(random))) return 0;
       if (!converged && QStandstill(loop)) return AfterTheLastLoop(MaxLoops - 1 - loop);
+      if (QStalled()) innerZero_ *= Tighter;
       const double shift = settings_.ShiftScheme == "None" ? 0.0 : PowerStep();
       VerbosityPrintf(2, "Outer loop %3i, Number of Determinants: %9i %9i last variance %22.15E\n", loop + 1,
                       ElementCount(psi_[0]), ElementCount(Hpsi_[0]), Variance(psi_.size() - 1));
@@ -196,6 +200,15 @@ class GroundStateSearch {
     return standing_ >= 2;
   }
 
+  // Whether the last pass, on the same determinants, did not even halve the largest variance. The bar of the
+  // inner solver sums over levels; with many states it may lie above that of the search.
+  bool QStalled() {
+    const double before = std::exchange(largestVariance_, Variance(0));
+    for (std::size_t i = 1; i < psi_.size(); ++i) largestVariance_ = std::max(largestVariance_, Variance(i));
+    const std::uint32_t determinants = std::exchange(determinants_, ElementCount(Hpsi_[0]));
+    return determinants == determinants_ && !(largestVariance_ < before / 2);
+  }
+
   // What the passes that are left would come to, each of them like this one: only the bar moves.
   int AfterTheLastLoop(std::uint32_t left) {
     VerbosityPrintf(2, "Nothing changes any more, the remaining %i outer loops are left out\n",
@@ -273,7 +286,9 @@ class GroundStateSearch {
   int SolveInside(double shift) {
     truncated_ = false;
     for (;;) {
-      const int status = BlockLanczosGroundStateConserveBasis(H_, shift, psi_, settings_);
+      ConvergenceSettingsType inner = settings_;
+      inner.zero *= innerZero_;
+      const int status = BlockLanczosGroundStateConserveBasis(H_, shift, psi_, inner);
       if (status == 0) return 0;
       if (status == StatusNotFinite) return 1;
       Say("Run outof memory in BlockLanczosGroundStateConserveBasis, that's not good an no good solution is "
@@ -290,8 +305,11 @@ class GroundStateSearch {
   std::vector<WaveFunctionType> Hpsi_;
   std::vector<double> E_, E2_;  // energies, and norms of H psi squared
   double scale_ = 0;
-  bool inside_ = true;      // no start function has determinants that the restrictions forbid
-  bool truncated_ = false;  // the last pass had to truncate inside the solver
+  double largestVariance_ = INFINITY;  // of the last pass
+  std::uint32_t determinants_ = 0;     // of H psi in the last pass
+  double innerZero_ = 1;               // of the inner solver, in units of that of the search
+  bool inside_ = true;                 // no start function has determinants that the restrictions forbid
+  bool truncated_ = false;             // the last pass had to truncate inside the solver
   struct Pass {
     double psi = 0, Hpsi = 0;  // numbers of determinants
     std::vector<double> E, E2;
