@@ -32,6 +32,8 @@ constexpr double VisibleLoss = 1e-12;
 // A pass that changes energies by less than this fraction of their uncertainty, and variances and numbers of
 // determinants by less than this fraction, changes nothing.
 constexpr double NoChange = 1e-3;
+// H = 0 and the least shift lead below this.
+constexpr double NormOfNothing = 1e-140;
 // By this the inner solver has to do better when its bar turns out to be too high.
 constexpr double Tighter = 0.01;
 
@@ -276,10 +278,9 @@ class GroundStateSearch {
   // Start functions of the energy that a step counts from are taken to nothing by it: they stay what they
   // are.
   void KeepVanished(double shift) {
-    const double largest = *std::max_element(E2_.begin(), E2_.end());
-    const double size = std::sqrt(largest) + std::fabs(shift);
+    const double size = std::sqrt(*std::max_element(E2_.begin(), E2_.end())) + std::fabs(shift);
     for (std::size_t i = 0; i < psi_.size(); ++i)
-      if (WaveFunctionCalculateNorm(Hpsi_[i]) <= Rounding * size)
+      if (WaveFunctionCalculateNorm(Hpsi_[i]) <= std::max(Rounding * size, NormOfNothing))
         WaveFunctionAddMultipliedConserveBasis(Hpsi_[i], psi_[i], 1.0);
   }
 

@@ -97,5 +97,26 @@ TEST(OrthogonalityEstimate, KeepsTheVectorsOrthogonalWithFewOrthogonalisations) 
   }
 }
 
+// Levels -10 .. 20. All but two start vectors depend on the first one; what rounding leaves of them counts as
+// a vector when zero is 0.
+TEST(RestartedBlockLanczos, SolvesFromDependentStartVectors) {
+  constexpr std::uint32_t n = 31, N = 6;
+  FixedBasisOperator<double> H;
+  H.N = n;
+  for (std::uint32_t i = 0; i < n; ++i) H.diagonal.push_back(double(i) - 10);
+  H.slabs.resize(1);
+  H.slabs[0].start.assign(n + 1, 0);
+  std::vector<WorkVector<double>> v;
+  for (std::uint32_t k = 0; k < n + 2 * N; ++k) v.emplace_back(n);
+  for (std::uint32_t k = 0; k < N; ++k)
+    for (std::uint32_t i = 0; i < n; ++i)
+      v[k][i] = std::sin(1.0 + i) * (k + 1) / 3 + (k == 5) * std::cos(0.3 * i * i);
+  ConvergenceSettingsType settings;
+  settings.zero = 0;
+  ASSERT_EQ(RestartedBlockLanczos(H, 0.0, v, N, settings), KrylovStatus::Done);
+  for (std::uint32_t k = 0; k < N; ++k)
+    for (std::uint32_t i = 0; i < n; ++i) EXPECT_NEAR(std::fabs(v[k][i]), i == k, 1e-10) << k << " " << i;
+}
+
 }  // namespace
 }  // namespace fermix

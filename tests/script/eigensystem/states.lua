@@ -65,9 +65,15 @@ check.equal("what H does not touch stays", untouched.N, 1)
 check.near("normalised", Braket(untouched, untouched), 1, 1e-15)
 
 -- Any combination of states of one energy solves H at once; the result is orthogonal all the same.
-local alike = {NewWavefunction(4, 0, {{"1010", 1}}), NewWavefunction(4, 0, {{"1010", 1}, {"0101", 1}})}
-Eigensystem(H, alike)
-check_states("one energy", H, alike, {0, 0}, 1e-12)
+for _, border in ipairs{1513, 0} do
+  local alike = {NewWavefunction(4, 0, {{"1010", 1}}), NewWavefunction(4, 0, {{"1010", 1}, {"0101", 1}})}
+  Eigensystem(H, alike, {{"DenseBorder", border}})
+  check_states("one energy", H, alike, {0, 0}, 1e-12)
+  local nothing = {NewWavefunction(4, 0, {{"1100", 1}}),
+                   NewWavefunction(4, 0, {{"1100", 3}, {"0011", 4}, {"0110", 12}})}
+  Eigensystem(NewOperator(4, 0, {}), nothing, {{"DenseBorder", border}})
+  check_states("no energy", H - H, nothing, {0, 0}, 1e-12)
+end
 
 -- --- Large bases: three electrons of each spin hop around a ring of eight sites, 3136 determinants. They fill
 -- the levels -2, -sqrt(2), -sqrt(2); the first excitation to the levels at 0 costs sqrt(2), 8 times over.
