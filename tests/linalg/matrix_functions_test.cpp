@@ -64,10 +64,6 @@ TEST(MatrixExp, HermitianOverflow) {
   EXPECT_EQ(std::get<0>(R.Data), (std::vector<double>{HUGE_VAL, 0, 0, std::exp(1.0)}));
   ASSERT_EQ(HermitianCompactMatrixExp(Real(2, {2000, -500, -500, 2000}), R), 0);
   EXPECT_EQ(std::get<0>(R.Data), (std::vector<double>{HUGE_VAL, -HUGE_VAL, -HUGE_VAL, HUGE_VAL}));
-  CompactMatrixType C = InitCompactMatrix(2, 2, true);
-  C.Data = std::vector<Complex16>{800, {0, 9}, {0, -9}, 800};
-  ASSERT_EQ(HermitianCompactMatrixExp(C, R), 0);
-  for (const Complex16 z : std::get<1>(R.Data)) EXPECT_FALSE(std::isnan(z.re + z.im));
 }
 
 TEST(MatrixExp, IsRightForDefectiveAndNearlyDefectiveMatrices) {
@@ -76,9 +72,6 @@ TEST(MatrixExp, IsRightForDefectiveAndNearlyDefectiveMatrices) {
   EXPECT_LE(
       Deviation(Exp(Real(2, {1, 1, 0, 1 + d})), Real(2, {e, e * std::expm1(d) / d, 0, std::exp(1 + d)})),
       2e-15);
-  EXPECT_LE(Deviation(Exp(Real(3, {0, 6, 0, 0, 0, 6, 0, 0, 0})), Real(3, {1, 6, 18, 0, 1, 6, 0, 0, 1})),
-            2e-14);
-  EXPECT_LE(Deviation(Exp(Real(2, {0, -2, 2, 0})), Real(2, {c, -s, s, c})), 1e-15);
   // A permutation of two equal rotations, with degenerate eigenvalues.
   EXPECT_LE(Deviation(Exp(Real(4, {0, -2, 0, 0, 2, 0, 0, 0, 0, 0, 0, -2, 0, 0, 2, 0})),
                       Real(4, {c, -s, 0, 0, s, c, 0, 0, 0, 0, c, -s, 0, 0, s, c})),
@@ -106,15 +99,12 @@ TYPED_TEST(MatrixFunctions, RootSquaresBack) {
 
 TEST(MatrixSqrt, CountsAndReportsNegativeEigenvalues) {
   CompactMatrixType R;
+  const CompactMatrixType A = Real(2, {4, 0, 0, -2});
   EXPECT_EQ(
-      Printed([&] {
-        EXPECT_EQ(CompactMatrixSqrt(Real(3, {-1, 0, 0, 0, 4, 0, 0, 0, -2}), R), 2);
-      }),
+      Printed([&] { EXPECT_EQ(CompactMatrixSqrt(A, R), 1); }),
       "Negative value in CompactMatrixSqrt, eigen value is -2.000000000000000E+00 at pos 0 (trace |val| = "
-      " 7.000000000000000E+00)\n"
-      "Negative value in CompactMatrixSqrt, eigen value is -1.000000000000000E+00 at pos 1 (trace |val| = "
-      " 7.000000000000000E+00)\n");
-  EXPECT_LE(Deviation(R, Real(3, {0, 0, 0, 0, 2, 0, 0, 0, 0})), 1e-15);
+      " 6.000000000000000E+00)\n");
+  EXPECT_LE(Deviation(R, Real(2, {2, 0, 0, 0})), 1e-15);
 }
 
 TYPED_TEST(MatrixFunctions, PartsByTheSignOfEigenvaluesAddUp) {
@@ -138,31 +128,12 @@ TYPED_TEST(MatrixFunctions, PartsByTheSignOfEigenvaluesAddUp) {
   EXPECT_LE(Deviation(P, root), 1e-13);
 }
 
-TEST(MatrixFunctionFailures, AreNamedAndLeaveTheResultAlone) {
-  const CompactMatrixType singular = Real(2, {1, 2, 2, 4}), bad = Real(1, {INFINITY}),
-                          rectangular = InitCompactMatrix(1, 2, false);
-  CompactMatrixType R = Real(1, {7}), N = R;
-  EigenvalueSigns counts;
-  double sum = 0;
-  const std::string printed = Printed([&] {
-    EXPECT_EQ(CompactMatrixPow(singular, R, -1), 1);
-    EXPECT_EQ(CompactMatrixPow(rectangular, R, 2), 1);
-    EXPECT_EQ(HermitianCompactMatrixExp(rectangular, R), 1);
-    EXPECT_EQ(NonHermitianCompactMatrixExp(bad, R), 1);
-    EXPECT_EQ(NonHermitianCompactMatrixExp(Real(2, {1e308, 1e308, 0, 1e308}), R), 1);  // its norm overflows
-    EXPECT_EQ(CompactMatrixSqrt(bad, R), -1);
-    EXPECT_EQ(HermitianCompactMatrixToPosAndNeg(bad, R, N, counts, sum), 1);
-  });
-  EXPECT_EQ(printed,
-            "CompactMatrixPow faild at CompactMatrixInverse\n"
-            "CompactMatrixPow called with non-square matrix\n"
-            "CompactMatrixEigensystem called with non-square matrix\n"
-            "CompactMatrixEigensystem failed in HermitianCompactMatrixExp\n"
-            "NonHermitianCompactMatrixEigensystem called with a matrix that is not finite\n"
-            "NonHermitianCompactMatrixEigensystem failed in NonHermitianCompactMatrixExp\n"
-            "CompactMatrixEigensystem called with a matrix that is not finite\n"
-            "CompactMatrixEigensystem called with a matrix that is not finite\n"
-            "CompactMatrixEigensystem failed in HermitianCompactMatrixToPosAndNeg\n");
+TEST(MatrixFunctionFailures, LeaveTheResultAlone) {
+  CompactMatrixType R = Real(1, {7});
+  EXPECT_EQ(CompactMatrixPow(Real(2, {1, 2, 2, 4}), R, -1), 1);
+  EXPECT_EQ(HermitianCompactMatrixExp(InitCompactMatrix(1, 2, false), R), 1);
+  EXPECT_EQ(NonHermitianCompactMatrixExp(Real(2, {1e308, 1e308, 0, 1e308}), R), 1);  // its norm overflows
+  EXPECT_EQ(CompactMatrixSqrt(Real(1, {INFINITY}), R), -1);
   EXPECT_EQ(CompactMatrixElement(R, 0, 0), Complex16(7));
 }
 
