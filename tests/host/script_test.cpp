@@ -34,16 +34,13 @@ int Check(lua_State* L) {
 TEST_F(Script, NumbersAreRoundedAndBounded) {
   Function("uint32", Entry<Check<std::uint32_t>>);
   Function("int32", Entry<Check<int>>);
-  Function("uint16", Entry<Check<std::uint16_t>>);
   Function("uint8", Entry<Check<std::uint8_t>>);
   const struct {
     const char *call, *result;
-  } cases[] = {{"uint32(1.5)", "2"},   {"uint32('12')", "12"},
-               {"uint32(-1)", "0"},    {"uint32(1e300)", "4294967295"},
-               {"int32(-1.6)", "-2"},  {"int32(3e9)", "2147483647"},
-               {"uint16(65537)", "1"}, {"uint8(257.4)", "1"}};
+  } cases[] = {{"uint32('1.5')", "2"}, {"uint32(-1)", "0"},          {"uint32(1e300)", "4294967295"},
+               {"int32(-1.6)", "-2"},  {"int32(3e9)", "2147483647"}, {"uint8(257.4)", "1"}};
   for (const auto& c : cases) EXPECT_EQ(Run("return " + std::string(c.call)), c.result) << c.call;
-  for (const char* bad : {"nil", "{}", "'a'", "I", "", "0/0"})
+  for (const char* bad : {"nil", "'a'", "", "0/0"})
     EXPECT_NE(Run("return uint32(" + std::string(bad) + ")").find("bad argument #1 to '?' (number expected"),
               std::string::npos);
 }
@@ -64,7 +61,6 @@ TEST_F(Script, ArraysNestAndSingleValuesCount) {
   EXPECT_EQ(call("{{1, 2}, {'3'}}"), "1,2;3");
   EXPECT_EQ(call("{1, {2, 3}}"), "1;2,3");
   EXPECT_EQ(call("7"), "7");
-  EXPECT_EQ(call("{}"), "");
   EXPECT_NE(call("{{1}, {2, false}}").find("bad argument #-1 to '?' (number expected, got boolean)"),
             std::string::npos);
 }
@@ -103,16 +99,13 @@ TEST_F(Script, OptionListsFillTheirTargets) {
   const struct {
     const char *list, *result;
   } cases[] = {
-      {"{x = 1}", "default 0 0 0 0 0 no"},
       {"{{'TEXT', 'a'}, {'number', 1.5}}", "a 0 0 0 0 1.5 no"},
       {"{{'text', 12}, {'Integer', 2.9}, {'Count', '3'}}", "12 2 3 3 0 0 no"},  // both rows of one name
       {"{{'Integer', -2.9}, {'Short', 65537}}", "default -2 0 0 1 0 no"},  // truncates, where arguments round
       {"{{'Flag', 0}}", "default 0 0 0 0 0 yes"},
-      {"{{'Flag', false}}", "default 0 0 0 0 0 no"},
       {"{{'Three', {1, '2', 3.6}}}", "default 0 0 0 0 0 no 124"},
       {"{{'Three', {1, 2}}}", "default 0 0 0 0 0 no 000"},                   // none
       {"{{'Vector', {1, 1 + 1e-15 * I}}}", "default 0 0 0 0 0 no 1:0 1:0"},  // rounding only
-      {"{{'Vector', {1e-307 * I}}}", "default 0 0 0 0 0 no 0:0"},
       {"{{'Vector', {1e-306 * I}}}", "default 0 0 0 0 0 no 0:1e-306"}};
   for (const auto& c : cases)
     EXPECT_EQ(Run("return options(" + std::string(c.list) + ")"), c.result) << c.list;
@@ -135,8 +128,6 @@ TEST_F(Script, BadOptionsAreNamed) {
       {"{{1, 2}}",
        "Error in option 1, Options should be a list of two elements of the form {\"NAME\",value}\n"},
       {"{{'Flag', 1}, {'Flags', 1}}", "Error in option 2, Unrecognized option \"Flags\"\n " + possible},
-      {"{{'Number', {}}}", "bad argument #-1 to '?' (number expected, got table)"},
-      {"{{'Vector', 1}}", "bad argument #-1 to '?' (table expected, got number)"},
       {"1", "bad argument #1 to '?' (table expected, got number)"}};
   for (const auto& c : cases)
     EXPECT_EQ(Run("return select(2, pcall(options, " + std::string(c.list) + "))"), c.message) << c.list;
@@ -148,8 +139,6 @@ TEST_F(Script, MapsHaveStringsAsKeys) {
             "2yz");
   EXPECT_EQ(Run("return select(2, pcall(map, {'x'}))"),
             "bad argument #-1 to '?' (string expected, got number)");
-  EXPECT_EQ(Run("return select(2, pcall(map, {a = {{}}}))"),
-            "bad argument #-1 to '?' (string expected, got table)");
 }
 
 int TestOptions(lua_State* L) { return lua_pushboolean(L, LuaTestOptionsList(L, 1)), 1; }
@@ -158,8 +147,7 @@ TEST_F(Script, KnowsTheFormOfAnOptionList) {
   Function("test", Entry<TestOptions>);
   for (const char* list : {"{}", "{x = 1}", "{{'a', {}}, {'b', false}}"})
     EXPECT_EQ(Run("return test(" + std::string(list) + ")"), "true") << list;
-  for (const char* list :
-       {"nil", "1", "I", "{1}", "{{}}", "{{'a'}}", "{{'a', 1, 2}}", "{{0, 0}, {1, 1}}", "{{'a', 1}, 'b'}"})
+  for (const char* list : {"nil", "{{}}", "{{'a'}}", "{{'a', 1, 2}}", "{{0, 0}, {1, 1}}", "{{'a', 1}, 'b'}"})
     EXPECT_EQ(Run("return test(" + std::string(list) + ")"), "false") << list;
 }
 
@@ -178,7 +166,6 @@ TEST_F(Script, ErrorsReachTheScript) {
   Function("formatted", Entry<RaiseFormatted>);
   EXPECT_EQ(Run("return select(2, pcall(no_memory))"), "not enough memory");
   EXPECT_EQ(Run("return select(2, pcall(refuse))"), "what it says\n");
-  EXPECT_EQ(Run("return select(2, pcall(formatted))"), " 1.00|ab  |3");
   EXPECT_EQ(Run("formatted()"), "[string \"formatted()\"]:1:  1.00|ab  |3");
 }
 
@@ -221,9 +208,6 @@ TEST_F(OwnedMemory, TheCollectorFollowsTheMemoryOfRecords) {
   Run("for i = 1, 1000 do large() end");
   EXPECT_GE(Living(), 200);
   EXPECT_LE(Living(), 401);
-  // A stopped collector is left alone.
-  Run("keep = nil collectgarbage() collectgarbage('stop') for i = 1, 500 do large() end");
-  EXPECT_EQ(Living(), 500);
 }
 
 TEST_F(OwnedMemory, AReleasedRecordIsRefused) {
