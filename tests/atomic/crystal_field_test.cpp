@@ -81,7 +81,7 @@ TEST(CrystalField, DipoleFromPToD) {
 TEST(CrystalField, StatesOfJSeeTheSameField) {
   const HarmonicsExpansion V = {{0, 0, 0.3}, {1, 0, {0.2, 0.9}}, {1, 1, -1.7}, {2, -1, {0.4, -0.6}},
                                 {2, 2, 0.8}, {3, -3, 1.1},       {4, 3, -0.5}, {5, 2, {0, 1}}};
-  for (const auto& [l1, l2] : {std::pair(2, 2), {3, 2}, {0, 1}}) {
+  for (const auto& [l1, l2] : {std::pair(3, 2), {0, 1}}) {
     const int n1 = 4 * l1 + 2, n2 = 4 * l2 + 2, n = n1 + n2;
     const Sector to({n1, n2}, {1, 0}), from({n1, n2}, {0, 1});
     const Dense m = Matrix(CreateOperatorCF(n, Between(Shell(l1, 0), Shell(l2, n1)), V), to, from);
@@ -99,17 +99,6 @@ TEST(CrystalField, StatesOfJSeeTheSameField) {
       }
     EXPECT_GT(Largest(mj), 0.1);
   }
-}
-
-TEST(CrystalField, TermsAddUpAndForbiddenRanksGiveNothing) {
-  const auto count = [](const HarmonicsExpansion& e) {
-    return TermCount(CreateOperatorCF(10, Within(Shell(2)), e).l[2]);
-  };
-  EXPECT_EQ(count({}), 0u);
-  EXPECT_EQ(count({{1, 0, 1}, {3, 2, 1}, {6, 0, 1}, {1000000000, 999999999, 1}}), 0u);
-  const OperatorType twice = CreateOperatorCF(10, Within(Shell(2)), {{2, 0, 1.5}, {2, 0, 1.5}}),
-                     once = CreateOperatorCF(10, Within(Shell(2)), {{2, 0, 3}});
-  EXPECT_LT(Distance(Matrix(twice, Sector({10}, {1})), Matrix(once, Sector({10}, {1}))), 1e-15);
 }
 
 }  // namespace
