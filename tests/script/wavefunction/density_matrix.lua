@@ -31,18 +31,12 @@ end
 local list = {3, 0}
 local full = {{rho[4][4], rho[4][1]}, {rho[1][4], rho[1][1]}}
 same("partial", DensityMatrix(psi[1], list), full)
-same("partial with options", DensityMatrix(psi[1], list, {}), full)
 same("nil for all", DensityMatrix(psi[1], nil, two), gamma)
-same("no options", DensityMatrix(psi[1], {}), rho)
 local pairs_, tensor = DensityMatrix(psi, list), DensityMatrix(psi, list, {{"Tensor", true}})
 same("pair", pairs_[1][1], full)
 same("tensor", tensor, pairs_)
-same("pair of two particles", DensityMatrix(psi, two)[1][1], gamma)
 same("elements", DensityMatrix(psi)[1][2][1][2], psi[1] * NewOperator(N, 0, {{0, -1, 1}}) * psi[2])
 same("trace", DensityMatrix(psi, list, {{"Trace", true}}), pairs_[1][1] + pairs_[2][2])
-check.equal("a matrix calculates", getmetatable(rho), MatrixMeta)
-check.equal("a tensor is plain", getmetatable(tensor[1][1]), nil)
-check.equal("of no orbitals", #DensityMatrix(psi[1], {}, {}), 0)
 
 local position = "Error: DensityMatrix expects a function or a list of functions on the first position\n"
 local count = "Error: DensityMatrix called with %d arguments. The first argument should be a function or a list of functions. The optional next argument is an list of indices, the optional next, i.e. 2nd or 3rd argument is an list of options"
