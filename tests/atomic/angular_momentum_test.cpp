@@ -72,12 +72,9 @@ TEST(ThreeJSymbol, IsOrthogonalForLargeMomenta) {
 }
 
 TEST(ThreeJSymbol, IsZeroOutsideOfItsRange) {
-  EXPECT_EQ(ThreeJSymbol(1, 0, 1, 0, 3, 0), 0);   // no triangle
-  EXPECT_EQ(ThreeJSymbol(1, 1, 1, 1, 2, 0), 0);   // sum of m
-  EXPECT_EQ(ThreeJSymbol(1, 2, 1, -2, 2, 0), 0);  // m above j
-  EXPECT_EQ(ThreeJSymbol(-1, 0, 1, 0, 1, 0), 0);
+  EXPECT_EQ(ThreeJSymbol(1, 0, 1, 0, 3, 0), 0);      // no triangle
+  EXPECT_EQ(ThreeJSymbol(1, 2, 1, -2, 2, 0), 0);     // m above j
   EXPECT_EQ(ThreeJSymbolHalf(1, 0, 1, 0, 2, 0), 0);  // j and m not integer together
-  EXPECT_EQ(ThreeJSymbol(2147483647, 0, 1, 0, 1, 0), 0);
   EXPECT_TRUE(std::isnan(ThreeJSymbol(2147483647, 0, 2147483647, 0, 0, 0)));
   EXPECT_NEAR(ThreeJSymbol(2000, 0, 2000, 0, 0, 0), 1 / std::sqrt(4001), 1e-15);
 }

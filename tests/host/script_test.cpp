@@ -1,26 +1,14 @@
-// Check and push helpers, option lists, errors and the accounting of record memory, through a Lua state.
+// Check and push helpers, option lists and errors, through a Lua state.
 #include "host/script.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
-#include <memory>
 #include <stdexcept>
 
 #include "host/script_fixture.h"
 
 namespace fermix {
-
-// A record that says it owns a mebibyte.
-struct LargeRecord {
-  std::shared_ptr<int> alive;
-};
-std::size_t OwnedBytes(const LargeRecord&) { return 1 << 20; }
-template <>
-struct ScriptType<LargeRecord> {
-  static constexpr const char* name = "LargeRecord_Type";
-};
 
 namespace {
 
@@ -34,11 +22,13 @@ int Check(lua_State* L) {
 TEST_F(Script, NumbersAreRoundedAndBounded) {
   Function("uint32", Entry<Check<std::uint32_t>>);
   Function("int32", Entry<Check<int>>);
+  Function("uint16", Entry<Check<std::uint16_t>>);
   Function("uint8", Entry<Check<std::uint8_t>>);
   const struct {
     const char *call, *result;
   } cases[] = {{"uint32('1.5')", "2"}, {"uint32(-1)", "0"},          {"uint32(1e300)", "4294967295"},
-               {"int32(-1.6)", "-2"},  {"int32(3e9)", "2147483647"}, {"uint8(257.4)", "1"}};
+               {"int32(-1.6)", "-2"},  {"int32(3e9)", "2147483647"}, {"uint8(257.4)", "1"},
+               {"uint16(65537)", "1"}};
   for (const auto& c : cases) EXPECT_EQ(Run("return " + std::string(c.call)), c.result) << c.call;
   for (const char* bad : {"nil", "'a'", "", "0/0"})
     EXPECT_NE(Run("return uint32(" + std::string(bad) + ")").find("bad argument #1 to '?' (number expected"),
@@ -133,14 +123,6 @@ TEST_F(Script, BadOptionsAreNamed) {
     EXPECT_EQ(Run("return select(2, pcall(options, " + std::string(c.list) + "))"), c.message) << c.list;
 }
 
-TEST_F(Script, MapsHaveStringsAsKeys) {
-  Function("map", Entry<Round<std::map<std::string, std::vector<std::string>>>>);
-  EXPECT_EQ(Run("local t = map{a = {'x', 'y'}, ['b\\0'] = 'z'} return #t.a .. t.a[2] .. t['b\\0'][1]"),
-            "2yz");
-  EXPECT_EQ(Run("return select(2, pcall(map, {'x'}))"),
-            "bad argument #-1 to '?' (string expected, got number)");
-}
-
 int TestOptions(lua_State* L) { return lua_pushboolean(L, LuaTestOptionsList(L, 1)), 1; }
 
 TEST_F(Script, KnowsTheFormOfAnOptionList) {
@@ -183,43 +165,6 @@ TEST_F(Script, ReadersHaveASecondAttemptAtMemory) {
   EXPECT_EQ(Run("setmetatable({}, {__gc = function() collected = 1 end}) return once(1, 2) + collected"),
             "4");
   EXPECT_EQ(Run("always()"), "[string \"always()\"]:1: a text\n");
-}
-
-const std::shared_ptr<int> witness = std::make_shared<int>();
-long Living() { return witness.use_count() - 1; }
-
-int PushLarge(lua_State* L) { return lua_push(L, LargeRecord{witness}); }
-
-class OwnedMemory : public Script {
- protected:
-  OwnedMemory() {
-    constexpr luaL_Reg metamethods[] = {{"__gc", Entry<CollectRecord<LargeRecord>>}, {nullptr, nullptr}};
-    RegisterMetatable(L, ScriptType<LargeRecord>::name, metamethods);
-    Function("large", Entry<PushLarge>);
-  }
-};
-
-TEST_F(OwnedMemory, TheCollectorFollowsTheMemoryOfRecords) {
-  lua_gc(L, LUA_GCSETPAUSE, 100000);  // of its own it would never collect
-  Run("for i = 1, 1000 do large() end");
-  EXPECT_LE(Living(), 65);
-  // What lives counts as the next allowance.
-  Run("keep = {} for i = 1, 200 do keep[i] = large() end");
-  Run("for i = 1, 1000 do large() end");
-  EXPECT_GE(Living(), 200);
-  EXPECT_LE(Living(), 401);
-}
-
-TEST_F(OwnedMemory, AReleasedRecordIsRefused) {
-  lua_push(L, LargeRecord{witness});
-  const long before = Living();
-  for (int i = 0; i < 2; ++i) {  // twice is harmless
-    lua_pushcfunction(L, Entry<CollectRecord<LargeRecord>>);
-    lua_pushvalue(L, -2);
-    ASSERT_EQ(lua_pcall(L, 1, 0, 0), LUA_OK);
-  }
-  EXPECT_EQ(Living(), before - 1);
-  EXPECT_EQ(TestRecord<LargeRecord>(L, -1), nullptr);
 }
 
 }  // namespace

@@ -88,18 +88,6 @@ TYPED_TEST(CompactMatrix, TransposesConjugatesAndAddsElementByElement) {
   }
 }
 
-TYPED_TEST(CompactMatrix, TransformsAreProductsAndUndoEachOther) {
-  std::mt19937 random(5);
-  const CompactMatrixType M = RandomMatrix<TypeParam>(random, 6, 6);
-  CompactMatrixType U, turned = M;
-  std::vector<double> e;
-  ASSERT_EQ(CompactMatrixEigensystem(RandomHermitian<TypeParam>(random, 6), U, e), 0);
-  ASSERT_EQ(TransformCompactMatrixInlineNC(turned, U), 0);
-  EXPECT_LT(Deviation(turned, Times(Times(U, M), U, 'N', 'C')), 1e-13);
-  ASSERT_EQ(TransformCompactMatrixInlinecT(turned, U), 0);
-  EXPECT_LT(Deviation(turned, M), 1e-13);
-}
-
 TEST(CompactMatrixChop, DropsSmallPartsAndGoesBackToReal) {
   CompactMatrixType m = InitCompactMatrix(1, 2, true);
   m.Data = std::vector<Complex16>{{1e-3, 1e-4}, {2, -1e-3}};

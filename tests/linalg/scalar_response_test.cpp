@@ -3,7 +3,6 @@
 #include "linalg/scalar_response.h"
 
 #include <cmath>
-#include <numbers>
 #include <numeric>
 
 #include "alloc_failure.h"
@@ -82,23 +81,6 @@ TEST(ScalarResponse, AllConversionsKeepTheFunction) {
     }
 }
 
-// The uniform chain of n levels is solved by sines: poles 2 b cos(k pi / (n + 1)), weights 2 / (n + 1) sin^2.
-TEST(ScalarResponse, UniformChainAndItsPoles) {
-  const std::uint32_t n = 50;
-  TriDiagonalMatrixType chain = InitTriDiagonalMatrix(n);
-  std::fill(chain.a.begin() + 1, chain.a.end(), -930);
-  std::fill(chain.b.begin() + 1, chain.b.end(), 0.5);
-  const auto poles = As<ListOfPoles>(chain);
-  for (std::uint32_t k = 0; k < n; ++k) {
-    const double x = (n - k) * std::numbers::pi / (n + 1);
-    EXPECT_NEAR(poles.a[k], -930 + std::cos(x), 1e-12);
-    EXPECT_NEAR(poles.b[k], 2 * std::pow(std::sin(x), 2) / (n + 1), 1e-13);
-  }
-  const auto back = As<TriDiagonalMatrixType>(poles);
-  ASSERT_EQ(ChainLength(back), n);
-  for (std::uint32_t k = 1; k < n; ++k) EXPECT_NEAR(back.b[k], 0.5, 1e-12) << k;
-}
-
 TEST(ScalarResponse, ChainsEndWithTheirKrylovSpace) {
   const struct {
     std::vector<double> a, b;
@@ -152,6 +134,10 @@ TEST(ScalarResponse, StarsHaveTheEigenvectorsThatTheCornerReaches) {
     for (std::uint32_t j = 0; j < V.Nj; ++j)
       EXPECT_NEAR(CompactMatrixElement(HV, j, k).re, e[k] * CompactMatrixElement(V, k, j).re, 1e-13);
   EXPECT_LT(Deviation(Times(V, V, 'N', 'T'), Identity(18)), 1e-13);
+  AndersonMatrixType ordered = star;
+  OrderAndersonMatrix(ordered);
+  EXPECT_TRUE(std::is_sorted(ordered.a.begin() + 2, ordered.a.end()));
+  EXPECT_NEAR(Abs(ResponseAt(ordered, {0.2, 0.1}) - ResponseAt(star, {0.2, 0.1})), 0, 1e-13);
 }
 
 TEST(MatrixResponse, StarIsTheFirstElementOfTheResolvent) {

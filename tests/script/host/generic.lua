@@ -20,7 +20,6 @@ end
 check.equal("threshold", Chop(1e-10, 1e-9), 0)
 check.equal("equal to the threshold", Chop(0.5, 0.5), 0.5)
 check.equal("complex becomes a number", Chop(C(2, 1e-20)), 2)
-check.equal("complex at the threshold", Chop(C(0.5, 0.5), 0.5), 0)
 local chopped = Chop(setmetatable({1, 1e-20, x = {0.1}}, tag), 0.2)
 check.equal("chopped", chopped[2] + chopped.x[1], 0)
 check.equal("chopped metatable", getmetatable(chopped), tag)

@@ -21,7 +21,7 @@ other[1][1] = 2
 check.equal("ToUserdata copies", m[1][1], 1)
 
 -- Random: the generator of math.random, row by row, real and imaginary parts in turn
-for _, range in ipairs {{-1, C(2, 5)}} do
+for _, range in ipairs {{-1, 3}, {0, C(2, 5)}} do
   math.randomseed(3)
   local drawn = Matrix.Random(range, {2, 3})
   math.randomseed(3)

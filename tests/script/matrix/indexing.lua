@@ -26,8 +26,10 @@ check.equal("written through", view.__Matrix[2][1], 5)
 
 -- A view is the list of its elements for ipairs, and for all that reads lists; a view of rows is a list of rows.
 m[2] = {C(0, 2), 22, 23}
+local sum = 0
+for i, row in ipairs(m) do for j, x in ipairs(row) do sum = sum + (3 * i + j) * x end end
+check.near("ipairs", sum, 4 * 11 + 5 * 12 + 6 * 13 + 7 * C(0, 2) + 8 * 22 + 9 * 23, 0)
 check.ok("matrix of views", Matrix.ToUserdata({m[2], m[-2]}) == Matrix.New({{C(0, 2), 22, 23}, {11, 12, 13}}))
-check.ok("list of numbers", Matrix.Diagonal(m[1]) == Matrix.Diagonal({11, 12, 13}))
 m = matrix()
 
 -- Writing
@@ -37,7 +39,6 @@ check.ok("rows and elements", m == Matrix.New {{1, 2, 3}, {21, 9, 23}})
 m[{2, 1}][{3, 1}] = {{-6, -4}, {-3, -1}}
 check.ok("blocks", m == Matrix.New {{-1, 2, -3}, {-4, 9, -6}})
 m[1] = {I, 0, C(1, 0)}
-check.ok("complex row", m == Matrix.New {{I, 0, 1}, {-4, 9, -6}})
 
 m[2] = m[1]
 check.ok("a row by a view", m == Matrix.New {{I, 0, 1}, {I, 0, 1}})

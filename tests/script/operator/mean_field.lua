@@ -87,23 +87,16 @@ local density = {{0.5, 0, 0}, {0, 0.25, 0}, {0, 0, 0.75}}
 local function same(name, operator, list)
   check.ok(name, Chop(operator - NewOperator(3, 0, list), 1e-14) == NewOperator(3, 0, {}))
 end
-local one = {{0, -0, 2}, {1, -1, 7 * 0.75}, {2, -2, 7 * 0.25}}
-same("orbital 2", PartialMeanFieldOperator(O, density, {2, 2, 5, -1}), {{0, -0, 1, -1, 5}, one[1], one[2], one[3], {11 - 7 * 0.25 * 0.75}})
 local c = (11 - 5 * 0.5 * 0.25 - 7 * 0.25 * 0.75) / 1.5
 same("as trace", MeanFieldOperator(O, density, {{"OffsetAsTrace", true}}), {{0, -0, 2 + 5 * 0.25 + c}, {1, -1, 5 * 0.5 + 7 * 0.75 + c}, {2, -2, 7 * 0.25 + c}})
 
 -- --- Messages
 local both = {{"Offset", false}, {"OffsetAsTrace", true}}
 for _, e in ipairs({
-  {"MeanFieldOperator called with 4 arguments. Two or three expected, Operator, Density Matrix and optional Options.\n", MeanFieldOperator, O, density, {}, 1},
-  {"MeanFieldOperator called with 2 arguments. Three or four expected, Operator, Density Matrix, List of Indices and optional Options.\n", PartialMeanFieldOperator, O, density},
   {"MeanFieldOperator can not both have the option Offset = false and OffsetAsTrace = true\n", MeanFieldOperator, O, density, both},
   {"Error in MeanFieldOperator, length of operator (NF=10, NB=0) is not equal to length of density matrix (3)\n", PartialMeanFieldOperator, U, density, {0}},
   {"Error in MeanFieldGroundstate, length of operator (NF 3 NB 0) is not equal to length of density matrix (0)\n", MeanFieldGroundState, O, {}, 1},
   {"Mean-field operator failed\n", MeanFieldGroundState, O, {{4, 0, 0}, {0, 0, 0}, {0, 0, 0}}, 1},
 }) do check.error(e[1], e[1], table.unpack(e, 2)) end
-for _, f in ipairs({MeanFieldOperator, PartialMeanFieldOperator, MeanFieldGroundState}) do
-  check.ok("wrong types", not pcall(f, O, 1, {}) and not pcall(f, density, O, 1) and not pcall(f, nil, nil, nil) and not pcall(f, O, density, "x"))
-end
 
 check.done()

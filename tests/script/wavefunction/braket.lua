@@ -32,11 +32,6 @@ local errors = {
   {"PrintExpectationValues called with colWidth -1, 6 to 255 expected\n", PrintExpectationValues, psi, {O}, {{"colWidth", -1}}},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
-for _, f in ipairs({Braket, BraketDiagonal, PrintExpectationValues}) do
-  for _, wrong in ipairs({{1, 2}, {{1}, {2}}, {psi, 1, psi}, {psi, {O}, 1}, {}, {O, psi}, {psi, {psi}}}) do
-    check.ok("wrong types", not pcall(f, table.unpack(wrong, 1, 3)))
-  end
-end
 check.ok("map of something else", not pcall(PrintExpectationValues, psi, {O}, O, {x = {{}, {}, {}}}))
 
 -- All forms of the arguments pass; the text is tested elsewhere.
