@@ -228,11 +228,12 @@ int AndersonMatrixToTriDiagonalMatrix(const AndersonMatrixType& M, TriDiagonalMa
 namespace {
 
 // By how much couplings to poles are scaled down, so that the chain's end does not depend on the unit of
-// weights: their norm counts as no more than the width of the spectrum.
+// weights: their norm counts as no more than the width of the spectrum, yet enough to have a square.
 double CouplingScale(const ListOfPoles& P, double norm) {
+  constexpr double Smallest = 1e-100;
   const auto [lowest, highest] = std::minmax_element(P.a.begin(), P.a.end());
   const double width = P.a.empty() ? 0 : *highest - *lowest;
-  return width > 0 && norm > width ? width / norm : 1;
+  return width > 0 && norm > width ? std::min(1.0, std::max(width, Smallest) / norm) : 1;
 }
 
 }  // namespace

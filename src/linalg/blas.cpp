@@ -47,6 +47,13 @@ void dsytrd_(const char*, const int*, double*, const int*, double*, double*, dou
              int*, std::size_t);
 void zhetrd_(const char*, const int*, Complex16*, const int*, double*, double*, Complex16*, Complex16*,
              const int*, int*, std::size_t);
+void dormtr_(const char*, const char*, const char*, const int*, const int*, const double*, const int*,
+             const double*, double*, const int*, double*, const int*, int*, std::size_t, std::size_t,
+             std::size_t);
+void zunmtr_(const char*, const char*, const char*, const int*, const int*, const Complex16*, const int*,
+             const Complex16*, Complex16*, const int*, Complex16*, const int*, int*, std::size_t, std::size_t,
+             std::size_t);
+void zgtsv_(const int*, const int*, Complex16*, Complex16*, Complex16*, Complex16*, const int*, int*);
 void dorgtr_(const char*, const int*, double*, const int*, const double*, double*, const int*, int*,
              std::size_t);
 void zungtr_(const char*, const int*, Complex16*, const int*, const Complex16*, Complex16*, const int*, int*,
@@ -316,37 +323,79 @@ int Gesvd(int m, int n, Complex16* A, double* values, Complex16* U, Complex16* V
   return info;
 }
 
-int Tridiagonalize(int n, double* A, double* diagonal, double* offdiagonal, bool wantQ) {
+Reflectors<double> Tridiagonalize(int n, const double* A, double* diagonal, double* offdiagonal) {
   HoldBlasMemory();
   int info = 0;
   double size = 0;
-  std::vector<double> tau(std::max(1, n));
-  dsytrd_("L", &n, A, &n, diagonal, offdiagonal, tau.data(), &size, &Query, &info, 1);
+  Reflectors<double> Q{n, {A, A + std::size_t(n) * n}, std::vector<double>(std::max(1, n))};
+  dsytrd_("L", &n, Q.vectors.data(), &n, diagonal, offdiagonal, Q.factors.data(), &size, &Query, &info, 1);
   auto work = Work(size);
-  int nWork = BlasSize(work.size());
-  dsytrd_("L", &n, A, &n, diagonal, offdiagonal, tau.data(), work.data(), &nWork, &info, 1);
-  if (info || !wantQ) return info;
-  dorgtr_("L", &n, A, &n, tau.data(), &size, &Query, &info, 1);
-  work = Work(size);
-  nWork = BlasSize(work.size());
-  dorgtr_("L", &n, A, &n, tau.data(), work.data(), &nWork, &info, 1);
-  return info;
+  const int nWork = BlasSize(work.size());
+  dsytrd_("L", &n, Q.vectors.data(), &n, diagonal, offdiagonal, Q.factors.data(), work.data(), &nWork, &info,
+          1);
+  return Q;
 }
 
-int Tridiagonalize(int n, Complex16* A, double* diagonal, double* offdiagonal, bool wantQ) {
+Reflectors<Complex16> Tridiagonalize(int n, const Complex16* A, double* diagonal, double* offdiagonal) {
   HoldBlasMemory();
   int info = 0, nWork;
   Complex16 size = 0;
-  auto padded = WithSpareRow(A, n);
-  std::vector<Complex16> tau = SpareRow(n, 1);
-  zhetrd_("L", &n, padded.data(), &n, diagonal, offdiagonal, tau.data(), &size, &Query, &info, 1);
+  Reflectors<Complex16> Q{n, WithSpareRow(A, n), SpareRow(n, 1)};
+  zhetrd_("L", &n, Q.vectors.data(), &n, diagonal, offdiagonal, Q.factors.data(), &size, &Query, &info, 1);
   auto work = WorkWithSpareRow(size, n, nWork);
-  zhetrd_("L", &n, padded.data(), &n, diagonal, offdiagonal, tau.data(), work.data(), &nWork, &info, 1);
-  if (info || !wantQ) return info;
-  zungtr_("L", &n, padded.data(), &n, tau.data(), &size, &Query, &info, 1);
-  work = WorkWithSpareRow(size, n, nWork);
-  zungtr_("L", &n, padded.data(), &n, tau.data(), work.data(), &nWork, &info, 1);
-  std::copy_n(padded.begin(), std::size_t(n) * n, A);
+  zhetrd_("L", &n, Q.vectors.data(), &n, diagonal, offdiagonal, Q.factors.data(), work.data(), &nWork, &info,
+          1);
+  return Q;
+}
+
+void FormQ(Reflectors<double>& Q) {
+  int info = 0;
+  double size = 0;
+  dorgtr_("L", &Q.n, Q.vectors.data(), &Q.n, Q.factors.data(), &size, &Query, &info, 1);
+  auto work = Work(size);
+  const int nWork = BlasSize(work.size());
+  dorgtr_("L", &Q.n, Q.vectors.data(), &Q.n, Q.factors.data(), work.data(), &nWork, &info, 1);
+}
+
+void FormQ(Reflectors<Complex16>& Q) {
+  int info = 0, nWork;
+  Complex16 size = 0;
+  zungtr_("L", &Q.n, Q.vectors.data(), &Q.n, Q.factors.data(), &size, &Query, &info, 1);
+  auto work = WorkWithSpareRow(size, Q.n, nWork);
+  zungtr_("L", &Q.n, Q.vectors.data(), &Q.n, Q.factors.data(), work.data(), &nWork, &info, 1);
+}
+
+void TimesQ(const Reflectors<double>& Q, bool adjoint, int rows, double* C) {
+  int info = 0;
+  const auto call = [&](double* space, const int* length) {
+    dormtr_("R", "L", adjoint ? "T" : "N", &rows, &Q.n, Q.vectors.data(), &Q.n, Q.factors.data(), C, &rows,
+            space, length, &info, 1, 1, 1);
+  };
+  double size = 0;
+  call(&size, &Query);
+  auto work = Work(size);
+  const int nWork = BlasSize(work.size());
+  call(work.data(), &nWork);
+}
+
+void TimesQ(const Reflectors<Complex16>& Q, bool adjoint, int rows, Complex16* C) {
+  int info = 0, nWork;
+  auto padded = WithSpareRow(C, rows, Q.n);
+  const auto call = [&](Complex16* space, const int* length) {
+    zunmtr_("R", "L", adjoint ? "C" : "N", &rows, &Q.n, Q.vectors.data(), &Q.n, Q.factors.data(),
+            padded.data(), &rows, space, length, &info, 1, 1, 1);
+  };
+  Complex16 size = 0;
+  call(&size, &Query);
+  auto work = WorkWithSpareRow(size, std::max(rows, Q.n), nWork);
+  call(work.data(), &nWork);
+  std::copy_n(padded.begin(), std::size_t(rows) * Q.n, C);
+}
+
+int Gtsv(int n, Complex16* lower, Complex16* diagonal, Complex16* upper, Complex16* b) {
+  int info = 0;
+  const int columns = 1;
+  zgtsv_(&n, &columns, lower, diagonal, upper, b, &n, &info);
   return info;
 }
 

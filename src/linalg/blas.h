@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "host/base/complex16.h"
 
@@ -61,10 +62,29 @@ constexpr const char* GeevName(const Complex16*) { return "zgeev"; }
 int Gesvd(int m, int n, double* A, double* values, double* U, double* VT);
 int Gesvd(int m, int n, Complex16* A, double* values, Complex16* U, Complex16* VT);
 
-// Householder reduction of the symmetric or Hermitian A to tridiagonal form, A = Q T Q^H, from its lower
-// triangle: diagonal has n elements, offdiagonal n - 1. A becomes Q if wantQ is set, else it is destroyed.
-int Tridiagonalize(int n, double* A, double* diagonal, double* offdiagonal, bool wantQ);
-int Tridiagonalize(int n, Complex16* A, double* diagonal, double* offdiagonal, bool wantQ);
+// The unitary matrix Q of a Householder reduction, as the library leaves it.
+template <class T>
+struct Reflectors {
+  int n = 0;
+  std::vector<T> vectors, factors;
+};
+
+// Householder reduction of a symmetric or Hermitian matrix to tridiagonal form, A = Q T Q^H, from its lower
+// triangle: diagonal has n elements, offdiagonal n - 1.
+Reflectors<double> Tridiagonalize(int n, const double* A, double* diagonal, double* offdiagonal);
+Reflectors<Complex16> Tridiagonalize(int n, const Complex16* A, double* diagonal, double* offdiagonal);
+
+// The first n by n elements of the vectors become Q itself.
+void FormQ(Reflectors<double>& Q);
+void FormQ(Reflectors<Complex16>& Q);
+
+// C = C Q, or C Q^H if adjoint, of a matrix C with n columns.
+void TimesQ(const Reflectors<double>& Q, bool adjoint, int rows, double* C);
+void TimesQ(const Reflectors<Complex16>& Q, bool adjoint, int rows, Complex16* C);
+
+// Solves a tridiagonal system: lower and upper have n - 1 elements, all three are destroyed, b becomes the
+// solution. Not 0 when a pivot vanishes.
+int Gtsv(int n, Complex16* lower, Complex16* diagonal, Complex16* upper, Complex16* b);
 
 // Eigensystem of a real tridiagonal matrix. diagonal (n) becomes the ascending values, offdiagonal (n - 1) is
 // destroyed; vectors takes n by n columns, or is null when only values are wanted.

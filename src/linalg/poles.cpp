@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/base/status.h"
+#include "linalg/eigen_factors.h"
 #include "linalg/response_parts.h"
 
 namespace fermix {
@@ -102,26 +103,27 @@ void ReduceListOfPolesNumber(ListOfPoles& P, std::uint32_t n) {
 
 int HermitianCompactMatrixToListOfPoles(const CompactMatrixType& A, std::vector<ListOfPoles>& poles,
                                         const CompactMatrixType& V, CompactMatrixType* vectors) {
-  CompactMatrixType eigenvectors, overlaps;
-  std::vector<double> e;
-  if (const int status = CompactMatrixEigensystem(A, eigenvectors, e)) return status;
-  // Element (v, k) is the amplitude of eigenvector k in row v.
-  if (const int status = CompactMatrixMultiply('N', 'C', V, eigenvectors, overlaps)) return status;
+  EigenFactors F;
+  if (const int status = CompactMatrixEigenFactors(A, F)) return status;
+  if (V.Nj != A.Ni) return Fail("Error in dimensions\n");
+  CompactMatrixType columns = V;
+  CompactMatrixTranspose(columns);
+  const CompactMatrixType components = EigenComponents(F, std::move(columns));
   std::vector<ListOfPoles> lists(V.Ni);
   std::visit(
-      [&](const auto& amplitude) {
+      [&](const auto& component) {
         for (std::size_t v = 0; v < lists.size(); ++v) {
-          lists[v].a = e;
-          lists[v].b.resize(e.size());
-          for (std::size_t k = 0; k < e.size(); ++k)
-            lists[v].b[k] = A.B0 * A.B0 * NormSqr(amplitude[v * e.size() + k]);
+          lists[v].a = F.e;
+          lists[v].b.resize(F.e.size());
+          for (std::size_t k = 0; k < F.e.size(); ++k)
+            lists[v].b[k] = A.B0 * A.B0 * NormSqr(component[k * lists.size() + v]);
           lists[v].a0 = A.A0;
           lists[v].mu = A.Mu;
         }
       },
-      overlaps.Data);
+      components.Data);
   poles = std::move(lists);
-  if (vectors) *vectors = std::move(eigenvectors);
+  if (vectors) *vectors = EigenvectorsOfFactors(std::move(F), A.Ni);
   return 0;
 }
 

@@ -29,13 +29,15 @@ int CompactMatrixTriDiagonalize(const CompactMatrixType& A, CompactMatrixType* Q
   chain.a[0] = A.A0;
   if (A.Nj > 0) {
     chain.b[0] = A.B0;
-    const int info = std::visit(
+    std::visit(
         [&](auto& data) {
-          return Tridiagonalize(BlasSize(A.Nj), data.data(), chain.a.data() + 1, chain.b.data() + 1,
-                                Q != nullptr);
+          auto reflectors =
+              Tridiagonalize(BlasSize(A.Nj), data.data(), chain.a.data() + 1, chain.b.data() + 1);
+          if (Q) FormQ(reflectors);
+          reflectors.vectors.resize(data.size());
+          data = std::move(reflectors.vectors);
         },
         basis.Data);
-    if (info) return Fail("Reduction failed in CompactMatrixTriDiagonalize with info value %i\n", info);
   }
   T = std::move(chain);
   if (Q) *Q = std::move(basis);

@@ -49,7 +49,7 @@ double CommonOffset(std::span<const double> energies);
 
 // Householder reduction of the Hermitian A to a chain of Nj levels, A[i][j] = sum_kl Q[k][i] T_kl
 // conj(Q[l][j]): the rows of Q are the basis in which A is the chain T. a[0], b[0] and mu become A0, B0 and
-// Mu. Q may be null. Status 1 after a line when A is not square, not finite, or LAPACK fails.
+// Mu. Q may be null. Status 1 after a line when A is not square or not finite.
 [[nodiscard]] int CompactMatrixTriDiagonalize(const CompactMatrixType& A, CompactMatrixType* Q,
                                               TriDiagonalMatrixType& T);
 

@@ -8,7 +8,7 @@
 #include "host/base/status.h"
 #include "host/base/timing.h"
 #include "host/base/verbosity.h"
-#include "linalg/compact_matrix.h"
+#include "linalg/eigen_factors.h"
 #include "solvers/basis_growth.h"
 #include "solvers/fixed_basis_operator.h"
 #include "solvers/restarted_lanczos.h"
@@ -161,7 +161,8 @@ int BlockLanczosGroundStateConserveBasisDense(const OperatorType& H, double shif
   int status = 0;
   if (!FitsInMemory([&] {
         const ScopedTiming timing(TimingFlag, "Diagonalize Hdens");
-        status = CompactMatrixEigensystem(matrix, vectors, values);
+        status =
+            CompactMatrixLowestEigenvectors(matrix, static_cast<std::uint32_t>(psi.size()), vectors, values);
       }))
     return 1;
   if (status) return status;

@@ -12,6 +12,7 @@
 #include "host/base/text.h"
 #include "solvers/lanczos.h"
 #include "spectra/closed_space.h"
+#include "spectra/energy_grid.h"
 
 namespace fermix {
 
@@ -160,15 +161,10 @@ void FillSpectrum(double E0, const LanczosRun& run, SpectraType& S) {
 template <class Representation>
 SpectraTypeArray SpectraOnOneGrid(const std::vector<Representation>& functions, const std::vector<double>& E0,
                                   const CreateSpectraSettings& settings) {
-  double lowest = std::numeric_limits<double>::infinity(), highest = -lowest;
-  for (std::size_t k = 0; k < functions.size(); ++k) {
-    const auto& e = PoleEnergies(functions[k]);
-    if (e.empty()) continue;
-    lowest = std::min(lowest, e.front() - E0[k]);
-    highest = std::max(highest, e.back() - E0[k]);
-  }
-  const bool none = lowest > highest;
-  const EnergyWindow window = AutomaticEnergyWindow(none ? 0 : lowest, none ? 0 : highest, settings);
+  PoleRange poles;
+  for (std::size_t k = 0; k < functions.size(); ++k) poles.add(PoleEnergies(functions[k]), E0[k]);
+  poles = poles.forWindow();
+  const EnergyWindow window = AutomaticEnergyWindow(poles.lowest, poles.highest, settings);
   if (!(window.Emin < window.Emax)) {
     DynamicString text;
     sprintfAdd(text, "CreateSpectra called with an empty energy window, Emin=%f is not below Emax=%f\n",

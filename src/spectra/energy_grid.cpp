@@ -1,6 +1,7 @@
 #include "spectra/energy_grid.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <stdexcept>
 
@@ -86,16 +87,26 @@ void PoleRange::add(const std::vector<double>& e, double E0) {
   if (e.empty()) return;
   lowest = std::min(lowest, e.front() - E0);
   highest = std::max(highest, e.back() - E0);
+  const double size = std::max({std::fabs(e.front()), std::fabs(e.back()), std::fabs(E0)});
+  rounding = std::max(rounding, 64 * DBL_EPSILON * size);
 }
 
 void PoleRange::add(const PoleRange& other) {
   lowest = std::min(lowest, other.lowest);
   highest = std::max(highest, other.highest);
+  rounding = std::max(rounding, other.rounding);
 }
 
 PoleRange PoleRange::orZero() const {
   PoleRange range = *this;
   if (lowest > highest) range.lowest = range.highest = 0;
+  return range;
+}
+
+PoleRange PoleRange::forWindow() const {
+  PoleRange range = orZero();
+  if (range.highest - range.lowest <= rounding)
+    range.lowest = range.highest = std::fabs(range.lowest) <= rounding ? 0 : range.lowest;
   return range;
 }
 
@@ -106,7 +117,7 @@ void RequireWindow(const EnergyGridSettings& given, const EnergyGridTexts& texts
 EnergyGrid CompleteEnergyGrid(const EnergyGridSettings& given, const PoleRange& poles,
                               const EnergyGridTexts& texts) {
   EnergyGrid grid{given.Emin, given.Emax, given.NE, given.Gamma};
-  CompleteBounds(grid, poles.orZero(), texts);
+  CompleteBounds(grid, poles.forWindow(), texts);
   RequireAscending(grid.Emin, grid.Emax, texts);
   CompleteWidth(grid, texts);
   return grid;

@@ -59,7 +59,7 @@ void RequireAscending(double Emin, double Emax) {
 EnergyWindow Window(const KrylovPropagator& propagator, double E0, const ConvergenceSettingsType& settings) {
   PoleRange poles;
   poles.add(propagator.e, E0);
-  poles = poles.orZero();
+  poles = poles.forWindow();
   CreateSpectraSettings open;
   open.solver.grid = settings.grid;
   const EnergyWindow window = AutomaticEnergyWindow(poles.lowest, poles.highest, open);

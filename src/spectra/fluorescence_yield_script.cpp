@@ -21,7 +21,7 @@ ConvergenceSettingsType ReadOptions(lua_State* L, int index) {
       L, "CreateFluorescenceYield",
       {{"Emin", s.grid.Emin}, {"Emax", s.grid.Emax}, {"Gamma", s.grid.Gamma}, {"epsilon", s.epsilon}});
   RequireAtLeast(L, "CreateFluorescenceYield", 1, {{"NTri", double(s.NTri)}});
-  RequireAtLeast(L, "CreateFluorescenceYield", 0, {{"Gamma", s.grid.Gamma}});
+  RequireAtLeast(L, "CreateFluorescenceYield", 0, {{"Gamma", s.grid.Gamma}, {"epsilon", s.epsilon}});
   return s;
 }
 

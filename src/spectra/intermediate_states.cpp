@@ -31,6 +31,10 @@ KrylovPropagator MakeKrylovPropagator(const OperatorType& H, const WaveFunctionT
   return propagator;
 }
 
+namespace {
+
+// Column w - first: <eigenvector|phi> / (E0 + E(w) + i Gamma / 2 - e), w = first .. first + count - 1. A row
+// for each eigenvalue.
 CompactMatrixType PropagatedOverlaps(const std::vector<double>& e, const CompactMatrixType& overlaps,
                                      double E0, const EnergyGrid& grid, std::uint32_t first,
                                      std::uint32_t count) {
@@ -45,25 +49,28 @@ CompactMatrixType PropagatedOverlaps(const std::vector<double>& e, const Compact
   return G;
 }
 
-BlockWaveFunctionType CombineStates(const StateRows& states, const CompactMatrixType& coefficients) {
-  const std::uint32_t width = coefficients.Nj;
-  BlockWaveFunctionType Psi(states.basis->layout, width, true);
-  Psi.basis = states.basis;
+}  // namespace
+
+BlockWaveFunctionType StatesOfColumns(std::shared_ptr<DeterminantBasis> basis, CompactMatrixType columns) {
+  const std::uint32_t width = columns.Nj;
+  BlockWaveFunctionType Psi(basis->layout, width, true);
   auto& values = std::get<BlockedArray<Complex16>>(Psi.values);
-  values.resize(std::size_t{states.basis->N} + 1);
-  if (states.rows.Ni == 0) return Psi;
-  CompactMatrixType sums = MatrixProduct('T', 'N', states.rows, coefficients);
-  MakeCompactRealMatrixComplex(sums);
+  values.resize(std::size_t{basis->N} + 1);
+  Psi.basis = std::move(basis);
+  MakeCompactRealMatrixComplex(columns);
   for (std::size_t i = 1; i < values.size; ++i)
-    std::copy_n(std::get<1>(sums.Data).data() + (i - 1) * width, width, values.at(i));
+    std::copy_n(std::get<1>(columns.Data).data() + (i - 1) * width, width, values.at(i));
   return Psi;
 }
 
 BlockWaveFunctionType IntermediateStates(const KrylovPropagator& propagator, double E0,
                                          const EnergyGrid& grid, std::uint32_t first, std::uint32_t count) {
+  const StateRows& states = propagator.states;
+  if (propagator.e.empty())
+    return StatesOfColumns(states.basis, InitCompactMatrix(states.basis->N, count, true));
   const CompactMatrixType G = PropagatedOverlaps(propagator.e, propagator.overlaps, E0, grid, first, count);
-  return CombineStates(propagator.states,
-                       G.Ni == 0 ? G : MatrixProduct('T', 'N', propagator.eigenvectors, G));
+  return StatesOfColumns(states.basis, MatrixProduct('T', 'N', states.rows,
+                                                     MatrixProduct('T', 'N', propagator.eigenvectors, G)));
 }
 
 WaveFunctionType RestrictedTransition(const OperatorType& T, const WaveFunctionType& psi,

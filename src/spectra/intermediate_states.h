@@ -31,14 +31,8 @@ KrylovPropagator MakeKrylovPropagator(const OperatorType& H, const WaveFunctionT
                                       const DeterminantRestrictionType* R, double epsilon, std::uint32_t NTri,
                                       const char* failed);
 
-// Column w - first: <eigenvector|phi> / (E0 + E(w) + i Gamma / 2 - e), w = first .. first + count - 1. A row
-// for each eigenvalue.
-CompactMatrixType PropagatedOverlaps(const std::vector<double>& e, const CompactMatrixType& overlaps,
-                                     double E0, const EnergyGrid& grid, std::uint32_t first,
-                                     std::uint32_t count);
-
-// State k of the block is the sum over j of coefficients[j][k] state j.
-BlockWaveFunctionType CombineStates(const StateRows& states, const CompactMatrixType& coefficients);
+// Column k holds state k of the block, a row for each determinant of the basis.
+BlockWaveFunctionType StatesOfColumns(std::shared_ptr<DeterminantBasis> basis, CompactMatrixType columns);
 
 // chi(w) for w = first .. first + count - 1.
 BlockWaveFunctionType IntermediateStates(const KrylovPropagator& propagator, double E0,

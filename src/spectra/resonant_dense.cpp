@@ -6,6 +6,7 @@
 #include "core/determinant_matrix.h"
 #include "core/operator_on_state.h"
 #include "host/base/verbosity.h"
+#include "linalg/eigen_factors.h"
 #include "spectra/closed_space.h"
 #include "spectra/intermediate_states.h"
 #include "spectra/resonant_problem.h"
@@ -43,17 +44,33 @@ bool FindSpaces(const ResonantProblem& problem, Spaces& spaces) {
                       spaces.final);
 }
 
-// Eigenstates as rows over the determinants of a space, with their energies.
-struct Eigenstates {
-  StateRows states;
+// The Hamiltonians on their spaces: the propagator needs H1 as a chain and its eigenvalues, the spectra need
+// components along eigenvectors of H2.
+struct Intermediate {
+  std::shared_ptr<DeterminantBasis> basis;
+  ChainForm H1;
   std::vector<double> e;
 };
+struct Final {
+  std::shared_ptr<DeterminantBasis> basis;
+  EigenFactors H2;
+};
 
-Eigenstates Diagonalize(const OperatorType& H, const WaveFunctionType& space) {
-  Eigenstates result;
-  result.states.basis = space.basis;
-  if (CompactMatrixEigensystem(OperatorToDeterminantMatrix(H, space), result.states.rows, result.e))
+void OrThrow(int status) {
+  if (status)
     throw std::runtime_error("CompactMatrixEigensystem failed in calculation of resonant spectra\n");
+}
+
+Intermediate MakeIntermediate(const OperatorType& H1, const WaveFunctionType& space) {
+  Intermediate result{space.basis, {}, {}};
+  OrThrow(CompactMatrixToChainForm(OperatorToDeterminantMatrix(H1, space), result.H1));
+  OrThrow(TriDiagonalMatrixToEigenvalues(result.H1.T, result.e));
+  return result;
+}
+
+Final MakeFinal(const OperatorType& H2, const WaveFunctionType& space) {
+  Final result{space.basis, {}};
+  OrThrow(CompactMatrixEigenFactors(OperatorToDeterminantMatrix(H2, space), result.H2));
   return result;
 }
 
@@ -72,53 +89,65 @@ CompactMatrixType ValuesOnBasis(const BlockWaveFunctionType& Psi, const Determin
 }
 
 // |<eigenstate|x>|^2: a row for each eigenstate, a column for each state x of the block.
-CompactMatrixType Weights(const Eigenstates& H2, const BlockWaveFunctionType& x) {
-  const CompactMatrixType amplitudes =
-      MatrixProduct('*', 'N', H2.states.rows, ValuesOnBasis(x, *H2.states.basis));
-  CompactMatrixType weights = InitCompactMatrix(amplitudes.Ni, amplitudes.Nj, false);
-  std::transform(std::get<1>(amplitudes.Data).begin(), std::get<1>(amplitudes.Data).end(),
+CompactMatrixType Weights(const Final& final, const BlockWaveFunctionType& x) {
+  const CompactMatrixType components = EigenComponents(final.H2, ValuesOnBasis(x, *final.basis));
+  CompactMatrixType weights = InitCompactMatrix(components.Ni, components.Nj, false);
+  std::transform(std::get<1>(components.Data).begin(), std::get<1>(components.Data).end(),
                  std::get<0>(weights.Data).begin(), [](Complex16 z) { return NormSqr(z); });
-  if (!QFinite(weights))
-    throw std::runtime_error(
-        "CreateResonantSpectra called with operators or wave-functions that are not finite\n");
+  if (!QFinite(weights)) throw std::runtime_error(ResonantNotFinite);
   return weights;
 }
 
-// <eigenstate|phi> in one row.
-CompactMatrixType Overlaps(const Eigenstates& H1, const WaveFunctionType& phi) {
-  CompactMatrixType row = InitCompactMatrix(1, H1.states.basis->N, true);
+// phi in the basis in which H1 is a chain.
+std::vector<Complex16> ChainComponents(const Intermediate& intermediate, const WaveFunctionType& phi) {
+  CompactMatrixType column = InitCompactMatrix(intermediate.basis->N, 1, true);
   for (std::uint32_t i = 1; i <= ElementCount(phi); ++i)
-    if (const std::uint32_t n = BasisFind(*H1.states.basis, ElementKey(phi, i)))
-      std::get<1>(row.Data)[n - 1] = ElementValue(phi, i);
-  return MatrixProduct('N', 'C', row, H1.states.rows);
+    if (const std::uint32_t n = BasisFind(*intermediate.basis, ElementKey(phi, i)))
+      std::get<1>(column.Data)[n - 1] = ElementValue(phi, i);
+  return std::get<1>(ToChainBasis(intermediate.H1, std::move(column)).Data);
+}
+
+// chi(w) = 1 / (E0_1 + E(w) + i Gamma1 / 2 - H1) |phi>, w = first .. first + count - 1.
+BlockWaveFunctionType IntermediateStates(const Intermediate& intermediate, const std::vector<Complex16>& phi,
+                                         double E0_1, const EnergyGrid& incident, std::uint32_t first,
+                                         std::uint32_t count) {
+  CompactMatrixType columns = InitCompactMatrix(intermediate.basis->N, count, true);
+  for (std::uint32_t w = 0; w < count; ++w) {
+    std::vector<Complex16> chi = phi;
+    const Complex16 z{E0_1 + GridEnergy(incident, first + w), incident.Gamma / 2};
+    if (ChainResolvent(intermediate.H1.T, z, chi)) throw std::runtime_error(ResonantNotFinite);
+    for (std::size_t i = 0; i < chi.size(); ++i) std::get<1>(columns.Data)[i * count + w] = chi[i];
+  }
+  return StatesOfColumns(intermediate.basis, FromChainBasis(intermediate.H1, std::move(columns)));
 }
 
 struct ExactPropagation {
   const ResonantProblem& problem;
-  const Eigenstates &H1, &H2;
-  EnergyGrid incident, final;
+  const Intermediate& intermediate;
+  const Final& final;
+  EnergyGrid incident, loss;
 };
 
 // All spectra of one state and one T1, appended to the bundle.
 void AppendSpectra(const ExactPropagation& exact, std::size_t p, std::size_t t1, SpectraTypeArray& bundle) {
   const ResonantProblem& problem = exact.problem;
-  const Eigenstates &H1 = exact.H1, &H2 = exact.H2;
+  const std::vector<double>& e = exact.final.H2.e;
   const EnergyGrid& incident = exact.incident;
   const double E0_1 = problem.E0_1(p), E0_2 = problem.E0_2(p);
-  const CompactMatrixType overlaps = Overlaps(H1, problem.TransitionState(t1, p));
+  const std::vector<Complex16> phi = ChainComponents(exact.intermediate, problem.TransitionState(t1, p));
   const std::size_t before = bundle.spectra.size(), points = std::size_t{incident.NE} + 1;
   for (std::size_t t2 = 0; t2 < problem.T2.size(); ++t2)
     for (std::uint32_t w = 0; w <= incident.NE; ++w) {
-      SpectraType S = ResonantSpectrum(problem, p, t1, t2, w, incident, exact.final);
-      S.EminPole = H2.e.front() - E0_2;
-      S.EmaxPole = H2.e.back() - E0_2;
+      SpectraType S = ResonantSpectrum(problem, p, t1, t2, w, incident, exact.loss);
+      S.EminPole = e.front() - E0_2;
+      S.EmaxPole = e.back() - E0_2;
       bundle.spectra.push_back(std::move(S));
     }
-  ForEnergyBatches(incident.NE, H1.states.basis->N, [&](std::uint32_t first, std::uint32_t count) {
+  ForEnergyBatches(incident.NE, exact.intermediate.basis->N, [&](std::uint32_t first, std::uint32_t count) {
     const BlockWaveFunctionType chi =
-        CombineStates(H1.states, PropagatedOverlaps(H1.e, overlaps, E0_1, incident, first, count));
+        IntermediateStates(exact.intermediate, phi, E0_1, incident, first, count);
     for (std::size_t t2 = 0; t2 < problem.T2.size(); ++t2)
-      SharedPolesToSpectra(E0_2, H2.e, Weights(H2, FinalStates(problem, *problem.T2[t2], chi)),
+      SharedPolesToSpectra(E0_2, e, Weights(exact.final, FinalStates(problem, *problem.T2[t2], chi)),
                            &bundle.spectra[before + t2 * points + first]);
   });
 }
@@ -129,16 +158,17 @@ bool ResonantSpectraDense(const ResonantProblem& problem, SpectraTypeArray& bund
   Spaces spaces;
   if (!FindSpaces(problem, spaces)) return false;
   VerbosityPrintf(1, "Start of ResonantSpectra using Dense Methods\n");
-  const Eigenstates H1 = Diagonalize(problem.H1, spaces.intermediate),
-                    H2 = Diagonalize(problem.H2, spaces.final);
-  PoleRange intermediate, final;
+  const Intermediate intermediate = MakeIntermediate(problem.H1, spaces.intermediate);
+  const Final final = MakeFinal(problem.H2, spaces.final);
+  PoleRange first, second;
   for (std::size_t p = 0; p < problem.psi.size(); ++p) {
-    intermediate.add(H1.e, problem.E0_1(p));
-    final.add(H2.e, problem.E0_2(p));
+    first.add(intermediate.e, problem.E0_1(p));
+    second.add(final.H2.e, problem.E0_2(p));
   }
   const ConvergenceSettingsType& s = problem.settings.solver;
-  const EnergyGrid incident = CompleteEnergyGrid(s.grid1, intermediate, IntermediateGridTexts);
-  const ExactPropagation exact{problem, H1, H2, incident, CompleteEnergyGrid(s.grid2, final, FinalGridTexts)};
+  const EnergyGrid incident = CompleteEnergyGrid(s.grid1, first, IntermediateGridTexts);
+  const ExactPropagation exact{problem, intermediate, final, incident,
+                               CompleteEnergyGrid(s.grid2, second, FinalGridTexts)};
   bundle.spectra.reserve(ResonantSpectraCount(problem, incident.NE));
   for (std::size_t p = 0; p < problem.psi.size(); ++p)
     for (std::size_t t1 = 0; t1 < problem.T1.size(); ++t1) AppendSpectra(exact, p, t1, bundle);

@@ -7,6 +7,9 @@
 
 namespace fermix {
 
+inline constexpr char ResonantNotFinite[] =
+    "CreateResonantSpectra called with operators or wave-functions that are not finite\n";
+
 struct ResonantProblem {
   const OperatorType &H1, &H2;
   const std::vector<const OperatorType*>&T1, &T2;

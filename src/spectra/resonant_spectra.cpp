@@ -17,12 +17,9 @@ namespace fermix {
 
 namespace {
 
-constexpr char NotFinite[] =
-    "CreateResonantSpectra called with operators or wave-functions that are not finite\n";
-
 double EnergyZero(double given, const OperatorType& H, const WaveFunctionType& psi) {
   const double E0 = given != ResonantSpectraSettings::UnsetE0 ? given : EnergyOfState(H, psi);
-  if (!std::isfinite(E0)) throw std::runtime_error(NotFinite);
+  if (!std::isfinite(E0)) throw std::runtime_error(ResonantNotFinite);
   return E0;
 }
 
@@ -33,7 +30,7 @@ double ResonantProblem::E0_2(std::size_t p) const { return EnergyZero(settings.E
 
 WaveFunctionType ResonantProblem::TransitionState(std::size_t t, std::size_t p) const {
   WaveFunctionType phi = RestrictedTransition(*T1[t], *psi[p], settings.solver.Restrictions1, H1);
-  if (!std::isfinite(WaveFunctionCalculateNormSqr(phi))) throw std::runtime_error(NotFinite);
+  if (!std::isfinite(WaveFunctionCalculateNormSqr(phi))) throw std::runtime_error(ResonantNotFinite);
   return phi;
 }
 
@@ -70,7 +67,7 @@ namespace {
 std::vector<double> PoleEnergies(const LanczosRun& run) {
   std::vector<double> e;
   if (!std::isfinite(run.chain.b[0] * run.chain.b[0]) || LanczosEnergies(run, e))
-    throw std::runtime_error(NotFinite);
+    throw std::runtime_error(ResonantNotFinite);
   return e;
 }
 
@@ -131,7 +128,7 @@ void ResonantSpectra(const ResonantProblem& problem, std::size_t p, std::size_t 
         ResonantSpectrum(problem, p, t1, k / points, static_cast<std::uint32_t>(k % points), incident, final);
     S.EminPole = ranges[k].orZero().lowest;
     S.EmaxPole = ranges[k].orZero().highest;
-    if (TriDiagonalMatrixToSpectrum(E0_2, chains[k].chain, S)) throw std::runtime_error(NotFinite);
+    if (TriDiagonalMatrixToSpectrum(E0_2, chains[k].chain, S)) throw std::runtime_error(ResonantNotFinite);
     bundle.spectra.push_back(std::move(S));
   }
 }

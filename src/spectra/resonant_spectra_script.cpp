@@ -69,7 +69,8 @@ ResonantSpectraSettings ReadOptions(lua_State* L, int index, bool& Tensor) {
                  {"Gamma2", c.grid2.Gamma},
                  {"epsilon", c.epsilon}});
   RequireAtLeast(L, "CreateResonantSpectra", 1, {{"NTri1", double(c.NTri1)}, {"NTri2", double(c.NTri2)}});
-  RequireAtLeast(L, "CreateResonantSpectra", 0, {{"Gamma1", c.grid1.Gamma}, {"Gamma2", c.grid2.Gamma}});
+  RequireAtLeast(L, "CreateResonantSpectra", 0,
+                 {{"Gamma1", c.grid1.Gamma}, {"Gamma2", c.grid2.Gamma}, {"epsilon", c.epsilon}});
   return s;
 }
 

@@ -17,7 +17,7 @@ std::vector<const T*> ReadRecords(lua_State* L, int index) {
   for (int i = 1; i <= count; ++i) {
     luaL_checkstack(L, 8, "too many elements");
     lua_rawgeti(L, index, i);
-    records.push_back(CheckRecord<T>(L, lua_gettop(L)));
+    records.push_back(CheckRecord<T>(L, -1));  // as other lists report an element
   }
   return records;
 }

@@ -2,6 +2,7 @@
 
 #include "alloc_failure.h"
 #include "linalg/compact_tensor.h"
+#include "linalg/eigen_factors.h"
 #include "linalg/matrix_orthogonalize.h"
 #include "linalg/random_matrix.h"
 
@@ -34,6 +35,23 @@ TYPED_TEST(CompactMatrix, EigensystemHasOrthonormalRowsAndSmallResiduals) {
     EXPECT_LT(Deviation(Times(V, V, '*', 'T'), Identity(n)), tolerance);
     EXPECT_LT(Deviation(Times(A, V, 'N', 'T'), Times(V, values, 'T', 'N')), tolerance);
     EXPECT_LT(Deviation(TransformDiagonalMatrixByCompactMatrixTtranATcon(e, V), A), tolerance);
+  }
+}
+
+TYPED_TEST(CompactMatrix, LowestEigenvectorsAreThoseOfTheWholeEigensystem) {
+  std::mt19937 random(2);
+  for (const double unit : {1.0, 0x1p+900, 0x1p-900}) {  // squares of the last two are no numbers
+    const std::uint32_t n = 90, N = 20;
+    CompactMatrixType A = RandomHermitian<TypeParam>(random, n), V, lowest;
+    std::vector<double> e, all;
+    ASSERT_EQ(CompactMatrixEigensystem(A, V, e), 0);
+    CompactMatrixScale(A, unit);
+    ASSERT_EQ(CompactMatrixLowestEigenvectors(A, N, lowest, all), 0);
+    ASSERT_EQ(lowest.Ni, N);
+    for (std::uint32_t k = 0; k < n; ++k) EXPECT_NEAR(all[k] / unit, e[k], 1e-13);
+    ResizeCompactMatrix(V, N, n);
+    const CompactMatrixType overlaps = Times(lowest, V, '*', 'T');
+    for (std::uint32_t k = 0; k < N; ++k) EXPECT_NEAR(Abs(CompactMatrixElement(overlaps, k, k)), 1, 1e-12);
   }
 }
 

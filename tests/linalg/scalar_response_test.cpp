@@ -89,7 +89,8 @@ TEST(ScalarResponse, ChainsEndWithTheirKrylovSpace) {
                {{-1234.56, -1234.56}, {0.3, 0.7}, 1},  // at the energies of core levels
                {{0.1, 870.3, 870.3, 0.1}, {0.3, 0.7, 0.2, 0.9}, 2},
                {{-3, -2, 1, 6, 13, 22, -3, -2, 1, 6, 13, 22}, {3, 2, 1, 3, 3, 2, 2, 2, 1, 1, 2, 1}, 6},
-               {{1, 2}, {1, 0}, 1},                  // a pole without weight
+               {{1, 2}, {1, 0}, 1},  // a pole without weight
+               {{0, 5e-324}, {2, 3}, 1},
                {{1, 2, 4}, {1e30, 2e30, 3e30}, 3}};  // in whatever unit weights are
   for (const auto& c : cases) {
     const ListOfPoles P{"poles", c.a, c.b, 0.5, 0};

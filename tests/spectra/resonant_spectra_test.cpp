@@ -225,6 +225,11 @@ TEST_F(ResonantSpectraTest, OpenGridsFollowThePoles) {
     EXPECT_EQ(grid.NE, c.expected.NE);
     EXPECT_NEAR(grid.Gamma, c.expected.Gamma, 1e-14);
   }
+  PoleRange elastic;  // one line, at the energy zero but for rounding
+  for (const double up : {-HUGE_VAL, 0.0}) elastic.add({std::nextafter(-2742.7, up)}, -2742.7);
+  const EnergyGrid grid = CompleteEnergyGrid({open, -open, 10, 1}, elastic, FinalGridTexts);
+  EXPECT_EQ(grid.Emin, -1);
+  EXPECT_EQ(grid.Emax, 1);
   EXPECT_THROW(CompleteEnergyGrid({-1, 1, 0, 1e-300}, {}, FinalGridTexts), std::runtime_error);
   EXPECT_THROW(CompleteEnergyGrid({1, 1, 10, 1}, {}, FinalGridTexts), std::runtime_error);
 }
