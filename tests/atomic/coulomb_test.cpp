@@ -2,7 +2,6 @@
 
 #include "atomic/sector.h"
 #include "atomic/shell_operators.h"
-#include "core/operator_algebra.h"
 
 namespace fermix::test {
 namespace {

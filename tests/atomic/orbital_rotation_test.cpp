@@ -1,9 +1,7 @@
 #include "atomic/orbital_rotation.h"
 
-#include <algorithm>
 #include <cmath>
 
-#include "atomic/basis_change.h"
 #include "linalg/random_matrix.h"
 
 namespace fermix {

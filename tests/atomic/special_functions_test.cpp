@@ -1,10 +1,10 @@
 #include "atomic/special_functions.h"
 
+#include <gtest/gtest.h>
 #include <cfloat>
 #include <cmath>
 
 #include "atomic/error_functions.h"
-#include "printed.h"
 
 namespace fermix {
 namespace {

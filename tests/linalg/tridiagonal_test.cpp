@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
-#include <numeric>
 
 #include "linalg/random_matrix.h"
 

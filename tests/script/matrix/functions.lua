@@ -13,7 +13,6 @@ end
 local function forms_of(t) return ipairs {Matrix.New(t), Matrix.ToTable(t)} end
 
 -- Making
-local no = {{"Userdata", false}}
 equal("Diagonal", Matrix.Diagonal({1, I}), {{1, 0}, {0, I}})
 local m = Matrix.New({{1}})
 local other = Matrix.ToUserdata(m)

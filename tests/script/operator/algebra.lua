@@ -6,7 +6,6 @@ local NF = 3
 
 local A = NewOperator(NF, 0, {{1, -0, 1 + i}, {2, -2, 3}, {0.5}}, {{"Name", "A"}})
 local B = NewOperator(NF, 0, {{2, 1, -0, -1, 0.5}, {0, -2, -i}}, {{"Name", "B"}})
-local C = NewOperator(NF, 0, {{2, -1, 2}, {0, -0, 1}})
 check.ok("transpose of a product", (A * B).T() == B.T() * A.T())
 
 -- Scalars.
