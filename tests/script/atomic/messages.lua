@@ -26,6 +26,7 @@ for spellings in ("Ssqr S^2,Tmin,Qxy Qyx,ldots"):gmatch("[^,]+") do
 end
 -- Their other checks, each before the next.
 refused {
+  {many:format(32769), "Tz", 32769, up, dn},
   {basis:format("Q"), "Lz", 4, {9}, dn, {{"basis", "Q"}}},
   {"Second index" .. range, "Lx", 4, {1}, {nan}},
   {"ERROR: first argument in NewOperator (T2) is not recognized as a known operatortype\n" ..
