@@ -49,6 +49,7 @@ local H = NewOperator(3, 0, {{0, -1, C(1, 2)}, {1, -0, C(1, -2)}, {2, -2, 3}, {1
 local a = NewWavefunction(3, 0, {{"110", 0.6}, {"011", C(0, 0.5)}, {"101", C(0.2, 0.4)}})
 local ra, rH = Rotate(a, U), Rotate(H, Matrix.New(U))
 check.near("matrix element", ra * rH * ra, a * H * a, 1e-14)
+check.ok("a real state", Rotate(one, {{0, 1}, {1, 0}}) == NewWavefunction(2, 0, {{"01", 1}}))
 check.ok("the rotation does something", abs(ra * H * ra - a * H * a) > 1e-3)
 check.error("not finite", "Error while rotating operator. Rotation matrix should be finite", Rotate, hop, {{0 / 0, 1}, {1, 0}})
 check.error("dimension", "Error while rotating wavefunction. Rotation matrix should have dimension (2) of number of " ..

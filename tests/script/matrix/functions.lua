@@ -62,7 +62,9 @@ for _, b in forms_of(B) do
   local values, left, right = Matrix.Eigensystem(b)
   small("general Eigensystem", Transpose(right) * Matrix.Diagonal(values) * Conjugate(left) - b, 1e-14)
 end
-check.equal("forms", form(Matrix.Sub(one, 2)) .. form(Matrix.Sub(A, 2)), "userdatatable")
+for _, f in ipairs {Inverse, Matrix.Exp, Matrix.Sqrt, Matrix.AddSpin, Matrix.Conjugate, Transpose} do
+  check.equal("forms", form(f(one)) .. form(f(Matrix.ToTable(A))), "userdatatable")
+end
 local values = Matrix.Eigensystem({{0, 1}, {-1, 0}})
 check.near("conjugate pair", values[1], I, 1e-15)
 check.equal("an imaginary diagonal is not Hermitian", select("#", Eigensystem({{I, 0}, {0, 1}})), 3)

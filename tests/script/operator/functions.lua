@@ -99,7 +99,7 @@ local errors = {
   {"OperatorToMatrix called with a wave-function and an operator with different number of Fermions (2 and 4)\n", OperatorToMatrix, H, one},
   {"OperatorSetTrace: Index 4 is not within [0,NF-1]=[0,3].\n", OperatorSetTrace, H, 1, {4}},
   {'PartialOperator called with unrecognised mode "Include".\n Mode should be "include", "exclude", or "conserve"\n', PartialOperator, H, {0}, "Include"},
-  {"Error, call to OperatorExp failed\n", OperatorExp, H},
+  {"Error, call to OperatorExp failed\n", OperatorExp, NewOperator(3, 0, {{1, -0, 1}})},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
 
