@@ -5,6 +5,7 @@ local pi = math.pi
 
 -- Values: closed forms.
 local theta, phi = 0.7, -2.2
+check.near("Y00", SphericalHarmonicY(0, 0, theta, phi), math.sqrt(1 / (4 * pi)), 1e-16)
 check.near("Y11", SphericalHarmonicY(1, 1, theta, phi),
            -math.sqrt(3 / (8 * pi)) * math.sin(theta) * Exp(I * phi), 1e-16)
 check.near("C2-1", SphericalHarmonicC(2, -1, theta, phi),

@@ -33,6 +33,7 @@ local two = NewWavefunction(2, 0, {{"10", 1}})
 local bosons = NewWavefunction(3, 0, {})
 pcall(meta.__newindex, bosons, "NB", 1)
 local errors = {
+  {"Error, wavefunction devided by an object of unrecognized type\n", meta.__div, a, b},
   {"Adding two wave-funcitons with different number of Fermions in the basis (3) and (2)", meta.__add, a, two},
   {"Error, wavefunction multiplied with an object of unrecognized type\n", meta.__mul, a, true},
   {"Error, wavefunction multiplied with a number that is not a number\n", meta.__mul, {Complex.New(0, 0 / 0)}, a},
