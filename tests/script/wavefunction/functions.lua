@@ -83,7 +83,7 @@ local errors = {
   {"Orthogonalize called with wave-functions with different number of Fermions (3 and 2)\n", Orthonormalize, {psi, b}},
   {'Error Orthogonalize Option "SingularValue" should be a number and not nan\n', Orthonormalize, {psi}, {{"SingularValue", 0 / 0}}},
   {"Failure in Orthogonalize Sorry\n", Orthonormalize, {psi * 1e200, psi}},
-  {"Failure in Orthogonalize Sorry\n", Orthonormalize, {psi / 0}, {{"Method", "GramSchmidt"}}},
+  {"Failure in Orthogonalize Sorry\n", Orthonormalize, {math.huge * psi}, {{"Method", "GramSchmidt"}}},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
 
