@@ -20,6 +20,7 @@ for _, row in ipairs {
   {"I ^ I", I ^ I, math.exp(-math.pi / 2), 0},
   {"2 ^ (1 + I)", 2 ^ (1 + I), 2 * math.cos(math.log(2)), 2 * math.sin(math.log(2))},
   {"Exp", Complex.Exp(C(1, Pi)), -math.exp(1), 0},
+  {"1 / huge", 1e250 / C(3e200, 4e200), 1.2e49, -1.6e49}, {"1 / tiny", 1e-100 / C(0, 1e-200), 0, -1e100},
   {"huge quotient", C(1e300, 1e300) / C(1e300, 1e300), 1, 0}, {"tiny / 1", 1e-250 / C(0, 1e-100), 0, -1e-150},
 } do
   local name, z, re, im = table.unpack(row)
