@@ -119,9 +119,8 @@ void Convolve(std::span<SpectraType> S, WidthAt&& widthAt) {
   }
 }
 
-// As many spectra at a time as make the kernels cheap; their results stay in the cache, and the scratch
-// small.
-constexpr std::size_t Together = 16;
+// Spectra at a time: enough to make the kernels cheap, few enough for little scratch.
+constexpr std::size_t Together = 64;
 
 template <class Kernel, class WidthAt>
 void ConvolveInParts(std::span<SpectraType> S, WidthAt&& widthAt) {
