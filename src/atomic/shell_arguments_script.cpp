@@ -60,23 +60,22 @@ void ReadPairsAndFields(lua_State* L, int index, const std::vector<LuaOptionsTyp
 
 void CheckOrbitalCount(lua_State* L, double NF) {
   constexpr double MostOrbitals = IndexMask + 1;
-  if (NF > MostOrbitals)
+  if (NF > MostOrbitals || NF <= -0.5)  // which rounds to a negative number
     ScriptError(
         L, "ERROR: LuaNewOperator called with to many particles in he one particle basis NF= %d, NB=%d\n",
-        static_cast<int>(std::fmin(NF, INT32_MAX)), 0);
+        static_cast<int>(std::fmax(INT32_MIN, std::fmin(NF, INT32_MAX))), 0);
 }
 
 std::uint32_t CheckFermionCount(lua_State* L) {
+  CheckOrbitalCount(L, luaL_checknumber(L, 1));
   std::uint32_t NF;
   lua_check(L, 1, NF);
-  CheckOrbitalCount(L, NF);
   return NF;
 }
 
 std::uint32_t CheckFermionCount(lua_State* L, const char* zeroText) {
-  const std::uint32_t NF = CheckFermionCount(L);
-  if (NF == 0) luaL_error(L, "%s", zeroText);
-  return NF;
+  if (luaL_checknumber(L, 1) <= 0.5) luaL_error(L, "%s", zeroText);
+  return CheckFermionCount(L);
 }
 
 int CheckIndex(lua_State* L, int index) {

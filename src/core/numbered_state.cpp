@@ -26,7 +26,25 @@ NumberedState<T> NumberState(DeterminantBasis& numbering, const WaveFunctionType
   return x;
 }
 
+template <class T>
+WaveFunctionType StateOfNumbers(const DeterminantBasis& numbering, const NumberedState<T>& x) {
+  WaveFunctionType psi(numbering.layout, IsComplex<T>, numbering.NBitsKey);
+  const auto N = static_cast<std::uint32_t>(x.number.size());
+  BasisReserve(*psi.basis, N);
+  DispatchWords(KeyWords(numbering.layout), [&](auto words) {
+    for (const std::uint32_t number : x.number)
+      CopyKey(numbering.keys.at(number), words, psi.basis->keys.append());
+  });
+  BasisShrink(*psi.basis, N);  // enters the keys, which differ, into the index
+  auto& values = std::get<BlockedArray<T>>(psi.values);
+  values.resize(std::size_t{N} + 1);
+  for (std::uint32_t k = 0; k < N; ++k) values[k + 1] = x.value[k];
+  return psi;
+}
+
 template NumberedState<double> NumberState(DeterminantBasis&, const WaveFunctionType&);
 template NumberedState<Complex16> NumberState(DeterminantBasis&, const WaveFunctionType&);
+template WaveFunctionType StateOfNumbers(const DeterminantBasis&, const NumberedState<double>&);
+template WaveFunctionType StateOfNumbers(const DeterminantBasis&, const NumberedState<Complex16>&);
 
 }  // namespace fermix

@@ -21,4 +21,8 @@ struct NumberedState {
 template <class T>
 NumberedState<T> NumberState(DeterminantBasis& numbering, const WaveFunctionType& psi);
 
+// x on a basis of its own, its elements in their order.
+template <class T>
+WaveFunctionType StateOfNumbers(const DeterminantBasis& numbering, const NumberedState<T>& x);
+
 }  // namespace fermix

@@ -6,7 +6,6 @@
 
 #include "core/space_check.h"
 #include "core/surviving_terms.h"
-#include "host/base/status.h"
 
 namespace fermix {
 
@@ -113,35 +112,53 @@ template <class C>
   return false;
 }
 
-// Gives a row to each of count numbers that has none: one that is remembered while there is room, else one in
-// scratch, in the order of numbers.
+// Remembers the rows of numbers that have none, the first so many for which there is room. Returns how many.
 template <class C>
-void PrepareRows(OperatorRows<C>& O, RowWriter<C>& writer, const std::uint32_t* numbers, std::size_t count,
-                 RowSlab<C>& scratch) {
+std::size_t Remember(OperatorRows<C>& O, RowWriter<C>& writer, const std::vector<std::uint32_t>& missing) {
   constexpr std::uint32_t full = OperatorRows<C>::RowsPerSlab;
-  std::vector<std::uint32_t> missing;
-  for (std::size_t i = 0; i < count; ++i)
-    if (O.rowOf[numbers[i]] == 0) missing.push_back(numbers[i]);
-  if (missing.empty()) return;
   const auto room = [&] { return O.bytes + (O.slabs.empty() ? 0 : SlabBytes(O.slabs.back())) < O.limit; };
-  for (std::size_t done = 0; done < missing.size();) {
-    if (!room()) {
-      scratch = RowSlab<C>();
-      writer.write(missing.data() + done, missing.size() - done, scratch);
-      return;
-    }
+  std::size_t done = 0;
+  while (done < missing.size() && room()) {
     const std::size_t part = std::min<std::size_t>(missing.size() - done, full - O.rows % full);
     O.numberOf.reserve((O.rows / full + 1) * std::size_t{full});
     if ((O.rows % full == 0 && !FitsInMemory([&] { BeginSlab(O); })) ||
         !Appended(writer, missing.data() + done, part, O.slabs.back())) {
       O.limit = 0;  // from now on rows are worked out each time
-      continue;
+      break;
     }
     for (const std::size_t end = done + part; done < end; ++done) {
       O.rowOf[missing[done]] = ++O.rows;
       O.numberOf.push_back(missing[done]);
     }
   }
+  return done;
+}
+
+template <class C>
+std::vector<std::uint32_t> WithoutRow(const OperatorRows<C>& O, const std::uint32_t* numbers,
+                                      std::size_t count) {
+  std::vector<std::uint32_t> missing;
+  std::copy_if(numbers, numbers + count, std::back_inserter(missing),
+               [&](std::uint32_t number) { return O.rowOf[number] == 0; });
+  return missing;
+}
+
+// Gives a row to each of count numbers that has none: one that is remembered while there is room, else one in
+// scratch, in the order of numbers.
+template <class C>
+void PrepareRows(OperatorRows<C>& O, RowWriter<C>& writer, const std::uint32_t* numbers, std::size_t count,
+                 RowSlab<C>& scratch) {
+  const std::vector<std::uint32_t> missing = WithoutRow(O, numbers, count);
+  const std::size_t done = Remember(O, writer, missing);
+  if (done == missing.size()) return;
+  scratch = RowSlab<C>();
+  writer.write(missing.data() + done, missing.size() - done, scratch);
+}
+
+// Row numbers for all that the numbering holds.
+template <class C>
+void ExtendRowOf(OperatorRows<C>& O) {
+  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
 }
 
 template <class T>
@@ -202,17 +219,46 @@ OperatorRows<C>::OperatorRows(const OperatorType& O, const DeterminantRestrictio
 
 template <class C>
 void RememberRows(OperatorRows<C>& O, const std::vector<std::uint32_t>& numbers) {
-  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
+  ExtendRowOf(O);
   RowWriter<C> writer(O);
-  RowSlab<C> scratch;
-  PrepareRows(O, writer, numbers.data(), numbers.size(), scratch);
-  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
-  if (scratch.start.size() > 1) throw std::bad_alloc();
+  Remember(O, writer, WithoutRow(O, numbers.data(), numbers.size()));
+  ExtendRowOf(O);
+}
+
+template <class C>
+void WorkOutRows(OperatorRows<C>& O, const std::vector<std::uint32_t>& numbers,
+                 const std::function<void(const RowSlab<C>&, const std::uint32_t*)>& use) {
+  RowWriter<C> writer(O);
+  RowSlab<C> rows;
+  for (std::size_t first = 0; first < numbers.size(); first += RowsAtOnce) {
+    rows.start.resize(1);
+    rows.target.clear();
+    rows.value.clear();
+    writer.write(&numbers[first], std::min(RowsAtOnce, numbers.size() - first), rows);
+    use(rows, &numbers[first]);
+  }
+}
+
+template <class C>
+bool ForgetRows(OperatorRows<C>& O) {
+  if (O.slabs.empty()) return false;
+  O.slabs.resize(O.slabs.size() - 1 - O.slabs.size() / 8);
+  O.rows = static_cast<std::uint32_t>(O.slabs.size()) * O.RowsPerSlab;
+  while (O.numberOf.size() > O.rows) {
+    O.rowOf[O.numberOf.back()] = 0;
+    O.numberOf.pop_back();
+  }
+  O.bytes = O.limit = 0;
+  for (const RowSlab<C>& slab : O.slabs) {
+    O.bytes = O.limit;  // the last one does not count as full
+    O.limit += SlabBytes(slab);
+  }
+  return true;
 }
 
 template <class C, class X, class T>
 NumberedState<T> OperatorRowsMultiply(OperatorRows<C>& O, const NumberedState<X>& x, NumberedSums<T>& sums) {
-  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
+  ExtendRowOf(O);
   RowWriter<C> writer(O);
   RowSlab<C> scratch;
   try {
@@ -245,6 +291,12 @@ template struct OperatorRows<double>;
 template struct OperatorRows<Complex16>;
 template void RememberRows(OperatorRows<double>&, const std::vector<std::uint32_t>&);
 template void RememberRows(OperatorRows<Complex16>&, const std::vector<std::uint32_t>&);
+template void WorkOutRows(OperatorRows<double>&, const std::vector<std::uint32_t>&,
+                          const std::function<void(const RowSlab<double>&, const std::uint32_t*)>&);
+template void WorkOutRows(OperatorRows<Complex16>&, const std::vector<std::uint32_t>&,
+                          const std::function<void(const RowSlab<Complex16>&, const std::uint32_t*)>&);
+template bool ForgetRows(OperatorRows<double>&);
+template bool ForgetRows(OperatorRows<Complex16>&);
 template NumberedState<double> OperatorRowsMultiply(OperatorRows<double>&, const NumberedState<double>&,
                                                     NumberedSums<double>&);
 template NumberedState<Complex16> OperatorRowsMultiply(OperatorRows<double>&, const NumberedState<Complex16>&,

@@ -5,10 +5,12 @@
 // (20 if complex). Rows are kept up to a limit of memory; beyond it they are worked out each time.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "core/compiled_operator.h"
 #include "core/numbered_state.h"
+#include "host/base/status.h"
 
 namespace fermix {
 
@@ -50,9 +52,27 @@ struct OperatorRows {
   std::uint32_t within = 0;  // so many numbers, from 1 on, are known to fulfil the restrictions
 };
 
-// Makes the rows of these numbers, those that are missing. Throws bad_alloc when there is no room for all.
+// Makes the rows of these numbers, those that are missing, as far as there is room. Throws bad_alloc.
 template <class C>
 void RememberRows(OperatorRows<C>& O, const std::vector<std::uint32_t>& numbers);
+
+// Makes rows of these numbers, some at a time, that are forgotten after use(rows, their numbers). The
+// numbering may grow before each call. Throws bad_alloc.
+template <class C>
+void WorkOutRows(OperatorRows<C>& O, const std::vector<std::uint32_t>& numbers,
+                 const std::function<void(const RowSlab<C>&, const std::uint32_t*)>& use);
+
+// Forgets an eighth of the rows, and that there was room for more: they and new ones are worked out each
+// time. False when there are none.
+template <class C>
+bool ForgetRows(OperatorRows<C>& O);
+
+// Runs step, which can be repeated; rows make room for it. Throws bad_alloc when there are no more.
+template <class C, class Step>
+void OrForgetRows(OperatorRows<C>& O, Step&& step) {
+  while (!FitsInMemory(step))
+    if (!ForgetRows(O)) throw std::bad_alloc();
+}
 
 // O x: elements in the order in which the terms of O, applied one after the other to the elements of x, give
 // them, as OperatorPsi has it. Terms that lead one determinant back to itself are summed before they are

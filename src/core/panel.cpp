@@ -124,23 +124,32 @@ bool QZeroRow(const Panel& x, std::size_t number) {
   return std::all_of(row, row + x.columns, [](double v) { return v == 0; });
 }
 
-// Makes the rows that x needs. When hardly any other is missing, those too: a space that closes is gathered.
+// The numbers that x needs and that have no row.
 template <class C>
-void MakeRows(OperatorRows<C>& O, const Panel& x) {
-  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
-  if (O.rows == O.numbering->N) return;
+std::vector<std::uint32_t> MissingRows(const OperatorRows<C>& O, const Panel& x) {
   std::vector<std::uint32_t> needed;
   for (std::uint32_t number = 1; number < Numbers(x); ++number)
     if (O.rowOf[number] == 0 && !QZeroRow(x, number)) needed.push_back(number);
-  RememberRows(O, needed);
-  for (int round = 0; round < 3; ++round) {
-    const std::uint32_t missing = O.numbering->N - O.rows;
-    if (missing == 0 || missing > O.rows / 8) return;
-    needed.clear();
+  return needed;
+}
+
+// Makes the rows that x needs. When hardly any other is missing, those too: a space that closes is gathered.
+// Returns the numbers for whose rows there is no room.
+template <class C>
+std::vector<std::uint32_t> MakeRows(OperatorRows<C>& O, const Panel& x) {
+  O.rowOf.resize(std::max<std::size_t>(O.rowOf.size(), std::size_t{O.numbering->N} + 1));
+  if (O.rows == O.numbering->N) return {};
+  RememberRows(O, MissingRows(O, x));
+  std::vector<std::uint32_t> missing = MissingRows(O, x);
+  for (int round = 0; round < 3 && missing.empty(); ++round) {
+    const std::uint32_t further = O.numbering->N - O.rows;
+    if (further == 0 || further > O.rows / 8) break;
+    std::vector<std::uint32_t> needed;
     for (std::uint32_t number = 1; number <= O.numbering->N; ++number)
       if (O.rowOf[number] == 0) needed.push_back(number);
     RememberRows(O, needed);
   }
+  return missing;
 }
 
 // True when O maps the numbering onto itself. A determinant outside of the restrictions is reached by none.
@@ -160,7 +169,7 @@ void ExtendPanel(Panel& panel, std::size_t numbers) {
 
 template <class C>
 void OperatorRowsMultiplyPanel(OperatorRows<C>& O, Panel& x, Panel& y) {
-  MakeRows(O, x);
+  const std::vector<std::uint32_t> missing = MakeRows(O, x);
   const std::size_t numbers = std::size_t{O.numbering->N} + 1;
   ExtendPanel(x, numbers);
   const bool gather = QClosed(O);
@@ -173,6 +182,11 @@ void OperatorRowsMultiplyPanel(OperatorRows<C>& O, Panel& x, Panel& y) {
     product(slab, numberOf, x.value.data(), y.value.data());
     numberOf += slab.start.size() - 1;
   }
+  WorkOutRows<C>(O, missing, [&](const RowSlab<C>& slab, const std::uint32_t* numbersOfSlab) {
+    ExtendPanel(y, std::size_t{O.numbering->N} + 1);
+    product(slab, numbersOfSlab, x.value.data(), y.value.data());
+  });
+  ExtendPanel(x, Numbers(y));
 }
 
 template void OperatorRowsMultiplyPanel(OperatorRows<double>&, Panel&, Panel&);

@@ -21,8 +21,9 @@ inline std::size_t Numbers(const Panel& panel) { return panel.value.size() / pan
 void ExtendPanel(Panel& panel, std::size_t numbers);
 
 // y = O x, with the columns of x; those of a complex operator are complex. Rows that x needs and that are
-// missing are made; the numbering may grow, x and y then hold all its numbers. Once each number has a row, y
-// is gathered instead of scattered, which takes O for Hermitian. Throws bad_alloc.
+// missing are made, and remembered as far as there is room; the numbering may grow, x and y then hold all its
+// numbers. Once each number has a row, y is gathered instead of scattered, which takes O for Hermitian.
+// Throws bad_alloc; x has its values then.
 template <class C>
 void OperatorRowsMultiplyPanel(OperatorRows<C>& O, Panel& x, Panel& y);
 

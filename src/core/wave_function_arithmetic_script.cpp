@@ -1,6 +1,7 @@
 #include "core/wave_function_arithmetic_script.h"
 
 #include <cfloat>
+#include <cmath>
 
 #include "core/method_script.h"
 #include "core/space_script.h"
@@ -56,6 +57,8 @@ int LuaWavefunctionDiv(lua_State* L) {
   const WaveFunctionType& psi = *CheckRecord<WaveFunctionType>(L, 1);
   const Complex16 factor =
       CheckDivisor(L, 2, "Error, wavefunction devided by a number that is not a number\n");
+  if (!std::isfinite(factor.re) || !std::isfinite(factor.im))
+    return luaL_error(L, "Error, wavefunction devided by zero\n");
   return PushScaled(L, psi, factor,
                     TestRecord<Complex16>(L, 2)
                         ? "out of memory when deviding a wavefunction by a complex number"

@@ -8,6 +8,7 @@
 #include "core/space_check.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
+#include "solvers/restricted_filling.h"
 
 namespace fermix {
 
@@ -15,6 +16,8 @@ namespace {
 
 // Up to here all determinants are tried.
 constexpr std::uint32_t CompleteBasisOrbitals = 24;
+// Above, a space of no more determinants is taken whole too. It is the most that are drawn at random.
+constexpr std::uint32_t MaxRandomDeterminants = 5000;
 // A start state of a norm below this is numerical noise of the orthogonalisation.
 constexpr double NoiseNorm = 1000 * DBL_EPSILON;
 
@@ -44,21 +47,22 @@ OperatorType HoppingOperator(const DeterminantRestrictionType& R, const KeyLayou
 class RandomDeterminants {
  public:
   RandomDeterminants(const DeterminantRestrictionType& R, const KeyLayout& layout)
-      : R_(R), layout_(layout), key_(KeyWords(layout)), load_(layout.NFermion) {}
+      : R_(R),
+        layout_(layout),
+        filling_(R, layout.NFermion),
+        key_(KeyWords(layout)),
+        load_(layout.NFermion) {}
 
   // Builds the next one; status 1 when restrictions contradict each other.
   [[nodiscard]] int Next() {
-    std::fill(key_.begin(), key_.end(), KeyWord{0});
+    // Settling one orbital after the other may end where overlapping restrictions leave no way on.
+    if ((!DrawInOrder() || !filling_.QFulfilled(key_.data())) && !filling_.Draw(load_, key_))
+      return Fail("Cannot fullfill all restrictions in CreateStartingFunctions\n");
     std::uint32_t set = 0;
     for (std::uint32_t i = 0; i < layout_.NFermion; ++i) {
-      const bool must = QMustOccupy(i, layout_.NFermion, key_.data(), R_),
-                 cannot = QCanNotOccupy(i, layout_.NFermion, key_.data(), R_);
-      if (must && cannot) return Fail("Cannot fullfill all restrictions in CreateStartingFunctions\n");
-      if (cannot || (!must && !Chosen(i))) continue;
-      key_[i / 64] |= OrbitalBit(i);
-      ++set;
+      load_[i] += QOccupied(key_.data(), i);
+      set += QOccupied(key_.data(), i);
     }
-    for (std::uint32_t i = 0; i < layout_.NFermion; ++i) load_[i] += QOccupied(key_.data(), i);
     fill_ = (fill_ * k_ + double(set) / layout_.NFermion) / (k_ + 1);
     ++k_;
     return 0;
@@ -66,6 +70,17 @@ class RandomDeterminants {
   const KeyWord* key() const { return key_.data(); }
 
  private:
+  bool DrawInOrder() {
+    std::fill(key_.begin(), key_.end(), KeyWord{0});
+    for (std::uint32_t i = 0; i < layout_.NFermion; ++i) {
+      const bool must = QMustOccupy(i, layout_.NFermion, key_.data(), R_),
+                 cannot = QCanNotOccupy(i, layout_.NFermion, key_.data(), R_);
+      if (must && cannot) return false;
+      if (!cannot && (must || Chosen(i))) key_[i / 64] |= OrbitalBit(i);
+    }
+    return true;
+  }
+
   bool Chosen(std::uint32_t i) const {
     const double r = std::rand() / 2147483647.0;
     return load_[i] < fill_ * (2 * r) * (2 * r) * (k_ + 1) * (k_ + 1) / 200.0;
@@ -73,15 +88,23 @@ class RandomDeterminants {
 
   const DeterminantRestrictionType& R_;
   KeyLayout layout_;
+  RestrictedFilling filling_;
   Key key_;
   std::vector<double> load_;  // how many determinants so far have the orbital occupied
   double fill_ = 0.5, k_ = 0;
 };
 
+// Adds, with the value 0, all determinants that R allows, if these are few. Random ones may leave out a
+// sector that H does not reach from the others, and with it the lowest state.
+void AddSmallSpace(const DeterminantRestrictionType& R, WaveFunctionType& psi) {
+  for (const Key& key : RestrictedFilling(R, Layout(psi).NFermion).All(MaxRandomDeterminants))
+    if (QFulfillsRestrictions(R, key.data())) WaveFunctionAddElement(psi, key.data(), 0.0);
+}
+
 int FillLargeSystem(const OperatorType& H, std::uint32_t N, const DeterminantRestrictionType& R,
                     WaveFunctionType& psi0, WaveFunctionType& psi) {
   RandomDeterminants random(R, Layout(psi0));
-  const std::uint64_t count = std::min<std::uint64_t>(300 + 100 * std::uint64_t{N}, 5000);
+  const std::uint64_t count = std::min<std::uint64_t>(300 + 100 * std::uint64_t{N}, MaxRandomDeterminants);
   for (std::uint64_t k = 0; k < count; ++k) {
     if (random.Next()) return 1;
     WaveFunctionAddElement(psi0, random.key(), 1.0);
@@ -92,6 +115,9 @@ int FillLargeSystem(const OperatorType& H, std::uint32_t N, const DeterminantRes
     return Fail("OperatorPsiRestricted failed in CreateStartingFunctions\n");
   WaveFunctionAddUnionBasis(psi, psi0);
   psi0 = WaveFunctionType();
+  // Without modes filled, a random determinant may lie below a bound on them; what H makes of it need not.
+  if (Layout(psi).NBoson) WaveFunctionRestrict(psi, R);
+  AddSmallSpace(R, psi);
   // A failure leaves fewer determinants than states, which is warned of below.
   if (ElementCount(psi) < N) static_cast<void>(ExtendBasisUsingRestrictions(R, psi));
   return 0;
@@ -157,12 +183,13 @@ int CreateStartingFunctions(const OperatorType& H, std::uint32_t N, const Determ
   psi.clear();
   if (N == 0) return 0;
   RequireRestrictionsFit(R, H.layout, "the operator");
-  psi.resize(1);
+  WaveFunctionType first;
   int status = 0;
-  if (!FitsInMemory([&] { status = CreateFirstFunction(H, N, R, psi[0], NBitsKey); }))
+  if (!FitsInMemory([&] { status = CreateFirstFunction(H, N, R, first, NBitsKey); }))
     return Fail("WaveFunctionInit failed in CreateStartingFunctions\n");
   if (status) return status;
-  if (ElementCount(psi[0]) == 0) return Fail("Cannot fullfill all restrictions in CreateStartingFunctions\n");
+  if (ElementCount(first) == 0) return Fail("Cannot fullfill all restrictions in CreateStartingFunctions\n");
+  psi.push_back(std::move(first));
   if (ElementCount(psi[0]) < N) WarnAboutZeroStates();
   if (!FitsInMemory([&] {
         psi.reserve(N);

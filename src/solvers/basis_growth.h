@@ -19,8 +19,10 @@ namespace fermix {
                                                       WaveFunctionType& psi);
 
 // Fills psi with N random orthonormal states on one basis inside R; complex when H is. States beyond the
-// number of determinants are zero. Up to 24 orbitals the basis is complete, above it is a set of random
-// determinants and what H makes of them. Status 1 after a line that says what failed.
+// number of determinants are zero. Up to 24 orbitals the basis is complete. Above it is a set of random
+// determinants and what H makes of them, and if R allows no more than 5000, all of these.
+// Status 1 after a line that says what failed, and psi is then empty, or, if memory ran out for the last of
+// them, incomplete.
 [[nodiscard]] int CreateStartingFunctions(const OperatorType& H, std::uint32_t N,
                                           const DeterminantRestrictionType& R,
                                           std::vector<WaveFunctionType>& psi, std::uint32_t NBitsKey);

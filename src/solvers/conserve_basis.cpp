@@ -10,7 +10,6 @@
 #include "host/base/verbosity.h"
 #include "linalg/eigen_factors.h"
 #include "solvers/basis_growth.h"
-#include "solvers/fixed_basis_operator.h"
 #include "solvers/restarted_lanczos.h"
 
 namespace fermix {
@@ -81,7 +80,7 @@ void MakeAllReal(std::vector<WaveFunctionType>& psi) {
 // the solver room to work in. False when that are fewer than least.
 template <class T>
 bool QVectors(const FixedBasisOperator<T>& H, const std::vector<WaveFunctionType>& psi, std::size_t count,
-              std::size_t least, std::vector<std::vector<T>>& v) {
+              std::size_t least, std::vector<WorkVector<T>>& v) {
   v.clear();
   static_cast<void>(FitsInMemory([&] {
     v.reserve(count);
@@ -93,20 +92,20 @@ bool QVectors(const FixedBasisOperator<T>& H, const std::vector<WaveFunctionType
 }
 
 template <class T>
-int RunKrylov(const OperatorType& H, double shift, std::vector<WaveFunctionType>& psi,
+int RunKrylov(SearchOperator& H, double shift, std::vector<WaveFunctionType>& psi,
               const ConvergenceSettingsType& settings) {
   const ScopedTiming timing(TimingFlag, IsComplex<T> ? "Restarted Block Lanczos Conserve Basis Complex"
                                                      : "Restarted Block Lanczos Conserve Basis");
   const auto N = static_cast<std::uint32_t>(psi.size());
   FixedBasisOperator<T> rows;
-  std::vector<std::vector<T>> v;
+  std::vector<WorkVector<T>> v;
   ConvergenceSettingsType local = settings;
   local.NKrylovStart = std::min(settings.NKrylovStart, settings.NKrylovMax);
   const std::size_t wanted = local.NKrylovStart + 2 * std::size_t{N},
                     enough = std::min(wanted, 2 * std::size_t{N} + FewVectors);
   // Too few vectors are worse than no rows, and worse than fewer determinants if there could be fewer.
   const std::size_t least = NBlok(*psi[0].basis) > 1 ? enough : N;
-  if (!FitsInMemory([&] { rows = MakeFixedBasisOperator<T>(H, psi[0]); }) ||
+  if (!FitsInMemory([&] { rows = H.Inside<T>(psi[0]); }) ||
       (!QVectors(rows, psi, wanted, enough, v) && !QVectors(ForgetRows(rows), psi, wanted, least, v)))
     return Fail("malloc failed in BlockLanczosGroundStateConserveBasis\n");
   const std::size_t added = v.size() - N;
@@ -132,6 +131,7 @@ int RunKrylov(const OperatorType& H, double shift, std::vector<WaveFunctionType>
       return 1;
   }
   for (std::uint32_t i = 0; i < N; ++i) SetStateToVector(rows, v[i], psi[i]);
+  H.Keep(std::move(rows));
   return 0;
 }
 
@@ -172,11 +172,11 @@ int BlockLanczosGroundStateConserveBasisDense(const OperatorType& H, double shif
   return 0;
 }
 
-int BlockLanczosGroundStateConserveBasisKrylov(const OperatorType& H, double shift,
+int BlockLanczosGroundStateConserveBasisKrylov(SearchOperator& H, double shift,
                                                std::vector<WaveFunctionType>& psi,
                                                const ConvergenceSettingsType& settings) {
   if (psi.empty()) return 0;
-  if (QComplex(H) == 0) {
+  if (QComplex(H.H()) == 0) {
     if (AnyComplex(psi) && !FitsInMemory([&] { MakeAllReal(psi); })) return 1;
     return RunKrylov<double>(H, shift, psi, settings);
   }
@@ -187,13 +187,14 @@ int BlockLanczosGroundStateConserveBasisKrylov(const OperatorType& H, double shi
   return RunKrylov<Complex16>(H, shift, psi, settings);
 }
 
-int BlockLanczosGroundStateConserveBasis(const OperatorType& H, double shift,
-                                         std::vector<WaveFunctionType>& psi,
+int BlockLanczosGroundStateConserveBasis(SearchOperator& H, double shift, std::vector<WaveFunctionType>& psi,
                                          const ConvergenceSettingsType& settings) {
   VerbosityPrintf(0x10000000, "Start of BlockLanczosGroundStateConserveBasis\n");
   if (psi.empty()) return 0;
-  if (ElementCount(psi[0]) <= settings.DenseBorder)
-    return BlockLanczosGroundStateConserveBasisDense(H, shift, psi);
+  if (ElementCount(psi[0]) <= settings.DenseBorder) {
+    const int status = BlockLanczosGroundStateConserveBasisDense(H.H(), shift, psi);
+    if (status != 1) return status;  // a few vectors may fit where a matrix did not
+  }
   return BlockLanczosGroundStateConserveBasisKrylov(H, shift, psi, settings);
 }
 

@@ -4,9 +4,9 @@
 
 #include <vector>
 
-#include "core/operator.h"
 #include "core/wave_function.h"
 #include "solvers/convergence_settings.h"
+#include "solvers/search_operator.h"
 
 namespace fermix {
 
@@ -18,14 +18,22 @@ inline constexpr int StatusNotFinite = 2;
 // dense path a real state becomes complex when H is not real, and a complex one stays so.
 // Status 0; 1 after lines when memory ran out, psi is then as it was or still a start vector; StatusNotFinite
 // after a line.
-[[nodiscard]] int BlockLanczosGroundStateConserveBasis(const OperatorType& H, double shift,
+[[nodiscard]] int BlockLanczosGroundStateConserveBasis(SearchOperator& H, double shift,
                                                        std::vector<WaveFunctionType>& psi,
                                                        const ConvergenceSettingsType& settings);
+
+// For a single run, with nothing to remember behind it.
+[[nodiscard]] inline int BlockLanczosGroundStateConserveBasis(const OperatorType& H, double shift,
+                                                              std::vector<WaveFunctionType>& psi,
+                                                              const ConvergenceSettingsType& settings) {
+  SearchOperator searched(H);
+  return BlockLanczosGroundStateConserveBasis(searched, shift, psi, settings);
+}
 
 // The two paths.
 [[nodiscard]] int BlockLanczosGroundStateConserveBasisDense(const OperatorType& H, double shift,
                                                             std::vector<WaveFunctionType>& psi);
-[[nodiscard]] int BlockLanczosGroundStateConserveBasisKrylov(const OperatorType& H, double shift,
+[[nodiscard]] int BlockLanczosGroundStateConserveBasisKrylov(SearchOperator& H, double shift,
                                                              std::vector<WaveFunctionType>& psi,
                                                              const ConvergenceSettingsType& settings);
 

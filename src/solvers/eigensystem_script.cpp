@@ -79,6 +79,14 @@ void ReadStartFunctions(lua_State* L, Call& call) {
   }
 }
 
+std::uint32_t CheckCount(lua_State* L, int index) {
+  std::uint32_t n;
+  if (luaL_checknumber(L, index) <= -0.5)
+    ScriptError(L, "Eigensystem called for a negative number of states (%g)\n", lua_tonumber(L, index));
+  lua_check(L, index, n);
+  return n;
+}
+
 void ReadOptions(lua_State* L, Call& call) {
   const int last = lua_gettop(L);
   if (last < (call.QCreate ? 4 : 3) || lua_isnil(L, last)) return;
@@ -223,7 +231,7 @@ void CheckHermitian(lua_State* L, OperatorType& H, double zero) {
 // --- Solving and giving back
 // ---------------------------------------------------------------------------------
 
-// What the solver could not do it has said; the states stand as they are.
+// What the solver could not do it has said; the states stand as they are. Without memory the program ends.
 void Solve(lua_State* L, OperatorType& H, Call& call) {
   if (call.ExpandBasis) {
     const int status = BlockGroundState(H, call.n, call.settings, call.start, call.settings.Restrictions,
@@ -232,8 +240,9 @@ void Solve(lua_State* L, OperatorType& H, Call& call) {
       luaL_error(L,
                  "Error in Eigensystem, the restrictions allow no determinant that the operator reaches from "
                  "the start functions\n");
-  } else {
-    static_cast<void>(BlockLanczosGroundStateConserveBasis(H, 0.0, call.psi, call.settings));
+    if (status == StatusOutOfMemory) EndOfMemory();
+  } else if (BlockLanczosGroundStateConserveBasis(H, 0.0, call.psi, call.settings) == 1) {
+    EndOfMemory();
   }
   WaveFunctionArraySeperateBasis(call.psi);
 }
@@ -292,7 +301,7 @@ int LuaEigensystem(lua_State* L) {
   ReadStartFunctions(L, call);
   ReadOptions(L, call);
   if (call.QCreate) {
-    lua_check(L, 3, call.n);
+    call.n = CheckCount(L, 3);
   } else {
     call.n = static_cast<std::uint32_t>(call.psi.size());
   }

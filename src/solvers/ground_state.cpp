@@ -1,15 +1,16 @@
 #include "solvers/ground_state.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 
-#include "core/expectation.h"
-#include "core/operator_on_state.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
 #include "solvers/basis_growth.h"
+#include "solvers/closed_space.h"
 #include "solvers/conserve_basis.h"
 #include "solvers/looser_threshold.h"
+#include "solvers/search_operator.h"
 
 namespace fermix {
 
@@ -17,6 +18,19 @@ namespace {
 
 constexpr std::uint32_t MaxLoops = 99;
 constexpr double SmallestNormal = 2.2250738585072014e-308;
+// What rounding leaves of the variance of an eigenstate, in units of <H^2>.
+constexpr double RoundingOfVariance = 16 * DBL_EPSILON;
+// What rounding leaves of the residual of an eigenstate, in units of |H psi|.
+constexpr double Rounding = 1e-12;
+// Residuals below this fraction of |H psi| come from an exact solution, or from the truncation of one.
+constexpr double ResidualOfExact = 1e-8;
+// States that were solved for have overlaps far below this.
+constexpr double SmallOverlap = 1e-6;
+// What truncation may take from the squared norm of a state that is still taken for whole.
+constexpr double VisibleLoss = 1e-12;
+// A pass that changes energies by less than this fraction of their uncertainty, and variances and numbers of
+// determinants by less than this fraction, changes nothing.
+constexpr double NoChange = 1e-3;
 
 // The smallest number of bits, at least lowest, for which count determinants fill no more than one of 2^spare
 // slots.
@@ -36,11 +50,14 @@ void ResizeKeylist(std::vector<WaveFunctionType>& psi, std::uint32_t bits) {
 
 class GroundStateSearch {
  public:
-  GroundStateSearch(const OperatorType& H, ConvergenceSettingsType& settings,
+  GroundStateSearch(SearchOperator& H, ConvergenceSettingsType& settings,
                     const DeterminantRestrictionType& run, std::vector<WaveFunctionType>& psi)
-      : H_(H), settings_(settings), run_(run), psi_(psi), E_(psi.size(), 1e99), E2_(psi.size()) {}
+      : H_(H), settings_(settings), run_(run), psi_(psi), E_(psi.size(), 1e99), E2_(psi.size()) {
+    H_.Restrict(run_);
+  }
 
-  int Run() {
+  // random: nobody has solved anything yet, so that a bar that the states of psi meet means nothing.
+  int Run(bool random) {
     VerbosityPrintf(0x20000, "\nStarting function 1 to Npsi=%i in BlockGroundState\n\n", States());
     ResizeKeylist(psi_, KeylistBits(ElementCount(psi_[0]), 9, 2));
     EstimateScale();
@@ -50,26 +67,45 @@ class GroundStateSearch {
         "than %22.15E\n\n",
         States(), settings_.zero);
     for (std::uint32_t loop = 0; loop < MaxLoops; ++loop) {
-      if (ApplyH()) return 1;
-      if (loop == 0 && !QAnythingAllowed()) return StatusNothingAllowed;
+      if (ApplyH()) return StatusOutOfMemory;
+      if (loop == 0 && !RestrictBasis()) return StatusNothingAllowed;
       Measure();
       if (!std::isfinite(scale_))
         return Fail("Error in BlockGroundState: energies or variances are not finite numbers\n");
-      const bool converged = QConverged();
-      if (converged && !truncated_) return 0;
+      const bool converged = QConverged() && !truncated_;
+      if (converged && (loop > 0 || QGoodStart(random))) return 0;
+      if (!converged && QStandstill(loop)) return AfterTheLastLoop(MaxLoops - 1 - loop);
       const double shift = settings_.ShiftScheme == "None" ? 0.0 : PowerStep();
       VerbosityPrintf(2, "Outer loop %3i, Number of Determinants: %9i %9i last variance %22.15E\n", loop + 1,
                       ElementCount(psi_[0]), ElementCount(Hpsi_[0]), Variance(psi_.size() - 1));
       psi_ = std::move(Hpsi_);
-      if (SolveInside(shift)) return 1;
+      if (const int status = SolveInside(shift)) return status;
       BlockWaveFunctionTruncateBasis(psi_, settings_.epsilon);
     }
+    return NotConverged();
+  }
+
+  // After a search that converged. The bar counts from energy 0: levels that lie close together far from 0
+  // are still mixed when it is met. Where H stays within a small space, one dense solution gives them
+  // exactly.
+  void SolveClosedSpace() {
+    std::vector<WaveFunctionType> states;
+    if (ElementCount(Hpsi_[0]) > settings_.DenseBorder || !FitsInMemory([&] {
+          if (!QShortened() && !QSolved(ResidualOfExact)) states = ClosedSpace();
+        }) ||
+        states.empty() || BlockLanczosGroundStateConserveBasisDense(H_.H(), 0.0, states))
+      return;
+    psi_ = std::move(states);
+    BlockWaveFunctionTruncateBasis(psi_, settings_.epsilon);
+  }
+
+ private:
+  static int NotConverged() {
     return Fail(
         "\n\n\nError in BlockGroundState: Reached maximum number of Loops. The algorithm did NOT "
         "converge!\n\n\n\n");
   }
 
- private:
   int States() const { return static_cast<int>(psi_.size()); }
   double Variance(std::size_t i) const { return E2_[i] - E_[i] * E_[i]; }
 
@@ -78,7 +114,9 @@ class GroundStateSearch {
     if (ElementCount(psi_[0]) == 0) return;
     WaveFunctionType random = WaveFunctionInitCopyBasis(psi_[0]);
     WaveFunctionRandomize(random);
-    const double E = PsiHermitianOperatorPsi(H_, random);
+    // A small basis is left to the dense path, which needs no rows.
+    if (ElementCount(random) > settings_.DenseBorder) H_.Explore(random);
+    const double E = H_.Expectation(random);
     scale_ = E * E;
   }
 
@@ -92,20 +130,23 @@ class GroundStateSearch {
   }
 
   int ApplyH() {
-    const DeterminantRestrictionType* R = NRestrictions(run_) ? &run_ : nullptr;
-    while (!FitsInMemory([&] { Hpsi_ = BlockOperatorPsiSerial(H_, psi_, R); }))
-      if (GiveUpAccuracy()) return 1;
+    while (!FitsInMemory([&] { Hpsi_ = H_.Times(psi_); }))
+      if (!H_.Forget() && GiveUpAccuracy()) return 1;
     ResizeKeylist(Hpsi_, KeylistBits(ElementCount(Hpsi_[0]), 8, 1));
     return 0;
   }
 
-  // Whether H psi has a determinant that the restrictions allow; those of psi stay in its basis all the same.
-  bool QAnythingAllowed() const {
-    if (NRestrictions(run_) == 0) return true;
+  // Takes what the restrictions forbid out of the basis of H psi, where the determinants of psi are too.
+  // False when nothing is left.
+  bool RestrictBasis() {
+    const DeterminantRestrictionType& R = Restrictions();
+    if (NRestrictions(R) == 0) return true;
     const DeterminantBasis& basis = *Hpsi_[0].basis;
-    for (std::uint32_t i = 1; i <= basis.N; ++i)
-      if (QFulfillsRestrictions(run_, basis.keys.at(i))) return true;
-    return false;
+    std::uint32_t allowed = 0;
+    for (std::uint32_t i = 1; i <= basis.N; ++i) allowed += QFulfillsRestrictions(R, basis.keys.at(i));
+    inside_ = allowed == basis.N;
+    if (allowed > 0 && !inside_) BlockWaveFunctionRestrict(Hpsi_, R);
+    return allowed > 0;
   }
 
   void Measure() {
@@ -123,14 +164,86 @@ class GroundStateSearch {
     }
   }
 
+  bool QBelowBar() const {
+    const double threshold = scale_ * settings_.zero / States() + SmallestNormal;
+    for (std::size_t i = 0; i < psi_.size(); ++i)
+      if (!(Variance(i) <= threshold)) return false;
+    return true;
+  }
+
   // The scale keeps the sums of all passes, so the bar loosens with each of them.
   bool QConverged() const {
-    const double threshold = scale_ * settings_.zero / States() + SmallestNormal;
-    bool converged = true;
-    for (std::size_t i = 0; i < psi_.size(); ++i) converged = converged && Variance(i) <= threshold;
+    const bool converged = QBelowBar();
     VerbosityPrintf(256, "\n");
     VerbosityPrintf(0x10000000, "Converged %i\n", converged);
     return converged;
+  }
+
+  // Whether two passes in a row found what the pass before each of them had found. Truncation then takes away
+  // what H adds, or the bar lies below the rounding.
+  bool QStandstill(std::uint32_t loop) {
+    const Pass now = {double(ElementCount(psi_[0])), double(ElementCount(Hpsi_[0])), E_, E2_};
+    const auto same = [](double a, double b) { return std::fabs(a - b) <= NoChange * std::fabs(a); };
+    bool still = loop > 0 && !truncated_ && same(now.psi, last_.psi) && same(now.Hpsi, last_.Hpsi);
+    for (std::size_t i = 0; i < psi_.size() && still; ++i) {
+      const double V = Variance(i), Vlast = last_.E2[i] - last_.E[i] * last_.E[i], size = std::sqrt(E2_[i]);
+      still = std::fabs(V - Vlast) <= NoChange * std::fabs(V) + RoundingOfVariance * E2_[i] &&
+              std::fabs(E_[i] - last_.E[i]) * size <= NoChange * std::fabs(V) + RoundingOfVariance * E2_[i];
+    }
+    last_ = now;
+    standing_ = still ? standing_ + 1 : 0;
+    return standing_ >= 2;
+  }
+
+  // What the passes that are left would come to, each of them like this one: only the bar moves.
+  int AfterTheLastLoop(std::uint32_t left) {
+    VerbosityPrintf(2, "Nothing changes any more, the remaining %i outer loops are left out\n",
+                    static_cast<int>(left));
+    for (const double E2 : E2_) scale_ += left * E2;
+    return QBelowBar() ? 0 : NotConverged();
+  }
+
+  // Whether start functions that meet the bar may be the result.
+  bool QGoodStart(bool random) const { return inside_ && QOrthogonal() && (!random || QSolved(Rounding)); }
+
+  // Start functions of a script may be any: eigenstates of one energy have no variance, whatever their
+  // overlap.
+  bool QOrthogonal() const {
+    for (std::size_t i = 0; i < psi_.size(); ++i)
+      for (std::size_t j = 0; j < i; ++j)
+        if (Abs(WaveFunctionDotProductSameBasis(psi_[j], psi_[i])) > SmallOverlap) return false;
+    return true;
+  }
+
+  // Whether |H psi - E psi| is below that fraction of |H psi| for all states. Rounding hides smaller
+  // variances than this shows.
+  bool QSolved(double fraction) const {
+    for (std::size_t i = 0; i < psi_.size(); ++i) {
+      WaveFunctionType residual = Hpsi_[i];
+      WaveFunctionAddMultipliedConserveBasis(residual, psi_[i], -E_[i]);
+      if (WaveFunctionCalculateNorm(residual) > fraction * std::sqrt(E2_[i])) return false;
+    }
+    return true;
+  }
+
+  // Whether truncation took away what can be seen: the states are then meant to be short.
+  bool QShortened() const {
+    return std::any_of(psi_.begin(), psi_.end(), [](const WaveFunctionType& psi) {
+      const double norm = WaveFunctionCalculateNormSqr(psi);
+      return norm > 0 && std::fabs(norm - 1) > VisibleLoss;
+    });
+  }
+
+  const DeterminantRestrictionType& Restrictions() const {
+    return NRestrictions(run_) ? run_ : H_.H().Restrictions;
+  }
+
+  // As many states as psi, of any values, on all determinants that H and its powers reach; none when these
+  // are too many for the dense solver.
+  std::vector<WaveFunctionType> ClosedSpace() const {
+    WaveFunctionType space = Hpsi_[0];
+    if (!CloseUnder(H_.H(), Restrictions(), settings_.DenseBorder, space)) return {};
+    return std::vector<WaveFunctionType>(psi_.size(), space);
   }
 
   // Moves the wanted energies well below zero, so that Hpsi is one power step towards them. Gives the shift.
@@ -154,19 +267,25 @@ class GroundStateSearch {
       if (status == StatusNotFinite) return 1;
       Say("Run outof memory in BlockLanczosGroundStateConserveBasis, that's not good an no good solution is "
           "implemented\n");
-      if (GiveUpAccuracy()) return 1;
+      if (GiveUpAccuracy()) return StatusOutOfMemory;
       truncated_ = true;
     }
   }
 
-  const OperatorType& H_;
+  SearchOperator& H_;
   ConvergenceSettingsType& settings_;
   const DeterminantRestrictionType& run_;
   std::vector<WaveFunctionType>& psi_;
   std::vector<WaveFunctionType> Hpsi_;
   std::vector<double> E_, E2_;  // energies, and norms of H psi squared
   double scale_ = 0;
+  bool inside_ = true;      // no start function has determinants that the restrictions forbid
   bool truncated_ = false;  // the last pass had to truncate inside the solver
+  struct Pass {
+    double psi = 0, Hpsi = 0;  // numbers of determinants
+    std::vector<double> E, E2;
+  } last_;
+  std::uint32_t standing_ = 0;  // passes in a row that changed nothing
 };
 
 // The states of a block have one kind, on one basis.
@@ -183,16 +302,21 @@ int BlockGroundState(OperatorType& H, std::uint32_t N, ConvergenceSettingsType& 
                      std::vector<WaveFunctionType>& psi, std::uint32_t NBitsKey) {
   // As the first term it puts the determinants of a state first into the basis of its product.
   if (TermCount(H.l[0]) == 0) OperatorAddConstant(H, 0.0);
+  SearchOperator searched(H);
   VerbosityPrintf(0x10000000, "Start of BlockGroundState\n");
   if (NBitsKey != 0 && NRestrictions(start) != 0) {
     if (CreateStartingFunctions(H, N, start, psi, NBitsKey))
       return Fail("CreateStartingFunctions failed in BlockGroundState\n");
     // Whether it converged or not, its states are the start of the search that counts.
-    static_cast<void>(BlockGroundState(H, N, settings, start, start, psi, 0));
+    VerbosityPrintf(0x10000000, "Start of BlockGroundState\n");
+    if (!psi.empty()) static_cast<void>(GroundStateSearch(searched, settings, start, psi).Run(true));
   }
   if (psi.empty()) return 0;
   MakeUniform(psi);
-  return GroundStateSearch(H, settings, run, psi).Run();
+  GroundStateSearch search(searched, settings, run, psi);
+  const int status = search.Run(false);
+  if (status == 0) search.SolveClosedSpace();
+  return status;
 }
 
 }  // namespace fermix

@@ -2,10 +2,11 @@
 #include "solvers/krylov_basis.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
-#include <optional>
+#include <stdexcept>
 
 #include "core/operator_on_state.h"
 #include "core/operator_rows.h"
@@ -31,43 +32,50 @@ struct Accuracy {
 
 // --- Vectors on one numbering
 
-// Vector k has the value of determinant n at index n - 1, and zeros behind its end.
+// Vector k has the value of determinant n at index n - 1, and zeros behind its end. Its elements are listed
+// besides, in the order in which vectors with bases of their own would have them.
 template <class C, class T>
 class NumberedVectors {
  public:
   NumberedVectors(const OperatorType& H, const DeterminantRestrictionType* R, const WaveFunctionType& psi)
-      : numbering_(std::make_shared<DeterminantBasis>(Layout(psi))), H_(H, R, numbering_, MostBytesOfRows) {
-    WaveFunctionType start = psi;
-    if constexpr (IsComplex<T>) MakeComplexWaveFunctionFromReal(start);
-    scatter(NumberState<T>(*numbering_, start));
+      : numbering_(std::make_shared<DeterminantBasis>(Layout(psi), psi.basis->NBitsKey)),
+        H_(H, R, numbering_, MostBytesOfRows) {
+    NumberedState<T> start = NumberState<T>(*numbering_, psi);
+    scatter(start);
+    elements_ = std::move(start.number);
   }
 
   std::size_t size() const { return kept_.size(); }
   double norm() const { return Norm(w_.data(), w_.size()); }
   void scale(double factor) { Scale(w_.data(), factor, w_.size()); }
-  std::size_t count() const {
-    return static_cast<std::size_t>(std::count_if(w_.begin(), w_.end(), [](T x) { return x != T{}; }));
-  }
+  std::size_t count() const { return elements_.size(); }
   void truncate(double epsilon) {
-    for (T& x : w_)
-      if (!(Abs(x) > epsilon)) x = T{};
+    std::erase_if(elements_, [&](std::uint32_t number) {
+      T& x = w_[number - 1];
+      if (Abs(x) > epsilon) return false;
+      x = T{};
+      return true;
+    });
   }
-  void keep() { kept_.push_back(std::exchange(w_, {})); }
+  void keep() {
+    elements_.shrink_to_fit();
+    elementsOf_.push_back(std::exchange(elements_, {}));
+    kept_.push_back(std::exchange(w_, {}));
+  }
 
-  // The new vector becomes H times the last one kept.
+  // The new vector becomes H times the last one kept. It lists the elements of those kept as well, which
+  // orthogonalisation adds to it.
   void apply() {
-    NumberedState<T> last;
-    const LargeVector<T>& v = kept_.back();
-    for (std::size_t n = 0; n < v.size(); ++n)
-      if (v[n] != T{}) {
-        last.number.push_back(static_cast<std::uint32_t>(n + 1));
-        last.value.push_back(v[n]);
+    OrForgetRows(H_, [&] {
+      NumberedState<T> product = OperatorRowsMultiply(H_, stateOf(kept_.size() - 1), sums_);
+      scatter(product);
+      elements_ = std::move(product.number);
+      listElementsOfKept();
+      for (LargeVector<T>& k : kept_) {
+        k.reserve(w_.size());
+        k.resize(w_.size());
       }
-    scatter(OperatorRowsMultiply(H_, last, sums_));
-    for (LargeVector<T>& k : kept_) {
-      k.reserve(w_.size());
-      k.resize(w_.size());
-    }
+    });
   }
   double overlapWithLast() const { return Re(Dot(kept_.back().data(), w_.data(), w_.size())); }
   // Takes out of the new vector what lies along those kept; the sum of the squared overlaps.
@@ -87,17 +95,25 @@ class NumberedVectors {
     return sum;
   }
 
-  StateRows take() {
+  // All vectors, which are released one by one.
+  void take(StateRows& states) {
     const std::uint32_t N = numbering_->N;
-    StateRows result{numbering_,
-                     InitCompactMatrix(static_cast<std::uint32_t>(kept_.size()), N, IsComplex<T>)};
-    auto to = std::get<std::vector<T>>(result.rows.Data).begin();
+    OrForgetRows(H_, [&] {
+      states = {numbering_, InitCompactMatrix(static_cast<std::uint32_t>(kept_.size()), N, IsComplex<T>)};
+    });
+    auto to = std::get<std::vector<T>>(states.rows.Data).begin();
     for (LargeVector<T>& v : kept_) {
       std::copy(v.begin(), v.end(), to);
       to += N;
       v = {};
     }
-    return result;
+  }
+  void take(std::vector<WaveFunctionType>& states) {
+    for (std::size_t k = 0; k < kept_.size(); ++k) {
+      OrForgetRows(H_, [&] { states.push_back(StateOfNumbers(*numbering_, stateOf(k))); });
+      kept_[k] = {};
+      elementsOf_[k] = {};
+    }
   }
 
  private:
@@ -106,6 +122,24 @@ class NumberedVectors {
   void scatter(const NumberedState<T>& x) {
     w_.assign(numbering_->N, T{});
     for (std::size_t i = 0; i < x.number.size(); ++i) w_[x.number[i] - 1] = x.value[i];
+  }
+  NumberedState<T> stateOf(std::size_t k) const {
+    NumberedState<T> state{elementsOf_[k], {}};
+    state.value.reserve(state.number.size());
+    for (const std::uint32_t number : state.number) state.value.push_back(kept_[k][number - 1]);
+    return state;
+  }
+  // Sums with states append what is new from the last element to the first.
+  void listElementsOfKept() {
+    std::vector<bool> listed(numbering_->N + std::size_t{1});
+    for (const std::uint32_t number : elements_) listed[number] = true;
+    for (std::size_t k = kept_.size(); k-- > 0 && elements_.size() < numbering_->N;)
+      for (std::size_t e = elementsOf_[k].size(); e-- > 0;) {
+        const std::uint32_t number = elementsOf_[k][e];
+        if (listed[number]) continue;
+        listed[number] = true;
+        elements_.push_back(number);
+      }
   }
   std::vector<T> overlaps() {
     pointers_.clear();
@@ -119,11 +153,34 @@ class NumberedVectors {
   OperatorRows<C> H_;
   NumberedSums<T> sums_;
   std::vector<LargeVector<T>> kept_;
+  std::vector<NumberedList> elementsOf_;  // of each vector kept
   LargeVector<T> w_;
+  NumberedList elements_;
   std::vector<const T*> pointers_;
 };
 
 // --- Vectors with bases of their own, which truncation makes smaller when memory runs out
+
+template <class T>
+void FillRow(const WaveFunctionType& psi, const DeterminantBasis& basis, T* row) {
+  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
+    row[BasisFind(basis, ElementKey(psi, i)) - 1] = ToKind<T>(ElementValue(psi, i));
+}
+
+// All states on the union of their bases.
+StateRows GatherStateRows(const std::vector<WaveFunctionType>& states, const KeyLayout& layout) {
+  StateRows result{std::make_shared<DeterminantBasis>(layout), {}};
+  bool complex = false;
+  for (const WaveFunctionType& psi : states) {
+    complex = complex || QComplex(psi);
+    for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) BasisAdd(*result.basis, ElementKey(psi, i));
+  }
+  const std::uint32_t N = result.basis->N;
+  result.rows = InitCompactMatrix(static_cast<std::uint32_t>(states.size()), N, complex);
+  for (std::size_t k = 0; k < states.size(); ++k)
+    std::visit([&](auto& data) { FillRow(states[k], *result.basis, data.data() + k * N); }, result.rows.Data);
+  return result;
+}
 
 class SeparateVectors {
  public:
@@ -169,7 +226,14 @@ class SeparateVectors {
     return sum;
   }
 
-  StateRows take() { return GatherStateRows(std::move(kept_), H_.layout); }
+  void take(std::vector<WaveFunctionType>& states) { states = std::move(kept_); }
+  // On the union of their bases.
+  void take(StateRows& states) {
+    while (!FitsInMemory([&] { states = GatherStateRows(kept_, H_.layout); })) {
+      LooseAccuracy("GatherStateRows");
+      if (!TruncateKept()) EndOfMemory();
+    }
+  }
 
  private:
   static void Truncate(WaveFunctionType& psi, double epsilon) {
@@ -253,6 +317,8 @@ void KeepKrylovVectors(Vectors& vectors, Accuracy& accuracy, TriDiagonalMatrixTy
     vectors.removeOverlaps();
     vectors.removeOverlaps();
     M.b[i] = Normalize(vectors);
+    if (!std::isfinite(M.b[i]))
+      throw std::overflow_error("LanczosTriDiagonalizeKrylov called with an operator that is too large\n");
     if (M.b[i] < NormFloor || !QNewDirection(vectors, accuracy.epsilon)) break;
     const double b2 = M.b[i] * M.b[i];
     accuracy.error *= b2 / (DBL_EPSILON * M.a[i] * M.a[i] + b2 + DBL_MIN);
@@ -267,54 +333,42 @@ void KeepKrylovVectors(Vectors& vectors, Accuracy& accuracy, TriDiagonalMatrixTy
   std::fflush(stdout);
 }
 
-template <class C, class T>
-StateRows NumberedKrylovBasis(const OperatorType& H, const WaveFunctionType& psi,
-                              const DeterminantRestrictionType* R, double epsilon, TriDiagonalMatrixType& M) {
+template <class C, class T, class States>
+void OnOneNumbering(const OperatorType& H, const WaveFunctionType& psi, const DeterminantRestrictionType* R,
+                    double epsilon, KrylovSpace<States>& K) {
   NumberedVectors<C, T> vectors(H, R, psi);
   Accuracy accuracy{epsilon};
-  KeepKrylovVectors(vectors, accuracy, M);
-  return vectors.take();
+  KeepKrylovVectors(vectors, accuracy, K.chain);
+  vectors.take(K.states);
 }
 
-template <class T>
-void FillRow(const WaveFunctionType& psi, const DeterminantBasis& basis, T* row) {
-  for (std::uint32_t i = 1; i <= ElementCount(psi); ++i)
-    row[BasisFind(basis, ElementKey(psi, i)) - 1] = ToKind<T>(ElementValue(psi, i));
+template <class States>
+KrylovSpace<States> Krylov(const OperatorType& H, const DeterminantRestrictionType* R,
+                           const WaveFunctionType& psi, const LanczosSettings& settings) {
+  assert(settings.length > 0);
+  KrylovSpace<States> K{{}, InitTriDiagonalMatrix(settings.length)};
+  const auto numbered = QComplex(H) != 0 ? OnOneNumbering<Complex16, Complex16, States>
+                        : QComplex(psi)  ? OnOneNumbering<double, Complex16, States>
+                                         : OnOneNumbering<double, double, States>;
+  if (settings.shareRows && FitsInMemory([&] { numbered(H, psi, R, settings.epsilon, K); })) return K;
+  K = {{}, InitTriDiagonalMatrix(settings.length)};
+  Accuracy accuracy{settings.epsilon};
+  SeparateVectors vectors(H, R, psi, settings.length, accuracy);
+  KeepKrylovVectors(vectors, accuracy, K.chain);
+  vectors.take(K.states);
+  return K;
 }
 
 }  // namespace
 
-StateRows GatherStateRows(std::vector<WaveFunctionType> states, const KeyLayout& layout) {
-  StateRows result{std::make_shared<DeterminantBasis>(layout), {}};
-  bool complex = false;
-  for (const WaveFunctionType& psi : states) {
-    complex = complex || QComplex(psi);
-    for (std::uint32_t i = 1; i <= ElementCount(psi); ++i) BasisAdd(*result.basis, ElementKey(psi, i));
-  }
-  const std::uint32_t N = result.basis->N;
-  result.rows = InitCompactMatrix(static_cast<std::uint32_t>(states.size()), N, complex);
-  for (std::size_t k = 0; k < states.size(); ++k) {
-    std::visit([&](auto& data) { FillRow(states[k], *result.basis, data.data() + k * N); }, result.rows.Data);
-    states[k] = WaveFunctionType();
-  }
-  return result;
-}
-
 KrylovBasis LanczosTriDiagonalizeKrylov(const OperatorType& H, const DeterminantRestrictionType* R,
                                         const WaveFunctionType& psi, const LanczosSettings& settings) {
-  KrylovBasis K{GatherStateRows({}, Layout(psi)), InitTriDiagonalMatrix(settings.length)};
-  if (settings.length == 0) return K;
-  const auto numbered = QComplex(H) != 0 ? NumberedKrylovBasis<Complex16, Complex16>
-                        : QComplex(psi)  ? NumberedKrylovBasis<double, Complex16>
-                                         : NumberedKrylovBasis<double, double>;
-  if (settings.shareRows && FitsInMemory([&] { K.states = numbered(H, psi, R, settings.epsilon, K.chain); }))
-    return K;
-  K.chain = InitTriDiagonalMatrix(settings.length);
-  Accuracy accuracy{settings.epsilon};
-  SeparateVectors vectors(H, R, psi, settings.length, accuracy);
-  KeepKrylovVectors(vectors, accuracy, K.chain);
-  K.states = vectors.take();
-  return K;
+  return Krylov<StateRows>(H, R, psi, settings);
+}
+
+KrylovStates LanczosKrylovStates(const OperatorType& H, const DeterminantRestrictionType* R,
+                                 const WaveFunctionType& psi, const LanczosSettings& settings) {
+  return Krylov<std::vector<WaveFunctionType>>(H, R, psi, settings);
 }
 
 }  // namespace fermix

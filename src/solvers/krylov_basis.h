@@ -16,23 +16,26 @@ struct StateRows {
 // Orthonormal Krylov states in the order in which they arose, and H on them. A chain that closes early,
 // because orthogonalisation leaves nothing new, ends there: it has as many levels as there are states. b[0]
 // is the norm of the start state.
-struct KrylovBasis {
-  StateRows states;
+template <class States>
+struct KrylovSpace {
+  States states;
   TriDiagonalMatrixType chain;
 };
+using KrylovBasis = KrylovSpace<StateRows>;
+// Each state on a basis of its own, elements in the order in which they arose.
+using KrylovStates = KrylovSpace<std::vector<WaveFunctionType>>;
 
-// The Krylov basis of psi, whose squared norm is finite, with at most settings.length states. The width plays
-// no part. epsilon is also the squared overlap with earlier states up to which a new one counts as
+// The Krylov space of psi, whose squared norm is finite, with at most settings.length >= 1 states. The width
+// plays no part. epsilon is also the squared overlap with earlier states up to which a new one counts as
 // orthogonal.
 //
-// States are vectors on one numbering, and H is remembered rows, where memory has room for them; where it has
-// not, states have bases of their own and H goes term by term: the same up to rounding, slower. R:
-// restrictions of what H makes; null takes those of H. psi is taken as it is. Ends the process when memory
-// runs out and nothing is left that could be truncated.
+// States are vectors on one numbering where memory has room for them, and rows of H are remembered as far as
+// it has; elsewhere states have bases of their own and H goes term by term: the same up to rounding, slower.
+// R: restrictions of what H makes; null takes those of H. psi is taken as it is. Ends the process when memory
+// runs out and nothing is left that could be truncated. Throws overflow_error when H psi has no finite norm.
 KrylovBasis LanczosTriDiagonalizeKrylov(const OperatorType& H, const DeterminantRestrictionType* R,
                                         const WaveFunctionType& psi, const LanczosSettings& settings);
-
-// All states, which are released one by one, on the union of their bases.
-StateRows GatherStateRows(std::vector<WaveFunctionType> states, const KeyLayout& layout);
+KrylovStates LanczosKrylovStates(const OperatorType& H, const DeterminantRestrictionType* R,
+                                 const WaveFunctionType& psi, const LanczosSettings& settings);
 
 }  // namespace fermix

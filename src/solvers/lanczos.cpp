@@ -146,7 +146,7 @@ LanczosRun RunAlone(const CompiledOperator& H, WaveFunctionType psi, const Lancz
   return run;
 }
 
-// How many states from first on go together: 1, 2, or as many as fill a panel, all of one kind.
+// How many states from first on can go together: as many as fill a panel, all of one kind.
 std::size_t GroupSize(const std::vector<WaveFunctionType>& starts, std::size_t first, bool complexH) {
   const auto complex = [&](std::size_t s) { return complexH || QComplex(starts[s]); };
   std::size_t end = first;
@@ -155,7 +155,7 @@ std::size_t GroupSize(const std::vector<WaveFunctionType>& starts, std::size_t f
   return end - first;
 }
 
-// Chains of the states done .. of starts; stops where rows don't fit or don't pay. Frees the states done.
+// Chains of the states done .. of starts; stops where vectors don't fit or don't pay. Frees the states done.
 template <class C>
 void RunTogether(const OperatorType& H, const DeterminantRestrictionType& R,
                  std::vector<WaveFunctionType>& starts, const LanczosSettings& settings,
@@ -165,12 +165,15 @@ void RunTogether(const OperatorType& H, const DeterminantRestrictionType& R,
   while (done < starts.size()) {
     const std::size_t count = std::min(most, GroupSize(starts, done, IsComplex<C>));
     const bool complex = IsComplex<C> || QComplex(starts[done]);
-    if (PanelLanczos(rows, &starts[done], count, complex, settings, &runs[done])) {
+    bool worthIt = false;
+    if (FitsInMemory(
+            [&] { worthIt = PanelLanczos(rows, &starts[done], count, complex, settings, &runs[done]); })) {
+      if (!worthIt) return;
       for (const std::size_t end = done + count; done < end; ++done) starts[done] = WaveFunctionType();
-    } else if (count > 1 && rows.limit != 0) {
-      most = 1;  // one state alone needs less room
     } else {
-      return;
+      if (count == 1) return;
+      most = count / 2;
+      rows.limit = SIZE_MAX;  // fewer states need less room
     }
   }
 }

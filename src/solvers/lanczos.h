@@ -26,11 +26,11 @@ struct LanczosRun {
 };
 
 // A chain for each start state. Three vectors, no reorthogonalisation, no early stop: a chain that closes
-// goes on with zeros. All states share the rows of H while memory has room for them; where it has not, or
-// where truncation leaves little of what H reaches, each state goes its own way, term by term: the same
-// chains up to rounding, slower. R: restrictions of all vectors; the start states are taken as they are. Null
-// takes those of H, and restricts the start states first. Ends the process when memory runs out and nothing
-// is left that could be truncated.
+// goes on with zeros. All states share the rows of H; those that memory has no room for are worked out for
+// each product. Where the vectors have no room either, or truncation leaves little of what H reaches, each
+// state goes its own way, term by term: the same chains up to rounding, slower. R: restrictions of all
+// vectors; the start states are taken as they are. Null takes those of H, and restricts the start states
+// first. Ends the process when memory runs out and nothing is left that could be truncated.
 std::vector<LanczosRun> LanczosTriDiagonalize(const OperatorType& H, const DeterminantRestrictionType* R,
                                               std::vector<WaveFunctionType> starts,
                                               const LanczosSettings& settings);

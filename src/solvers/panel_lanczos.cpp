@@ -32,7 +32,7 @@ class SideBySide {
       forms_.push_back({"RCM"[H.compiled.kind], QComplex(starts[s]) || H.compiled.kind ? 'C' : 'R'});
     }
     v_[0].columns = static_cast<std::uint32_t>(std::bit_ceil(count) * parts_);
-    for (std::size_t s = 0; s < count_; ++s) Place(starts[s], s);
+    for (std::size_t s = 0; s < count_; ++s) OrForgetRows(H_, [&] { Place(starts[s], s); });
   }
 
   // False when the numbering is not worth its memory.
@@ -108,7 +108,7 @@ class SideBySide {
       error_[s] = NextError(error_[s], b[s], settings_.width);
     }
     Multiply(vi, next, left);
-    ExtendPanel(before, Numbers(next));
+    OrForgetRows(H_, [&] { ExtendPanel(before, Numbers(next)); });
     const StateValues a =
         Sums(PanelDotAndSubtract(next, vi, Columns([&](std::size_t s) { return b[s]; }), before));
     const StateValues squares = Sums(left.squares);
@@ -128,7 +128,7 @@ class SideBySide {
       y.columns = x.columns;
       y.value.assign(x.value.size(), 0);
     } else {
-      OperatorRowsMultiplyPanel(H_, x, y);
+      OrForgetRows(H_, [&] { OperatorRowsMultiplyPanel(H_, x, y); });
     }
     if (!(GlobalVerbosity & ProgressMask)) return;
     const ColumnValues sizes = PanelCount(y, parts_ == 2);
@@ -181,10 +181,7 @@ class SideBySide {
 template <class C>
 bool PanelLanczos(OperatorRows<C>& H, const WaveFunctionType* starts, std::size_t count, bool complex,
                   const LanczosSettings& settings, LanczosRun* runs) {
-  bool worthIt = false;
-  const bool fits =
-      FitsInMemory([&] { worthIt = SideBySide<C>(H, starts, count, complex, settings, runs).Run(); });
-  return fits && worthIt;
+  return SideBySide<C>(H, starts, count, complex, settings, runs).Run();
 }
 
 template bool PanelLanczos(OperatorRows<double>&, const WaveFunctionType*, std::size_t, bool,

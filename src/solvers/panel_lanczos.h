@@ -11,8 +11,9 @@ constexpr std::size_t PanelStates(bool complex) { return complex ? 4 : 8; }
 
 // Chains of start states as LanczosTriDiagonalize makes them, on the rows and the numbering of H, which grow.
 // count: 1, 2, or up to PanelStates(complex); complex: as one of the states or H is.
-// False when there is no memory, or when so much is truncated that states cover only a small part of the
-// numbering, so that going on without it costs less; nothing has been printed then.
+// Rows make room for vectors when memory runs out; throws bad_alloc when there are no more. False when so
+// much is truncated that states cover only a small part of the numbering, so that going on without it costs
+// less. Nothing has been printed in both cases.
 template <class C>
 [[nodiscard]] bool PanelLanczos(OperatorRows<C>& H, const WaveFunctionType* starts, std::size_t count,
                                 bool complex, const LanczosSettings& settings, LanczosRun* runs);

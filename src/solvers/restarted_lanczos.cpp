@@ -1,8 +1,10 @@
 #include "solvers/restarted_lanczos.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 #include "host/base/allocator.h"
 #include "host/base/status.h"
@@ -23,7 +25,7 @@ constexpr std::uint32_t FruitlessRestarts = 10;
 template <class T>
 class BlockLanczos {
  public:
-  BlockLanczos(const FixedBasisOperator<T>& H, double shift, std::vector<std::vector<T>>& v, std::uint32_t N,
+  BlockLanczos(const FixedBasisOperator<T>& H, double shift, std::vector<WorkVector<T>>& v, std::uint32_t N,
                const ConvergenceSettingsType& settings)
       : H_(H), shift_(shift), v_(v), n_(H.N), N_(N), settings_(settings) {
     // Records behind the last are never touched, whatever the settings ask for.
@@ -54,7 +56,7 @@ class BlockLanczos {
       StopWhenFruitless();
     }
     v_.resize(N_);
-    NormalizeSingleState();
+    Orthonormalize();
     return KrylovStatus::Done;
   }
 
@@ -65,7 +67,9 @@ class BlockLanczos {
     locked_.clear();
     width_ = N_;
     residual_ = 0;
-    estimate_.Start();
+    nextNorm_ = -1;
+    deflated_ = false;
+    estimate_.Start(N_);
   }
 
   void BuildKrylovSpace() {
@@ -73,6 +77,7 @@ class BlockLanczos {
       if (j == N_ + 1)
         VerbosityPrintf(2, "  Restart loop %i with a Krylov basis of %i and a full basis of %i\n", restart_,
                         M_, static_cast<int>(n_));
+      if (!deflated_) OrthogonalizeWhenDue(j);
       const double norm = DeflateAt(j);
       finite_ = finite_ && std::isfinite(norm);
       if (finished_ || !finite_) return;
@@ -84,7 +89,7 @@ class BlockLanczos {
 
   // Takes vanished vectors out of the block at level j; gives the norm of the first that has not vanished.
   double DeflateAt(std::uint32_t j) {
-    double norm = Norm(v_[j].data(), n_);
+    double norm = NormOfNext(j);
     // As many orthonormal vectors as determinants: whatever comes next is rounding.
     while (j >= n_ || TimeToDeflateInBlockLanczosKrylov(norm, settings_.zero, j, width_, krylov_, restart_)) {
       if constexpr (IsComplex<T>) {
@@ -103,9 +108,24 @@ class BlockLanczos {
       }
       std::rotate(v_.begin() + j, v_.begin() + j + 1, v_.begin() + j + width_);
       --width_;
-      norm = Norm(v_[j].data(), n_);
+      if (!std::exchange(deflated_, true))
+        for (std::uint32_t k = j; k < j + width_; ++k) Reorthogonalize(j, v_[k]);
+      norm = NormOfNext(j);
     }
     return norm;
+  }
+
+  double NormOfNext(std::uint32_t j) {
+    const double known = std::exchange(nextNorm_, -1);
+    return known < 0 ? Norm(v_[j].data(), n_) : known;
+  }
+
+  // A vector pays for all earlier ones only when the estimate asks for it.
+  void OrthogonalizeWhenDue(std::uint32_t j) {
+    nextNorm_ = NormOfNext(j);
+    if (!estimate_.QOrthogonalize(krylov_, j, nextNorm_)) return;
+    Reorthogonalize(j, v_[j]);
+    nextNorm_ = -1;
   }
 
   void NormalizeBlockVector(std::uint32_t j, double norm) {
@@ -122,13 +142,15 @@ class BlockLanczos {
     }
   }
 
-  // v[j + width] = H v[j], orthogonal to all that went before.
+  // v[j + width] = H v[j], orthogonal to what the recurrence takes it from, and where the estimate has ended
+  // to all that went before.
   void Expand(std::uint32_t j) {
-    std::vector<T>& w = v_[j + width_];
-    FixedBasisOperatorMultiply(H_, shift_, v_[j].data(), w.data());
-    krylov_(j, j) = Dot(v_[j].data(), w.data(), n_);
-    for (std::uint32_t i = j > width_ ? j - width_ : 0; i < j; ++i) krylov_(i, j) = Conj(krylov_(j, i));
-    SubtractRange(j > width_ ? j - width_ : 0, j, &krylov_(0, j), w);
+    WorkVector<T>& w = v_[j + width_];
+    krylov_(j, j) = FixedBasisOperatorMultiply(H_, shift_, v_[j].data(), w.data());
+    finite_ = finite_ && std::isfinite(Re(krylov_(j, j)));
+    const std::uint32_t first = j > width_ ? j - width_ : 0;
+    for (std::uint32_t i = first; i < j; ++i) krylov_(i, j) = Conj(krylov_(j, i));
+    const double norm = SubtractRange(first, j, &krylov_(0, j), w);
     // Locked vectors have left the block, yet H still couples to them.
     for (const std::uint32_t l : locked_) {
       const T d = Dot(v_[l].data(), w.data(), n_);
@@ -136,42 +158,56 @@ class BlockLanczos {
       krylov_(j, l) = Conj(d);
       Subtract(v_[l], d, w);
     }
-    Reorthogonalize(FirstToReorthogonalize(j, w), j, w);
+    if (deflated_)
+      Reorthogonalize(j + 1, w);
+    else
+      TidyOverlaps(norm, w);
     if (j < N_) residual_ = std::max(residual_, Norm(w.data(), n_));
-    finite_ = finite_ && std::isfinite(Re(krylov_(j, j)));
   }
 
-  // A single state pays for all earlier vectors only when the estimate asks for it, and for the last two each
-  // time. A block pays always.
-  std::uint32_t FirstToReorthogonalize(std::uint32_t j, const std::vector<T>& w) {
-    if (N_ > 1) return 0;
-    const double below = j ? Re(krylov_(j, j - 1)) : 0;
-    if (estimate_.QOrthogonalize(Re(krylov_(j, j)), below, Norm(w.data(), n_))) return 0;
-    return j ? j - 1 : 0;
+  // What is left in w, of that norm, of the vectors that it was freed from: taken out unless it is mere
+  // rounding.
+  void TidyOverlaps(double norm, WorkVector<T>& w) {
+    double size = norm;
+    for (const T& factor : factors_) size += Abs(factor);
+    if (std::any_of(overlaps_.begin(), overlaps_.end(),
+                    [=](const T& d) { return !(Abs(d) <= DBL_EPSILON * size); }))
+      SubtractOverlaps(w);
+    else if (width_ == 1)
+      nextNorm_ = norm;  // nothing else happens to the next vector
   }
 
-  // What rounding left of v[first .. j] in w, subtracted in one sweep over all of them: their overlaps are of
-  // the order of the rounding, so that it makes no difference that all are taken from the same w.
-  void Reorthogonalize(std::uint32_t first, std::uint32_t j, std::vector<T>& w) {
-    Point(first, j);
+  // What rounding left of v[0 .. count - 1] in w, subtracted in one sweep over all of them: their overlaps
+  // are small, so that it makes no difference that all are taken from the same w.
+  void Reorthogonalize(std::uint32_t count, WorkVector<T>& w) {
+    if (count == 0) return;
+    Point(0, count - 1);
     overlaps_.resize(pointers_.size());
     DotEach(pointers_.data(), pointers_.size(), w.data(), n_, overlaps_.data());
+    SubtractOverlaps(w);
+  }
+
+  // Of the vectors that pointers_ names.
+  void SubtractOverlaps(WorkVector<T>& w) {
     for (T& d : overlaps_) d = -d;
     AddEach(pointers_.data(), pointers_.size(), overlaps_.data(), w.data(), n_);
   }
 
-  void Subtract(const std::vector<T>& from, T factor, std::vector<T>& w) {
+  void Subtract(const WorkVector<T>& from, T factor, WorkVector<T>& w) {
     const T* pointer = from.data();
     const T minus = -factor;
     AddEach(&pointer, 1, &minus, w.data(), n_);
   }
 
-  // w -= sum over i = first .. last of factor[i] v[i]
-  void SubtractRange(std::uint32_t first, std::uint32_t last, const T* factor, std::vector<T>& w) {
+  // w -= sum over i = first .. last of factor[i] v[i]; overlaps_ = what is left of them in w. Gives the norm
+  // of w.
+  double SubtractRange(std::uint32_t first, std::uint32_t last, const T* factor, WorkVector<T>& w) {
     Point(first, last);
-    overlaps_.clear();
-    for (std::uint32_t i = first; i <= last; ++i) overlaps_.push_back(-factor[i]);
-    AddEach(pointers_.data(), pointers_.size(), overlaps_.data(), w.data(), n_);
+    factors_.clear();
+    for (std::uint32_t i = first; i <= last; ++i) factors_.push_back(-factor[i]);
+    overlaps_.resize(pointers_.size());
+    return std::sqrt(
+        AddAndDotEach(pointers_.data(), pointers_.size(), factors_.data(), w.data(), n_, overlaps_.data()));
   }
 
   void Point(std::uint32_t first, std::uint32_t last) {
@@ -217,11 +253,14 @@ class BlockLanczos {
     for (std::uint32_t i = 0; i < N_; ++i) v_[i].swap(v_[M_ + i]);
   }
 
-  // The norm of a sum of Lanczos vectors is as accurate as their orthogonality, which may be an estimate's.
-  void NormalizeSingleState() {
-    if (N_ > 1) return;
-    const double norm = Norm(v_[0].data(), n_);
-    if (norm > 0) Scale(v_[0].data(), 1 / norm, n_);
+  // Sums of Lanczos vectors are as orthonormal as these, which may be an estimate's.
+  void Orthonormalize() {
+    for (std::uint32_t i = 0; i < N_; ++i) {
+      const double norm = Norm(v_[i].data(), n_);
+      if (!(norm > 0)) continue;
+      Scale(v_[i].data(), 1 / norm, n_);
+      for (std::uint32_t k = i + 1; k < N_; ++k) Subtract(v_[i], Dot(v_[i].data(), v_[k].data(), n_), v_[k]);
+    }
   }
 
   void Grow() {
@@ -257,7 +296,7 @@ class BlockLanczos {
 
   const FixedBasisOperator<T>& H_;
   double shift_;
-  std::vector<std::vector<T>>& v_;
+  std::vector<WorkVector<T>>& v_;
   std::size_t n_;              // determinants
   std::uint32_t N_, M_ = 0;    // states; Krylov dimension
   std::uint32_t width_ = 0;    // of the block now
@@ -267,12 +306,14 @@ class BlockLanczos {
   KrylovMatrix<T> krylov_;
   std::vector<double> values_;
   std::vector<std::uint32_t> locked_;
-  OrthogonalityEstimate estimate_;
+  OrthogonalityEstimate<T> estimate_;
+  bool deflated_ = false;  // in this restart: the estimate knows blocks of one width
+  double nextNorm_ = -1;   // of the next vector, if it is known
   double residual_ = 0, best_ = INFINITY;
   std::uint32_t fruitless_ = 0;
   // Scratch.
   std::vector<const T*> pointers_;
-  std::vector<T> overlaps_;
+  std::vector<T> factors_, overlaps_;
 };
 
 }  // namespace
@@ -304,7 +345,7 @@ bool TimeToDeflateInBlockLanczosKrylov(double norm, double zero, std::uint32_t l
 
 template <class T>
 KrylovStatus RestartedBlockLanczos(const FixedBasisOperator<T>& H, double shift,
-                                   std::vector<std::vector<T>>& v, std::uint32_t N,
+                                   std::vector<WorkVector<T>>& v, std::uint32_t N,
                                    const ConvergenceSettingsType& settings) {
   if (N == 0 || v.size() < 2 * std::size_t{N}) return KrylovStatus::Done;
   return BlockLanczos<T>(H, shift, v, N, settings).Run();
@@ -315,10 +356,10 @@ template bool TimeToDeflateInBlockLanczosKrylov(double, double, std::uint32_t, s
 template bool TimeToDeflateInBlockLanczosKrylov(double, double, std::uint32_t, std::uint32_t,
                                                 const KrylovMatrix<Complex16>&, std::uint32_t);
 template KrylovStatus RestartedBlockLanczos(const FixedBasisOperator<double>&, double,
-                                            std::vector<std::vector<double>>&, std::uint32_t,
+                                            std::vector<WorkVector<double>>&, std::uint32_t,
                                             const ConvergenceSettingsType&);
 template KrylovStatus RestartedBlockLanczos(const FixedBasisOperator<Complex16>&, double,
-                                            std::vector<std::vector<Complex16>>&, std::uint32_t,
+                                            std::vector<WorkVector<Complex16>>&, std::uint32_t,
                                             const ConvergenceSettingsType&);
 
 }  // namespace fermix

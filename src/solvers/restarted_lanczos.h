@@ -10,18 +10,9 @@
 
 #include "solvers/convergence_settings.h"
 #include "solvers/fixed_basis_operator.h"
+#include "solvers/krylov_matrix.h"
 
 namespace fermix {
-
-// H in the Krylov space: a square matrix that grows with the restarts. Column-major, so that LAPACK reads it
-// as it stands; element (i, j) = <v_i|H|v_j>.
-template <class T>
-struct KrylovMatrix {
-  std::uint32_t size = 0;
-  std::vector<T> data;
-  T& operator()(std::uint32_t i, std::uint32_t j) { return data[std::size_t{j} * size + i]; }
-  const T& operator()(std::uint32_t i, std::uint32_t j) const { return data[std::size_t{j} * size + i]; }
-};
 
 // True when the block vector at level, of that norm, has vanished against the scale of H, which is read from
 // the first level diagonal elements. A Ritz vector of a later restart shrinks the block only when it is
@@ -49,7 +40,7 @@ enum class KrylovStatus { Done, OutOfMemory, NotFinite };
 // states are then as good as the arithmetic allows.
 template <class T>
 [[nodiscard]] KrylovStatus RestartedBlockLanczos(const FixedBasisOperator<T>& H, double shift,
-                                                 std::vector<std::vector<T>>& v, std::uint32_t N,
+                                                 std::vector<WorkVector<T>>& v, std::uint32_t N,
                                                  const ConvergenceSettingsType& settings);
 
 }  // namespace fermix

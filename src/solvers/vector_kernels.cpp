@@ -66,10 +66,66 @@ void ForEachChunk(std::size_t n, F&& f) {
   for (std::size_t first = 0; first < n; first += Chunk) f(first, std::min(Chunk, n - first));
 }
 
+const double* Doubles(const double* a) { return a; }
 const double* Doubles(const Complex16* a) { return reinterpret_cast<const double*>(a); }
 double* Doubles(Complex16* a) { return reinterpret_cast<double*>(a); }
 
+// Parts of vectors, in doubles: first is where the part begins, n its length.
+double PartDot(const double* v, const double* w, std::size_t first, std::size_t n) {
+  return ChunkDot(v + first, w + first, n);
+}
+
+Complex16 PartDot(const Complex16* v, const Complex16* w, std::size_t first, std::size_t n) {
+  const double *a = Doubles(v) + first, *b = Doubles(w) + first;
+  return {ChunkDot(a, b, n), ChunkDotIm(a, b, n)};
+}
+
+void PartAddEach(const double* const* v, std::size_t count, const double* c, double* w, std::size_t first,
+                 std::size_t n) {
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4) ChunkAddFour(v + i, first, c + i, w + first, n);
+  for (; i < count; ++i) ChunkAdd(v[i] + first, c[i], w + first, n);
+}
+
+void PartAddEach(const Complex16* const* v, std::size_t count, const Complex16* c, Complex16* w,
+                 std::size_t first, std::size_t n) {
+  for (std::size_t i = 0; i < count; ++i)
+    ChunkAddComplex(Doubles(v[i]) + first, c[i].re, c[i].im, Doubles(w) + first, n);
+}
+
+template <class T>
+constexpr std::size_t InDoubles(std::size_t n) {
+  return n * (sizeof(T) / sizeof(double));
+}
+
 }  // namespace
+
+template <class T>
+void DotEach(const T* const* v, std::size_t count, const T* w, std::size_t n, T* d) {
+  std::fill_n(d, count, T{});
+  ForEachChunk(InDoubles<T>(n), [&](std::size_t first, std::size_t part) {
+    for (std::size_t i = 0; i < count; ++i) d[i] += PartDot(v[i], w, first, part);
+  });
+}
+
+template <class T>
+void AddEach(const T* const* v, std::size_t count, const T* c, T* w, std::size_t n) {
+  ForEachChunk(InDoubles<T>(n),
+               [&](std::size_t first, std::size_t part) { PartAddEach(v, count, c, w, first, part); });
+}
+
+template <class T>
+double AddAndDotEach(const T* const* v, std::size_t count, const T* c, T* w, std::size_t n, T* d) {
+  double normSqr = 0;
+  std::fill_n(d, count, T{});
+  ForEachChunk(InDoubles<T>(n), [&](std::size_t first, std::size_t part) {
+    PartAddEach(v, count, c, w, first, part);
+    for (std::size_t i = 0; i < count; ++i) d[i] += PartDot(v[i], w, first, part);
+    const double* sum = Doubles(w) + first;
+    normSqr += ChunkDot(sum, sum, part);
+  });
+  return normSqr;
+}
 
 double Dot(const double* a, const double* b, std::size_t n) {
   double d;
@@ -91,37 +147,13 @@ void Scale(double* y, double factor, std::size_t n) { ScaleDoubles(y, factor, n)
 
 void Scale(Complex16* y, double factor, std::size_t n) { ScaleDoubles(Doubles(y), factor, 2 * n); }
 
-void DotEach(const double* const* v, std::size_t count, const double* w, std::size_t n, double* d) {
-  std::fill_n(d, count, 0.0);
-  ForEachChunk(n, [&](std::size_t first, std::size_t part) {
-    for (std::size_t i = 0; i < count; ++i) d[i] += ChunkDot(v[i] + first, w + first, part);
-  });
-}
-
-void DotEach(const Complex16* const* v, std::size_t count, const Complex16* w, std::size_t n, Complex16* d) {
-  std::fill_n(d, count, Complex16());
-  ForEachChunk(2 * n, [&](std::size_t first, std::size_t part) {
-    const double* b = Doubles(w) + first;
-    for (std::size_t i = 0; i < count; ++i) {
-      const double* a = Doubles(v[i]) + first;
-      d[i] += Complex16(ChunkDot(a, b, part), ChunkDotIm(a, b, part));
-    }
-  });
-}
-
-void AddEach(const double* const* v, std::size_t count, const double* c, double* w, std::size_t n) {
-  ForEachChunk(n, [&](std::size_t first, std::size_t part) {
-    std::size_t i = 0;
-    for (; i + 4 <= count; i += 4) ChunkAddFour(v + i, first, c + i, w + first, part);
-    for (; i < count; ++i) ChunkAdd(v[i] + first, c[i], w + first, part);
-  });
-}
-
-void AddEach(const Complex16* const* v, std::size_t count, const Complex16* c, Complex16* w, std::size_t n) {
-  ForEachChunk(2 * n, [&](std::size_t first, std::size_t part) {
-    for (std::size_t i = 0; i < count; ++i)
-      ChunkAddComplex(Doubles(v[i]) + first, c[i].re, c[i].im, Doubles(w) + first, part);
-  });
-}
+template void DotEach(const double* const*, std::size_t, const double*, std::size_t, double*);
+template void DotEach(const Complex16* const*, std::size_t, const Complex16*, std::size_t, Complex16*);
+template void AddEach(const double* const*, std::size_t, const double*, double*, std::size_t);
+template void AddEach(const Complex16* const*, std::size_t, const Complex16*, Complex16*, std::size_t);
+template double AddAndDotEach(const double* const*, std::size_t, const double*, double*, std::size_t,
+                              double*);
+template double AddAndDotEach(const Complex16* const*, std::size_t, const Complex16*, Complex16*, std::size_t,
+                              Complex16*);
 
 }  // namespace fermix

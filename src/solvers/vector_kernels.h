@@ -22,12 +22,16 @@ double Norm(const Complex16* a, std::size_t n);
 void Scale(double* y, double factor, std::size_t n);
 void Scale(Complex16* y, double factor, std::size_t n);
 
-// d[i] = <v[i]|w> for i < count: each vector is read once, w stays in the cache.
-void DotEach(const double* const* v, std::size_t count, const double* w, std::size_t n, double* d);
-void DotEach(const Complex16* const* v, std::size_t count, const Complex16* w, std::size_t n, Complex16* d);
+// d[i] = <v[i]|w> for i < count: each vector is read once, w stays in the cache. T is double or Complex16.
+template <class T>
+void DotEach(const T* const* v, std::size_t count, const T* w, std::size_t n, T* d);
 
 // w += sum over i < count of c[i] v[i], in one pass.
-void AddEach(const double* const* v, std::size_t count, const double* c, double* w, std::size_t n);
-void AddEach(const Complex16* const* v, std::size_t count, const Complex16* c, Complex16* w, std::size_t n);
+template <class T>
+void AddEach(const T* const* v, std::size_t count, const T* c, T* w, std::size_t n);
+
+// Both in one pass: the sum, and d[i] = <v[i]|w> of what has become of w. Gives <w|w>.
+template <class T>
+double AddAndDotEach(const T* const* v, std::size_t count, const T* c, T* w, std::size_t n, T* d);
 
 }  // namespace fermix

@@ -10,8 +10,8 @@
 #include "core/operator_on_state.h"
 #include "host/base/status.h"
 #include "host/base/text.h"
-#include "solvers/lanczos.h"
-#include "spectra/closed_space.h"
+#include "solvers/closed_space.h"
+#include "solvers/krylov_basis.h"
 #include "spectra/energy_grid.h"
 
 namespace fermix {
@@ -26,6 +26,9 @@ struct Problem {
   std::vector<WaveFunctionType> Tpsi;   // one a pair
   std::vector<double> E0;               // one a pair
 };
+
+constexpr const char* NotFinite =
+    "CreateSpectra called with operators or wave-functions that are not finite\n";
 
 // Runs a step of the preparation; memory that does not suffice becomes advice to the user.
 template <class Step>
@@ -97,7 +100,26 @@ CompactMatrixType TransitionStatesAsRows(const std::vector<WaveFunctionType>& Tp
   return V;
 }
 
-std::vector<ListOfPoles> ExactPoles(Problem& problem, const WaveFunctionType& U) {
+// The rows of V over the determinants of U, as states whose elements stand in the reverse order.
+std::vector<WaveFunctionType> RowsAsStates(const CompactMatrixType& V, const WaveFunctionType& U) {
+  const auto reversed = std::make_shared<DeterminantBasis>(BasisReversed(*U.basis));
+  std::vector<WaveFunctionType> states(V.Ni);
+  std::visit(
+      [&](const auto& rows) {
+        using T = std::decay_t<decltype(rows[0])>;
+        for (std::size_t k = 0; k < states.size(); ++k) {
+          BlockedArray<T> values(std::size_t{V.Nj} + 1);
+          for (std::uint32_t i = 0; i < V.Nj; ++i) values[V.Nj - i] = rows[k * V.Nj + i];
+          states[k].basis = reversed;
+          states[k].values = std::move(values);
+        }
+      },
+      V.Data);
+  return states;
+}
+
+void ExactPoles(Problem& problem, const WaveFunctionType& U, std::vector<ListOfPoles>& poles,
+                CompactMatrixType* eigenvectors) {
   CompactMatrixType A, V;
   OrAdvise(
       "InitCompactMatrix failed in calculation of spectra\n Out of memory?\nTry to split the call to several "
@@ -108,10 +130,8 @@ std::vector<ListOfPoles> ExactPoles(Problem& problem, const WaveFunctionType& U)
         V = TransitionStatesAsRows(problem.Tpsi, U);
       });
   problem.Tpsi.clear();
-  std::vector<ListOfPoles> poles;
-  if (HermitianCompactMatrixToListOfPoles(A, poles, V))
+  if (HermitianCompactMatrixToListOfPoles(A, poles, V, eigenvectors))
     throw std::runtime_error("HermitianCompactMatrixToListOfPoles failed in calculation of spectra\n");
-  return poles;
 }
 
 // --- Lanczos path
@@ -123,13 +143,33 @@ std::string ChainFile(const CreateSpectraSettings& settings, std::size_t pairs, 
   return name;
 }
 
-std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem) {
+// A chain as long as asked for, zeros behind the levels of the states, which go to `states`.
+LanczosRun RunKrylov(const Problem& problem, const WaveFunctionType& Tpsi, const LanczosSettings& settings,
+                     std::vector<WaveFunctionType>& states) {
+  KrylovStates K = LanczosKrylovStates(problem.H, &problem.R, Tpsi, settings);
+  LanczosRun run{std::move(K.chain), static_cast<std::uint32_t>(K.states.size())};
+  run.chain.a.resize(std::size_t{settings.length} + 1);
+  run.chain.b.resize(settings.length);
+  if (run.levels == 0) run.chain.b[0] = WaveFunctionCalculateNorm(Tpsi);  // all may have been truncated
+  states = std::move(K.states);
+  return run;
+}
+
+std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem,
+                                              std::vector<std::vector<WaveFunctionType>>& states) {
   const CreateSpectraSettings& s = problem.settings;
   const LanczosSettings settings{s.solver.NTri, s.solver.epsilon,
                                  std::max(s.solver.grid.Gamma, s.solver.epsilon)};
-  const bool given = NRestrictions(s.solver.Restrictions) > 0;
-  std::vector<LanczosRun> runs = LanczosTriDiagonalize(problem.H, given ? &s.solver.Restrictions : nullptr,
-                                                       std::move(problem.Tpsi), settings);
+  std::vector<LanczosRun> runs;
+  if (s.KrylovBasis) {
+    states.resize(problem.Tpsi.size());
+    for (std::size_t k = 0; k < states.size(); ++k) {
+      runs.push_back(RunKrylov(problem, problem.Tpsi[k], settings, states[k]));
+      problem.Tpsi[k] = WaveFunctionType();
+    }
+  } else {
+    runs = LanczosTriDiagonalize(problem.H, &problem.R, std::move(problem.Tpsi), settings);
+  }
   if (s.file.empty()) return runs;
   for (std::size_t k = 0; k < runs.size(); ++k) {
     // The file is a by-product: a line tells when it could not be written, the spectra follow all the same.
@@ -142,9 +182,13 @@ std::vector<LanczosRun> RunLanczosForAllPairs(Problem& problem) {
 // --- From poles and chains to spectra
 
 // Energies that contribute, ascending.
-const std::vector<double>& PoleEnergies(const ListOfPoles& P) { return P.a; }
+const std::vector<double>& PoleEnergies(const ListOfPoles& P) {
+  if (!QFinite(P)) throw std::runtime_error(NotFinite);
+  return P.a;
+}
 
 std::vector<double> PoleEnergies(const LanczosRun& run) {
+  if (!QFinite(run.chain)) throw std::runtime_error(NotFinite);
   std::vector<double> e;
   if (LanczosEnergies(run, e))
     throw std::runtime_error("TriDiagonalMatrixToEigenvalues failed in calculation of spectra\n");
@@ -168,6 +212,12 @@ SpectraTypeArray SpectraOnOneGrid(const std::vector<Representation>& functions, 
   if (!(window.Emin < window.Emax)) {
     DynamicString text;
     sprintfAdd(text, "CreateSpectra called with an empty energy window, Emin=%f is not below Emax=%f\n",
+               window.Emin, window.Emax);
+    throw std::runtime_error(text);
+  }
+  if (!std::isfinite(window.Emax - window.Emin) || !std::isfinite(window.Gamma)) {
+    DynamicString text;
+    sprintfAdd(text, "CreateSpectra called with an energy window from %g to %g that is too wide\n",
                window.Emin, window.Emax);
     throw std::runtime_error(text);
   }
@@ -226,20 +276,22 @@ CreateSpectraResult CreateSpectra(const OperatorType& H, const std::vector<const
         WaveFunctionRestrict(problem.Tpsi.back(), H.Restrictions);
       if (!std::isfinite(problem.E0.back()) ||
           !std::isfinite(WaveFunctionCalculateNormSqr(problem.Tpsi.back())))
-        throw std::runtime_error(
-            "CreateSpectra called with operators or wave-functions that are not finite\n");
+        throw std::runtime_error(NotFinite);
     }
 
   WaveFunctionType U = UnionOfTransitionStates(problem);
   const bool exact = QSmallEnough(U, settings) && CloseUnderH(problem, U);
   CreateSpectraResult result;
   if (exact) {
-    auto poles = ExactPoles(problem, U);
+    std::vector<ListOfPoles> poles;
+    CompactMatrixType eigenvectors;
+    ExactPoles(problem, U, poles, settings.KrylovBasis ? &eigenvectors : nullptr);
+    if (settings.KrylovBasis) result.states.push_back(RowsAsStates(eigenvectors, U));
     result.spectra = SpectraOnOneGrid(poles, problem.E0, settings);
     result.representations = std::move(poles);
   } else {
     U = WaveFunctionType();
-    auto runs = RunLanczosForAllPairs(problem);
+    auto runs = RunLanczosForAllPairs(problem, result.states);
     result.spectra = SpectraOnOneGrid(runs, problem.E0, settings);
     std::vector<TriDiagonalMatrixType> chains;
     for (std::size_t k = 0; k < runs.size(); ++k) {

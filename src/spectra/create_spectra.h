@@ -22,6 +22,7 @@ struct CreateSpectraSettings {
   ConvergenceSettingsType solver;
   double E0 = UnsetE0;            // energy zero of all spectra; each state's own energy if unset
   bool ForceDenseMethod = false;  // exact whatever the size
+  bool KrylovBasis = false;       // the states on which H was represented are wanted too
   std::string file;               // the chains go there as plain text; empty for nowhere
 };
 
@@ -30,6 +31,9 @@ struct CreateSpectraResult {
   SpectraTypeArray spectra;
   // Lanczos: chains relative to the energy zero of their pair. Exact: poles at the eigenvalues of H.
   std::variant<std::vector<TriDiagonalMatrixType>, std::vector<ListOfPoles>> representations;
+  // With KrylovBasis. Lanczos: the states of the chain for each pair. Exact: one list, all eigenstates in the
+  // order of their energies, on one basis.
+  std::vector<std::vector<WaveFunctionType>> states;
 };
 
 // H is Hermitian, and all arguments have one space. Throws std::runtime_error with the text for the user when

@@ -21,9 +21,9 @@ void CheckSingleSelfenergy(lua_State* L, int index) {
   luaL_checktype(L, index, LUA_TTABLE);
   luaL_checkstack(L, 3, "table too deep");
   lua_rawgeti(L, index, 1);
-  CheckRecord<OperatorType>(L, lua_gettop(L));
+  CheckRecord<OperatorType>(L, -1);
   lua_rawgeti(L, index, 2);
-  CheckRecord<SpectraTypeArray>(L, lua_gettop(L));
+  CheckRecord<SpectraTypeArray>(L, -1);
   lua_pop(L, 2);
 }
 
@@ -40,9 +40,9 @@ void CheckSelfenergy(lua_State* L, int index) {
 
 CreateSpectraSettings ReadOptions(lua_State* L, int index) {
   CreateSpectraSettings s;
-  bool Tensor = false, Sigma = false, KrylovBasis = false;
+  bool Tensor = false, Sigma = false;
   LuaCheckOptions(L, index,
-                  {Option("Tensor", &Tensor), Option("Sigma", &Sigma), Option("KrylovBasis", &KrylovBasis),
+                  {Option("Tensor", &Tensor), Option("Sigma", &Sigma), Option("KrylovBasis", &s.KrylovBasis),
                    Option("NTri", &s.solver.NTri), Option("epsilon", &s.solver.epsilon),
                    Option("restrictions", &s.solver.Restrictions), Option("Emin", &s.solver.grid.Emin),
                    Option("Emax", &s.solver.grid.Emax), Option("NE", &s.solver.grid.NE),
@@ -50,7 +50,6 @@ CreateSpectraSettings ReadOptions(lua_State* L, int index) {
                    Option("DenseBorder", &s.solver.DenseBorder),
                    Option("ForceDenseMethod", &s.ForceDenseMethod), Option("file", &s.file)});
   if (Tensor) luaL_error(L, "Tensor form for CreateSpectra not yet available\n");
-  if (KrylovBasis) luaL_error(L, "Option KrylovBasis for CreateSpectra not yet available\n");
   if (s.solver.NTri == 0) luaL_error(L, "CreateSpectra called with NTri equal to 0, at least 1 is needed\n");
   if (s.solver.grid.NE == 0) luaL_error(L, "CreateSpectra called with NE equal to 0, at least 1 is needed\n");
   RequireFinite(L, "CreateSpectra",
@@ -147,7 +146,7 @@ int PushRepresentation(lua_State* L, const ListOfPoles& P) { return LuaPushTable
 
 }  // namespace
 
-// CreateSpectra(H, T, psi [, sigma] [, options]) -> spectra, representations
+// CreateSpectra(H, T, psi [, sigma] [, options]) -> spectra, representations [, states]
 int LuaCreateSpectra(lua_State* L) {
   const int n = CheckArgumentCount(
       L, 3, 5,
@@ -179,7 +178,9 @@ int LuaCreateSpectra(lua_State* L) {
         }
       },
       result.representations);
-  return 2;
+  if (!settings.KrylovBasis) return 2;
+  return 2 + (result.states.size() == 1 ? lua_push(L, std::move(result.states[0]))
+                                        : lua_push(L, std::move(result.states)));
 }
 
 }  // namespace fermix

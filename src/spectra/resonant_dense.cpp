@@ -7,7 +7,7 @@
 #include "core/operator_on_state.h"
 #include "host/base/verbosity.h"
 #include "linalg/eigen_factors.h"
-#include "spectra/closed_space.h"
+#include "solvers/closed_space.h"
 #include "spectra/intermediate_states.h"
 #include "spectra/resonant_problem.h"
 #include "spectra/shared_poles.h"

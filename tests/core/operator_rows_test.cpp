@@ -6,6 +6,7 @@
 #include "alloc_failure.h"
 #include "core/fock_space.h"
 #include "core/operator_on_state.h"
+#include "core/panel.h"
 
 namespace fermix::test {
 namespace {
@@ -17,14 +18,6 @@ void ExpectSameState(const WaveFunctionType& a, const WaveFunctionType& b) {
   ASSERT_TRUE(QSameBasis(*a.basis, *b.basis));
   for (std::uint32_t i = 1; i <= ElementCount(a); ++i)
     EXPECT_LT(Abs(ElementValue(a, i) - ElementValue(b, i)), Tolerance);
-}
-
-template <class T>
-WaveFunctionType StateOfNumbers(const DeterminantBasis& numbering, const NumberedState<T>& x) {
-  WaveFunctionType psi(numbering.layout, IsComplex<T>);
-  for (std::size_t k = 0; k < x.number.size(); ++k)
-    WaveFunctionAddElement(psi, numbering.keys.at(x.number[k]), x.value[k]);
-  return psi;
 }
 
 // Three products one upon the other, twice: rows are made in the first round, and remembered in the second
@@ -61,6 +54,37 @@ TEST(OperatorRows, GiveWhatTermsOneByOneGive) {
       CompareWithDirectProducts<Complex16, double>(limit, restricted);
       CompareWithDirectProducts<Complex16, Complex16>(limit, restricted);
     }
+}
+
+// Products of panels, with all rows remembered, with those up to a limit, and with some forgotten on the way.
+TEST(OperatorRows, GiveOneProductOfPanelsWhateverIsRemembered) {
+  std::mt19937 random(5);
+  const FockSpace space{10};
+  const OperatorType O = ToOperator(space, RandomTerms(space, random, 30, 4, false));
+  const WaveFunctionType psi = ToState(space, RandomVector(space, random, false, 0.01), false);
+  std::vector<LargeVector<double>> products;
+  for (const std::size_t limit : {SIZE_MAX, std::size_t{2000}, std::size_t{0}}) {
+    OperatorRows<double> rows(O, nullptr, std::make_shared<DeterminantBasis>(Layout(psi)), limit);
+    Panel x{2, {}}, y;
+    for (const std::uint32_t number : NumberState<double>(*rows.numbering, psi).number) {
+      ExtendPanel(x, number + 1);
+      x.value[2 * number] = number;
+      x.value[2 * number + 1] = 1;
+    }
+    for (int k = 0; k < 3; ++k) {
+      OperatorRowsMultiplyPanel(rows, x, y);
+      EXPECT_EQ(Numbers(x), rows.numbering->N + 1);
+      std::swap(x, y);
+      if (limit == 2000) ForgetRows(rows);
+    }
+    EXPECT_EQ(rows.rows > 0, limit == SIZE_MAX);
+    products.push_back(x.value);
+  }
+  ASSERT_GT(products[0].size(), 400u);
+  for (const auto& product : products) {
+    ASSERT_EQ(product.size(), products[0].size());
+    for (std::size_t i = 0; i < product.size(); ++i) EXPECT_NEAR(product[i], products[0][i], 1e-9);
+  }
 }
 
 // Where memory runs out, a product fails or does without remembered rows; the next one is right in any case.

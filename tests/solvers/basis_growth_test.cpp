@@ -82,13 +82,34 @@ TEST(CreateStartingFunctions, GivesOrthonormalStatesInsideTheRestrictions) {
   }
 }
 
-TEST(CreateStartingFunctions, SaysWhenRestrictionsContradictEachOther) {
-  const OperatorType H = MakeOperator(FreeChain(26, 1));
-  // The first two orbitals must both be filled, and at most one of the first three may be.
-  const DeterminantRestrictionType R = Restrict(26, {{0x3, 2, 2}, {0x7, 0, 1}});
+// Bounds that overlap: orbital after orbital, a full first half leaves too few electrons to the second one.
+TEST(CreateStartingFunctions, MeetsAnyRestrictionsThatCanBeMet) {
+  const OperatorType H = MakeOperator(FreeChain(40, 1));
+  const Mask all = (Mask{1} << 40) - 1, low = 0xfffff, middle = 0x3ffffc00;
+  std::srand(1);
+  for (const std::uint32_t least : {0u, 8u, 10u, 11u, 21u}) {
+    SCOPED_TRACE(least);
+    const DeterminantRestrictionType R =
+        Restrict(40, {{all, 10, 10}, {low, 0, 9}, {middle, 0, 2}, {all ^ low, least, 20}});
+    std::vector<WaveFunctionType> psi;
+    const std::string text =
+        Printed([&] { EXPECT_EQ(CreateStartingFunctions(H, 1, R, psi, 10), least > 10); });
+    EXPECT_EQ(text, least > 10 ? "Cannot fullfill all restrictions in CreateStartingFunctions\n" : "");
+    EXPECT_EQ(psi.empty(), least > 10);
+    for (std::uint32_t i = 1; least <= 10 && i <= ElementCount(psi[0]); ++i)
+      EXPECT_TRUE(QFulfillsRestrictions(R, ElementKey(psi[0], i)));
+  }
+}
+
+// H conserves the number of electrons on each of ten pairs of orbitals: no random start reaches all sectors.
+TEST(CreateStartingFunctions, TakesASmallSpaceWhole) {
+  Model pairs{26, {}};
+  for (std::uint32_t i = 0; i < 10; ++i) pairs.AddHermitian({C(i), A(i + 10)}, 1.0);
   std::vector<WaveFunctionType> psi;
-  EXPECT_EQ(Printed([&] { EXPECT_EQ(CreateStartingFunctions(H, 1, R, psi, 10), 1); }),
-            "Cannot fullfill all restrictions in CreateStartingFunctions\n");
+  ASSERT_EQ(CreateStartingFunctions(MakeOperator(pairs), 1,
+                                    Restrict(26, {{0x3f00000, 6, 6}, {0x3ffffff, 24, 24}}), psi, 10),
+            0);
+  EXPECT_EQ(ElementCount(psi[0]), 190u);
 }
 
 }  // namespace

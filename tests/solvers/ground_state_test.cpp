@@ -122,16 +122,18 @@ TEST_F(GroundState, RunRestrictionsBoundTheSearch) {
     if (std::popcount(m & half) >= 2) inside.push_back(m);
   const DeterminantRestrictionType narrow = Restrict(8, {{0xff, 4, 4}, {half, 3, 4}}),
                                    wide = Restrict(8, {{half, 2, 4}});
-  // As an argument, and as restrictions that the operator carries.
-  for (const bool carried : {false, true}) {
-    OperatorType H = MakeOperator(model);
-    if (carried) H.Restrictions = wide;
-    std::vector<WaveFunctionType> psi;
-    ConvergenceSettingsType settings = Sharp(1513);
-    EXPECT_EQ(
-        BlockGroundState(H, 2, settings, narrow, carried ? DeterminantRestrictionType{} : wide, psi, 10), 0);
-    ExpectEigenstates(model, inside, psi, 1e-9);
-  }
+  // As an argument, and as restrictions that the operator carries; from inside, and from start functions that
+  // go beyond.
+  for (const bool carried : {false, true})
+    for (const DeterminantRestrictionType& start : {narrow, FixedCount(8, 4)}) {
+      OperatorType H = MakeOperator(model);
+      if (carried) H.Restrictions = wide;
+      std::vector<WaveFunctionType> psi;
+      ConvergenceSettingsType settings = Sharp(1513);
+      EXPECT_EQ(
+          BlockGroundState(H, 2, settings, start, carried ? DeterminantRestrictionType{} : wide, psi, 10), 0);
+      ExpectEigenstates(model, inside, psi, 1e-9);
+    }
 }
 
 // More than 24 orbitals: the start is random determinants, not a complete basis. Pairs of levels of a free
@@ -172,11 +174,28 @@ TEST_F(GroundState, TruncationKeepsTheDeterminantsThatMatter) {
   }
 }
 
+// Truncation takes away what H adds: after some passes all others would be the same.
+TEST_F(GroundState, PassesThatChangeNothingAreLeftOut) {
+  Model model = FreeChain(20, 1.0);
+  for (std::uint32_t i = 0; i < 20; ++i) model.Add({C(i), A(i)}, 0.5 * i);
+  OperatorType H = MakeOperator(model);
+  for (const std::uint32_t border : {1513u, 0u}) {
+    std::vector<WaveFunctionType> psi = {MakeState(20, {1})};
+    ConvergenceSettingsType settings = Sharp(border, 1e-9);
+    settings.epsilon = 0.1;
+    GlobalVerbosity = 2;
+    const std::string text =
+        Printed([&] { EXPECT_EQ(BlockGroundState(H, 1, settings, {}, {}, psi, 10), 1); });
+    EXPECT_NE(text.find("did NOT converge!"), std::string::npos);
+    EXPECT_EQ(text.find("Outer loop  10"), std::string::npos);
+  }
+}
+
 TEST_F(GroundState, SaysWhenItDoesNotConverge) {
   OperatorType H = MakeOperator(RandomModel(4, false, 1));
   std::vector<WaveFunctionType> psi = {MakeState(4, Electrons(2, 4))};
   ConvergenceSettingsType settings;
-  settings.zero = -1;  // a bar below all variances
+  settings.zero = -1;  // a bar below all variances; passes that change nothing are not made
   EXPECT_EQ(
       Printed([&] { EXPECT_EQ(BlockGroundState(H, 1, settings, {}, {}, psi, 10), 1); }),
       "\n\n\nError in BlockGroundState: Reached maximum number of Loops. The algorithm did NOT converge!\n"
@@ -196,6 +215,15 @@ TEST_F(GroundState, EndsOnValuesThatAreNotFiniteAndOnNothing) {
     EXPECT_EQ(BlockGroundState(H, 2, settings, {}, {}, empty, 0), 0);
     EXPECT_EQ(none.size() + ElementCount(empty[0]), 0u);
   }
+}
+
+// Levels 1e-3 apart at -100: far below what the bar on the variance, which counts from energy 0, can tell.
+TEST_F(GroundState, CloseLevelsFarFromZeroAreNotMixed) {
+  Model model = FreeChain(9, 1e-3);
+  for (std::uint32_t i = 0; i < 9; ++i) model.Add({C(i), A(i)}, -100);
+  const std::vector<Mask> masks = Electrons(1, 9);
+  ExpectEigenstates(model, masks, Lowest(model, 3, {}, FixedCount(9, 1)), 1e-10);
+  ExpectEigenstates(model, masks, Lowest(model, 1, {}, {}, {MakeState(9, {Mask{1} << 4})}), 1e-10);
 }
 
 // --- The inner solver alone

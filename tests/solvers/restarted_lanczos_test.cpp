@@ -45,43 +45,56 @@ TEST(TimeToDeflate, SparesRitzVectorsThatAreNotNull) {
   }
 }
 
-// Lanczos vectors of a diagonal matrix with levels far outside of the others, whose convergence destroys the
+// Block Lanczos on a diagonal matrix with levels far outside of the others, whose convergence destroys the
 // orthogonality. Gives the largest overlap; counts the vectors that were orthogonalised.
-double LargestOverlap(bool guarded, int& orthogonalised) {
-  constexpr std::size_t n = 400, steps = 100;
-  std::vector<std::vector<double>> v(steps + 1, std::vector<double>(n));
-  for (std::size_t i = 0; i < n; ++i) v[0][i] = 1 / std::sqrt(double(n));
-  OrthogonalityEstimate estimate;
-  estimate.Start();
-  double below = 0, largest = 0;
-  const auto subtract = [&](std::size_t from, double factor, std::vector<double>& w) {
-    for (std::size_t i = 0; i < n; ++i) w[i] -= factor * v[from][i];
+double LargestOverlap(std::uint32_t width, bool guarded, int& orthogonalised) {
+  constexpr std::size_t n = 400;
+  constexpr std::uint32_t steps = 100;
+  std::vector<std::vector<double>> v(steps + width, std::vector<double>(n));
+  for (std::uint32_t k = 0; k < width; ++k)
+    for (std::size_t i = 0; i < n; ++i) v[k][i] = std::cos(double(k * i)) / std::sqrt(double(n));
+  KrylovMatrix<double> T{steps, std::vector<double>(std::size_t{steps} * steps)};
+  OrthogonalityEstimate<double> estimate;
+  estimate.Start(width);
+  const auto take = [&](std::uint32_t from, std::vector<double>& w) {
+    const double d = Dot(v[from].data(), w.data(), n);
+    for (std::size_t i = 0; i < n; ++i) w[i] -= d * v[from][i];
+    return d;
   };
-  for (std::size_t j = 0; j < steps; ++j) {
-    std::vector<double>& w = v[j + 1];
-    for (std::size_t i = 0; i < n; ++i) w[i] = (i < 4 ? -10 - 3.0 * double(i) : double(i) / n) * v[j][i];
-    const double a = Dot(v[j].data(), w.data(), n);
-    subtract(j, a, w);
-    if (j) subtract(j - 1, below, w);
-    subtract(j, Dot(v[j].data(), w.data(), n), w);
-    const double next = Norm(w.data(), n);
-    if (guarded && estimate.QOrthogonalize(a, below, next)) {
+  double largest = 0;
+  for (std::uint32_t j = 0; j < steps; ++j) {
+    const double norm = Norm(v[j].data(), n);
+    if (j >= width) T(j, j - width) = norm;
+    if (guarded && estimate.QOrthogonalize(T, j, norm)) {
       ++orthogonalised;
-      for (std::size_t k = 0; k <= j; ++k) subtract(k, Dot(v[k].data(), w.data(), n), w);
+      for (std::uint32_t k = 0; k < j; ++k) take(k, v[j]);
     }
-    below = Norm(w.data(), n);
-    Scale(w.data(), 1 / below, n);
-    for (std::size_t k = 0; k <= j; ++k)
-      largest = std::max(largest, std::fabs(Dot(v[k].data(), w.data(), n)));
+    Scale(v[j].data(), 1 / Norm(v[j].data(), n), n);
+    for (std::uint32_t k = 0; k < j; ++k)
+      largest = std::max(largest, std::fabs(Dot(v[k].data(), v[j].data(), n)));
+    for (std::uint32_t k = j + 1; k < j + width; ++k) {
+      const double d = take(j, v[k]);
+      if (k >= width) T(j, k - width) = d;
+    }
+    std::vector<double>& w = v[j + width];
+    for (std::size_t i = 0; i < n; ++i) w[i] = (i < 4 ? -10 - 3.0 * double(i) : double(i) / n) * v[j][i];
+    for (std::uint32_t i = j > width ? j - width : 0; i <= j; ++i) {
+      const double d = take(i, w);
+      if (i == j) T(j, j) = d;
+    }
+    for (std::uint32_t i = j > width ? j - width : 0; i < j; ++i) T(i, j) = T(j, i);
   }
   return largest;
 }
 
 TEST(OrthogonalityEstimate, KeepsTheVectorsOrthogonalWithFewOrthogonalisations) {
-  int orthogonalised = 0;
-  EXPECT_GT(LargestOverlap(false, orthogonalised), 0.1);
-  EXPECT_LT(LargestOverlap(true, orthogonalised), 1e-9);
-  EXPECT_LT(orthogonalised, 50);  // of 100
+  for (const std::uint32_t width : {1u, 3u}) {
+    SCOPED_TRACE(width);
+    int orthogonalised = 0;
+    EXPECT_GT(LargestOverlap(width, false, orthogonalised), 0.1);
+    EXPECT_LT(LargestOverlap(width, true, orthogonalised), 1e-9);
+    EXPECT_LT(orthogonalised, 50);  // of 100
+  }
 }
 
 }  // namespace

@@ -26,6 +26,7 @@ local errors = {
   {'Eigensystem called with a list of functions. Function with name "start" is at position 2 and 4\n',
    H, {Copy(psi), psi, Copy(psi), psi}},
   {"bad argument #3 to '?' (number expected, got table)", H, R, {}},
+  {"Eigensystem called for a negative number of states (-1)\n", H, R, -1},
   -- spaces
   {"Wave-function 1 has a different number of Fermions (3) than the Hamilton operator (2)\n", H, psi3},
   {"Number of Fermions in definition of restrictions (3) not the same as number of Fermions in operator (2)\n", H, R3, 1},
@@ -80,8 +81,10 @@ for k, impossible in ipairs{
   {H, {2, 0, {"11", 2, 2}, {"10", 0, 0}}}, {H, {2, 0, {"11", 3, 4}}}, {H, {2, 0, {"11", 2, 1}}}, {H, {2, 0, {"1", 1, 1}}},
   {H, {2, 0, {"111", 1, 1}}}, {big, {26, 0, {ones, 26, 26}, {first, 0, 0}}},
 } do
-  check.error("impossible " .. k, "Error in Eigensystem, no start functions could be created within the restrictions\n",
-    Eigensystem, impossible[1], impossible[2], 2)
+  for n = 1, 2 do
+    check.error("impossible " .. k, "Error in Eigensystem, no start functions could be created within the restrictions\n",
+      Eigensystem, impossible[1], impossible[2], n)
+  end
 end
 
 -- Settings that make no sense end, one way or the other.

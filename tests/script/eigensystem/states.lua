@@ -64,6 +64,11 @@ Eigensystem(hubbard(1, 0), untouched)
 check.equal("what H does not touch stays", untouched.N, 1)
 check.near("normalised", Braket(untouched, untouched), 1, 1e-15)
 
+-- Any combination of states of one energy solves H at once; the result is orthogonal all the same.
+local alike = {NewWavefunction(4, 0, {{"1010", 1}}), NewWavefunction(4, 0, {{"1010", 1}, {"0101", 1}})}
+Eigensystem(H, alike)
+check_states("one energy", H, alike, {0, 0}, 1e-12)
+
 -- --- Large bases: three electrons of each spin hop around a ring of eight sites, 3136 determinants. They fill
 -- the levels -2, -sqrt(2), -sqrt(2); the first excitation to the levels at 0 costs sqrt(2), 8 times over.
 local function ring(sites, hopping)

@@ -68,6 +68,26 @@ for _, options in ipairs{{{"e0", 0}, {"ne", 50}, {"GAMMA", 1}}, {lanczos, {"E0",
 end
 check.near("each state its own energy", CreateSpectra(H, T2, {psi, psi2}).EminPole[1], -1 - 2, 1e-14)
 
+-- the states behind it: orthonormal, H on them is the chain or the list of energies; none for a transition of nothing
+for _, case in ipairs{{"chain", lanczos}, {"energies", {"DenseBorder", 9}}} do
+  local form, states = select(2, CreateSpectra(far.H, far.T, far.psi, {case[2], {"KrylovBasis", true}}))
+  check.equal("all states", #states, 7)
+  for i, bra in ipairs(states) do
+    for j, ket in ipairs(states) do
+      local want = i == j and form[1][1][i + 1] or 0
+      if case[1] == "chain" then
+        want = i == j and want - 54322.7 or math.abs(i - j) == 1 and form[1][2][math.min(i, j) + 1] or 0
+      end
+      check.near("overlap", bra * ket, i == j and 1 or 0, 1e-11)
+      check.near(case[1], bra * far.H * ket, want, 1e-9)
+    end
+  end
+end
+local chains, lists = select(2, CreateSpectra(H, {T, T2}, {psi, psi2}, {lanczos, {"KrylovBasis", true}, {"NTri", 9}}))
+check.equal("states of each pair", string.format("%d %d %d %d", #lists[1], #lists[2], #lists[3], #lists[4]), "2 0 0 3")
+check.equal("levels of each pair", #chains[1][1] .. #chains[2][1], "1010")
+check.equal("first state", lists[4][1].N .. " " .. tostring(math.abs(lists[4][1] * psi)), "2 " .. tostring(math.sqrt(0.5)))
+
 -- windows
 check.near("Emin as given", CreateSpectra(H, T, psi, {{"Emin", 0}}).Emin[1], 0, 0)
 local nothing = CreateSpectra(H, T, psi2)
@@ -106,9 +126,11 @@ for _, case in ipairs{
    {{"restrictions", {4, 0, {"0001", 0, 0}}}}},
   {"CreateSpectra called with an operator that is not Hermitian\n", T, T, psi},
   {"Tensor form for CreateSpectra not yet available\n", H, T, psi, {{"Tensor", true}}},
-  {"Option KrylovBasis for CreateSpectra not yet available\n", H, T, psi, {{"KrylovBasis", true}}},
   {"CreateSpectra called with NTri equal to 0, at least 1 is needed\n", H, T, psi, {{"NTri", 0}}},
   {"CreateSpectra called with NE equal to 0, at least 1 is needed\n", H, T, psi, {{"NE", 0}}},
+  {"CreateSpectra called with an energy window from -1.7e+308 to 1.7e+308 that is too wide\n", H, T, psi,
+   {{"Emin", -1.7e308}, {"Emax", 1.7e308}}},
+  {"CreateSpectra called with operators or wave-functions that are not finite\n", H * 1e200, T, psi, {lanczos}},
   {"CreateSpectra called with an empty energy window, Emin=9.000000 is not below Emax=4.250000\n", H, T, psi, {{"Emin", 9}}},
 } do
   check.error(case[1], case[1], CreateSpectra, table.unpack(case, 2))

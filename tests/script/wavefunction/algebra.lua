@@ -55,6 +55,7 @@ local errors = {
   {"Error, wavefunction multiplied with a number that is not a number\n", meta.__mul, a, 0 / 0},
   {"Error, wavefunction multiplied with a number that is not a number\n", meta.__mul, {Complex.New(0, 0 / 0)}, a},
   {"Error, wavefunction devided by a number that is not a number\n", meta.__div, a, 0 / 0},
+  {"Error, wavefunction devided by zero\n", meta.__div, a, 0},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], table.unpack(e, 2)) end
 for _, wrong in ipairs({1, true, {}, NewOperator(3, 0, {})}) do

@@ -1,4 +1,4 @@
-#include "spectra/closed_space.h"
+#include "solvers/closed_space.h"
 
 #include "core/operator_on_state.h"
 
