@@ -1,12 +1,15 @@
 #include "solvers/basis_growth.h"
 
 #include <algorithm>
+#include <bit>
 #include <cfloat>
 #include <cstdlib>
+#include <utility>
 
 #include "core/operator_on_state.h"
 #include "core/space_check.h"
 #include "host/base/status.h"
+#include "host/base/vector_clones.h"
 #include "host/base/verbosity.h"
 #include "solvers/restricted_filling.h"
 
@@ -155,20 +158,42 @@ int ExtendBasisUsingRestrictions(const DeterminantRestrictionType& R, WaveFuncti
   return Fail("Warning: OperatorPsiRestricted failed in ExtendBasisUsingRestrictions\n");
 }
 
+namespace {
+
+// Appends those of the occupations first, first - 1, ... down to last that fulfil R: bits of the first word
+// of a key, without modes.
+FERMIX_POPCOUNT_CLONES void AppendAllowed(const DeterminantRestrictionType& R, std::uint64_t first,
+                                          std::uint64_t last, std::uint32_t shift,
+                                          std::vector<std::uint32_t>& allowed) {
+  for (std::uint64_t occupation = first + 1; occupation-- > last;) {
+    bool fulfilled = true;
+    for (std::size_t r = 0; r < R.Masks.size() && fulfilled; ++r) {
+      const int count = std::popcount(occupation << shift & R.Masks[r][0]);
+      fulfilled =
+          std::cmp_greater_equal(count, R.MinOccupation[r]) && std::cmp_less_equal(count, R.MaxOccupation[r]);
+    }
+    if (fulfilled) allowed.push_back(static_cast<std::uint32_t>(occupation));
+  }
+}
+
+}  // namespace
+
 int ExtendBasisCompletenessSmallSystems(const DeterminantRestrictionType& R, WaveFunctionType& psi) {
   const std::uint32_t NFermion = Layout(psi).NFermion;
   if (NFermion > 30)
     return Fail("Error in ExtendBasisCompletenessSmallSystems max number of Fermions is 30\n");
   RequireRestrictionsFit(R, Layout(psi), "the wave-function");
-  Key key(KeyWords(Layout(psi)));
-  const auto addIfAllowed = [&](std::uint64_t occupation) {
-    key[0] = NFermion ? occupation << (64 - NFermion) : 0;  // orbital 0 is the highest bit
-    if (QFulfillsRestrictions(R, key.data())) WaveFunctionAddElement(psi, key.data(), {1.0, 1.0});
-  };
+  const std::uint32_t shift = (64 - NFermion) % 64;  // orbital 0 is the highest bit
   const bool fits = FitsInMemory([&] {
-    addIfAllowed(0);
-    for (std::uint64_t occupation = (std::uint64_t{1} << NFermion) - 1; occupation > 0; --occupation)
-      addIfAllowed(occupation);
+    std::vector<std::uint32_t> allowed;
+    AppendAllowed(R, 0, 0, shift, allowed);
+    AppendAllowed(R, (std::uint64_t{1} << NFermion) - 1, 1, shift, allowed);
+    BasisReserve(OwnBasis(psi), std::size_t{ElementCount(psi)} + allowed.size());
+    Key key(KeyWords(Layout(psi)));
+    for (const std::uint64_t occupation : allowed) {
+      key[0] = occupation << shift;
+      WaveFunctionAddElement(psi, key.data(), {1.0, 1.0});
+    }
   });
   return fits ? 0 : 1;
 }

@@ -72,22 +72,22 @@ void SetStateToVector(const FixedBasisOperator<T>& H, const WorkVector<T>& v, Wa
 
 namespace {
 
-// Rows of one slab times x. Several sums run at once, so that additions overlap.
-template <class T, class Value>
+// Rows of one slab times x; column(e) and value(e) are those of entry e. Several sums run at once, so that
+// additions overlap.
+template <class T, class Column, class Value>
 inline void MultiplyRows(const FixedBasisOperator<T>& H, std::size_t slabNumber, double shift, const T* x,
-                         T* y, Value&& value) {
+                         T* y, Column&& column, Value&& value) {
   constexpr std::size_t Sums = 4;
-  const auto& slab = H.slabs[slabNumber];
-  const std::uint32_t* column = slab.column.data();
+  const std::vector<std::uint32_t>& start = H.slabs[slabNumber].start;
   const std::size_t first = slabNumber * RowsPerSlab;
-  for (std::size_t r = 0; r + 1 < slab.start.size(); ++r) {
-    const std::size_t k = first + r, end = slab.start[r + 1];
+  for (std::size_t r = 0; r + 1 < start.size(); ++r) {
+    const std::size_t k = first + r, end = start[r + 1];
     T sum[Sums] = {};
     sum[0] = H.diagonal[k] * x[k] + shift * x[k];
-    std::size_t e = slab.start[r];
+    std::size_t e = start[r];
     for (; e + Sums <= end; e += Sums)
-      for (std::size_t s = 0; s < Sums; ++s) sum[s] += value(e + s) * x[column[e + s]];
-    for (; e < end; ++e) sum[0] += value(e) * x[column[e]];
+      for (std::size_t s = 0; s < Sums; ++s) sum[s] += value(e + s) * x[column(e + s)];
+    for (; e < end; ++e) sum[0] += value(e) * x[column(e)];
     T total = sum[0];
     for (std::size_t s = 1; s < Sums; ++s) total += sum[s];
     y[k] = total;
@@ -102,15 +102,20 @@ T FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const
     MultiplyDirectly(H, shift, x, y);
     return Dot(x, y, H.N);
   }
+  const std::uint32_t bits = H.columnBits, mask = ColumnMask(H);
+  const T* values = H.values.data();
   T overlap{};
   for (std::size_t s = 0; s < H.slabs.size(); ++s) {
-    const T *value = H.slabs[s].value.data(), *values = H.values.data();
-    const std::uint16_t* code = H.slabs[s].code.data();
-    if (H.slabs[s].code.empty()) {
-      MultiplyRows(H, s, shift, x, y, [=](std::size_t e) { return value[e]; });
-    } else {
-      MultiplyRows(H, s, shift, x, y, [=](std::size_t e) { return values[code[e]]; });
-    }
+    const std::uint32_t* entry = H.slabs[s].entry.data();
+    const T* value = H.slabs[s].value.data();
+    if (H.slabs[s].value.empty())
+      MultiplyRows(
+          H, s, shift, x, y, [=](std::size_t e) { return entry[e] & mask; },
+          [=](std::size_t e) { return values[std::uint64_t{entry[e]} >> bits]; });
+    else
+      MultiplyRows(
+          H, s, shift, x, y, [=](std::size_t e) { return entry[e]; },
+          [=](std::size_t e) { return value[e]; });
     const std::size_t first = s * RowsPerSlab;  // still in the cache
     overlap += Dot(x + first, y + first, std::min(RowsPerSlab, H.N - first));
   }
@@ -131,11 +136,12 @@ std::vector<std::uint32_t> ReachedRows(const FixedBasisOperator<T>& H) {
     reached.push_back(row);
   };
   const std::vector<std::uint32_t> rowOf = RowOfElement(H, H.basis->N);
+  const std::uint32_t mask = ColumnMask(H);
   for (std::uint32_t i = 1; i <= H.basis->N; ++i) {
     meet(rowOf[i]);  // by the constant term
     const auto& slab = H.slabs[rowOf[i] / RowsPerSlab];
     const std::uint32_t* start = &slab.start[rowOf[i] % RowsPerSlab];
-    for (std::uint32_t e = start[0]; e < start[1]; ++e) meet(slab.column[e]);
+    for (std::uint32_t e = start[0]; e < start[1]; ++e) meet(slab.entry[e] & mask);
   }
   return reached;
 }
@@ -183,7 +189,7 @@ std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<T>& H,
 template <class T>
 std::size_t EntryCount(const FixedBasisOperator<T>& H) {
   std::size_t count = H.diagonal.size();
-  for (const auto& slab : H.slabs) count += slab.column.size();
+  for (const auto& slab : H.slabs) count += slab.entry.size();
   return count;
 }
 

@@ -1,11 +1,15 @@
 // An operator inside a basis that stays as it is: the projected H as compressed rows, for solvers that apply
 // it hundreds of times to vectors without keys.
 //
-// The elements of a vector stand in the order of their keys, not in that of the basis: then most of what a
-// row reads stands near, half of it in the same cache lines as for the row before. Equal (row, column) pairs
-// are merged when the rows are built. An entry takes 6 bytes where the operator has few values, as hopping
-// and on-site terms do, and else 12 bytes (20 if complex). When the rows don't fit into memory, the operator
-// is applied term by term: the same result, slower.
+// The elements of a vector stand in the order of their keys, those orbitals first between which electrons
+// hop, not in that of the basis: then most of what a row reads stands near, half of it in the same cache
+// lines as for the row before. Equal (row, column) pairs are merged when the rows are built. An entry takes 4
+// bytes where the operator has few values, as hopping and on-site terms do, and else 12 bytes (20 if
+// complex). When the rows don't fit into memory, the operator is applied term by term: the same result,
+// slower.
+//
+// A space that the operator does not leave is closed. Its rows say all that there is to know of the operator
+// on states inside it, and serve these also after their basis was truncated or put into another order.
 #pragma once
 
 #include <memory>
@@ -25,12 +29,11 @@ enum class Leaving { Nowhere, ToForbidden, ToAllowed };
 // T is double for a real operator and Complex16 for the others.
 template <class T>
 struct FixedBasisOperator {
-  // RowsPerSlab rows. Row r of the slab has the entries start[r] .. start[r + 1] - 1. One of code, an index
-  // to the operator's values, and value is in use.
+  // RowsPerSlab rows. Row r of the slab has the entries start[r] .. start[r + 1] - 1. An entry's column
+  // stands in the low columnBits of it; its value is value[e], or, if there is no such list, the high bits
+  // are its number in values.
   struct Slab {
-    std::vector<std::uint32_t> start;
-    std::vector<std::uint32_t> column;
-    std::vector<std::uint16_t> code;
+    std::vector<std::uint32_t> start, entry;
     std::vector<T> value;
   };
   std::size_t N = 0;                   // rows and columns
@@ -38,7 +41,8 @@ struct FixedBasisOperator {
   std::vector<std::uint32_t> element;  // of the basis, from 1, to which a row belongs; 0 if it was truncated
   std::vector<T> diagonal;
   std::vector<Slab> slabs;  // the off-diagonal part; empty without rows
-  std::vector<T> values;    // the first different ones that were met
+  std::uint32_t columnBits = 32;
+  std::vector<T> values;  // the first different ones that were met
   Leaving leaving = Leaving::ToAllowed;
   // The direct route, used when QRows is false.
   bool QRows = true;
@@ -91,6 +95,11 @@ std::vector<std::uint32_t> RowOfElement(const FixedBasisOperator<T>& H, std::siz
   for (std::uint32_t k = 0; k < H.N; ++k) rowOf[H.element[k]] = k;
   rowOf[0] = NoRow;
   return rowOf;
+}
+
+template <class T>
+std::uint32_t ColumnMask(const FixedBasisOperator<T>& H) {
+  return static_cast<std::uint32_t>((std::uint64_t{1} << H.columnBits) - 1);
 }
 
 // Number of stored entries, the diagonal included.

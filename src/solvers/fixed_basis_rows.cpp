@@ -62,7 +62,7 @@ class RowBuilder {
   // Row k from the results begin .. end - 1. H is Hermitian: the row is the conjugate of what H makes of the
   // determinant.
   void AddRow(std::size_t k, std::uint32_t begin, std::uint32_t end, FurtherCodes& furtherCodes, Slab& slab) {
-    const std::size_t rowStart = slab.column.size();
+    const std::size_t rowStart = slab.entry.size();
     T diagonal{};
     for (std::uint32_t i = begin; i < end; ++i) {
       const T value = Conj(Coefficient(i, furtherCodes));
@@ -72,15 +72,15 @@ class RowBuilder {
       } else if (column == k) {
         diagonal += value;
       } else if (place_[column] == NoRow) {
-        place_[column] = static_cast<std::uint32_t>(slab.column.size() - rowStart);
-        slab.column.push_back(column);
+        place_[column] = static_cast<std::uint32_t>(slab.entry.size() - rowStart);
+        slab.entry.push_back(column);
         slab.value.push_back(value);
       } else {
         slab.value[rowStart + place_[column]] += value;
       }
     }
-    for (std::size_t e = rowStart; e < slab.column.size(); ++e) place_[slab.column[e]] = NoRow;
-    slab.start.push_back(static_cast<std::uint32_t>(slab.column.size()));
+    for (std::size_t e = rowStart; e < slab.entry.size(); ++e) place_[slab.entry[e]] = NoRow;
+    slab.start.push_back(static_cast<std::uint32_t>(slab.entry.size()));
     H_.diagonal[k] = diagonal;
   }
 
@@ -102,25 +102,29 @@ class RowBuilder {
   std::vector<std::uint32_t> rowEnds_, rowOf_, place_;
 };
 
-// Codes of values: numbers of different ones in a list, which grows to a size that stays in the cache.
+// Numbers of different values in a list, which grows to a size that stays in the cache.
 template <class T>
-class ValueCodes {
+class ValueNumbers {
  public:
-  explicit ValueCodes(std::vector<T>& values) : values_(values), slots_(Slots) {}
+  explicit ValueNumbers(FixedBasisOperator<T>& H)
+      : values_(H.values),
+        bits_(H.columnBits),
+        most_(std::min(MaxValues, std::size_t{1} << (32 - H.columnBits))),
+        slots_(Slots) {}
 
-  // Codes for all of these values, or none when the list has no room for a new one.
-  std::vector<std::uint16_t> Encode(const std::vector<T>& value) {
-    std::vector<std::uint16_t> code(value.size());
-    for (std::size_t e = 0; e < value.size(); ++e) {
-      std::uint16_t* slot = Find(value[e]);
+  // Writes them into the high bits of the entries and drops the values, unless the list has no room for a new
+  // one. The entries then stay columns.
+  void Pack(typename FixedBasisOperator<T>::Slab& slab) {
+    for (std::size_t e = 0; e < slab.value.size(); ++e) {
+      std::uint16_t* slot = Find(slab.value[e]);
       if (*slot == 0) {
-        if (values_.size() == MaxValues) return {};
-        values_.push_back(value[e]);
+        if (values_.size() == most_) return Unpack(slab, e);
+        values_.push_back(slab.value[e]);
         *slot = static_cast<std::uint16_t>(values_.size());
       }
-      code[e] = static_cast<std::uint16_t>(*slot - 1);
+      slab.entry[e] |= static_cast<std::uint32_t>(std::uint64_t{*slot - 1u} << bits_);
     }
-    return code;
+    slab.value.clear();
   }
 
  private:
@@ -128,6 +132,11 @@ class ValueCodes {
 
   static std::uint64_t Bits(double x) { return std::bit_cast<std::uint64_t>(x); }
   static std::uint64_t Bits(Complex16 z) { return Bits(z.re) ^ std::rotl(Bits(z.im), 21); }
+
+  void Unpack(typename FixedBasisOperator<T>::Slab& slab, std::size_t count) {
+    const auto mask = static_cast<std::uint32_t>((std::uint64_t{1} << bits_) - 1);
+    for (std::size_t e = 0; e < count; ++e) slab.entry[e] &= mask;
+  }
 
   // Where value stands, or the empty slot for it.
   std::uint16_t* Find(const T& value) {
@@ -137,7 +146,9 @@ class ValueCodes {
   }
 
   std::vector<T>& values_;
-  std::vector<std::uint16_t> slots_;  // code + 1, 0 when empty
+  std::uint32_t bits_;                // of a column
+  std::size_t most_;                  // values
+  std::vector<std::uint16_t> slots_;  // number + 1, 0 when empty
 };
 
 // False, with some of the rows, when closed ones were asked for and H leaves the basis.
@@ -146,17 +157,17 @@ bool BuildRows(FixedBasisOperator<T>& H, const DeterminantRestrictionType& R, bo
   H.diagonal.resize(H.N);
   H.leaving = Leaving::Nowhere;
   RowBuilder<T> builder(H, R);
-  ValueCodes<T> codes(H.values);
+  H.columnBits = static_cast<std::uint32_t>(std::bit_width(H.N));
+  ValueNumbers<T> numbers(H);
   typename FixedBasisOperator<T>::Slab scratch;  // grows here; what is kept has the exact size
   for (std::size_t first = 0; first < H.N; first += RowsPerSlab) {
     scratch.start.assign(1, 0);
-    scratch.column.clear();
+    scratch.entry.clear();
     scratch.value.clear();
     builder.Add(first, std::min(H.N, first + RowsPerSlab), scratch);
     if (closed && H.leaving == Leaving::ToAllowed) return false;
-    typename FixedBasisOperator<T>::Slab kept{scratch.start, scratch.column, codes.Encode(scratch.value), {}};
-    if (kept.code.empty()) kept.value = scratch.value;
-    H.slabs.push_back(std::move(kept));
+    numbers.Pack(scratch);
+    H.slabs.push_back(scratch);
   }
   return true;
 }

@@ -157,6 +157,7 @@ class BlockLanczos {
   // to all that went before.
   void Expand(std::uint32_t j) {
     WorkVector<T>& w = v_[j + width_];
+    if (restart_ == 1) BringPagesIn(w.data(), n_ * sizeof(T));
     krylov_(j, j) = FixedBasisOperatorMultiply(H_, shift_, v_[j].data(), w.data());
     finite_ = finite_ && std::isfinite(Re(krylov_(j, j)));
     const std::uint32_t first = j > width_ ? j - width_ : 0;

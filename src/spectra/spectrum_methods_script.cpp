@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <cmath>
+#include <span>
 
 #include "core/operator_script.h"
 #include "core/wave_function_script.h"
@@ -19,8 +21,8 @@ namespace {
 // One of the two shapes that a spectrum is broadened with: how it is called and what it does.
 struct BroadeningShape {
   const char* name;  // in messages
-  void (*uniform)(SpectraType&, double);
-  void (*variable)(SpectraType&, const std::vector<double>&);
+  void (*uniform)(std::span<SpectraType>, double);
+  void (*variable)(std::span<SpectraType>, const std::vector<double>&);
 };
 constexpr BroadeningShape Shapes[] = {{"Gaussian", BroadenG, BroadenGvar},
                                       {"Lorenzian", BroadenL, BroadenLvar}};
@@ -56,7 +58,7 @@ WidthTable ReadWidthTable(lua_State* L, int index, const BroadeningShape& shape)
   for (std::size_t row = 0; row < m->Ni; ++row) {
     table.energy.push_back(data[2 * row]);
     table.FWHM.push_back(CheckWidth(L, data[2 * row + 1], shape));
-    if (row > 0 && !(table.energy[row] >= table.energy[row - 1]))
+    if (!std::isfinite(table.energy[row]) || (row > 0 && table.energy[row] < table.energy[row - 1]))
       luaL_error(L,
                  "List of variable %s broadening at position %d should be of the form {{Energy_1, "
                  "FWHM_1},{Energy_2, FWHM_2},...,{Energy_n, FWHM_n}},\nwith "
@@ -82,12 +84,23 @@ Width ReadWidth(lua_State* L, int index, const BroadeningShape& shape) {
   return CheckWidth(L, lua_tonumber(L, index), shape);
 }
 
-void BroadenOne(SpectraType& S, const Width& width, const BroadeningShape& shape) {
+// Broadens spectra that share their points.
+void BroadenOnOneGrid(std::span<SpectraType> S, const Width& width, const BroadeningShape& shape) {
   if (const double* FWHM = std::get_if<double>(&width)) return shape.uniform(S, *FWHM);
-  std::vector<double> widths(S.Re.size());
+  std::vector<double> widths(S[0].Re.size());
   for (std::size_t i = 0; i < widths.size(); ++i)
-    widths[i] = std::get<WidthTable>(width).at(S.Emin + static_cast<double>(i) * S.dE);
+    widths[i] = std::get<WidthTable>(width).at(S[0].Emin + static_cast<double>(i) * S[0].dE);
   shape.variable(S, widths);
+}
+
+void BroadenEach(std::span<SpectraType> S, const Width& width, const BroadeningShape& shape) {
+  for (std::size_t first = 0, next = 0; first < S.size(); first = next) {
+    const auto sharesPoints = [&, &A = S[first]](const SpectraType& B) {
+      return A.Re.size() == B.Re.size() && A.Emin == B.Emin && A.dE == B.dE;
+    };
+    for (next = first + 1; next < S.size() && sharesPoints(S[next]);) ++next;
+    BroadenOnOneGrid(S.subspan(first, next - first), width, shape);
+  }
 }
 
 // --- Element
@@ -159,15 +172,17 @@ SpectraType LinearCombination(const std::vector<SpectraType>& S, const std::vect
 void BroadenFromArguments(lua_State* L, std::vector<SpectraType>& S, int first) {
   const Width widths[] = {ReadWidth(L, first, Shapes[0]), ReadWidth(L, first + 1, Shapes[1])};
   const bool fits = FitsInMemory([&] {
-    for (int shape = 0; shape < 2; ++shape)
-      for (SpectraType& s : S) BroadenOne(s, widths[shape], Shapes[shape]);
+    for (int shape = 0; shape < 2; ++shape) BroadenEach(S, widths[shape], Shapes[shape]);
   });
   if (!fits) luaL_error(L, "Fatal out of memory, intermediate allocation failed\n");
 }
 
 void ShiftFromArgument(lua_State* L, std::vector<SpectraType>& S, int first) {
-  constexpr const char* wrongType =
-      "Error Spectra.Shift second argument should be a number or a table of numbers\n";
+  const auto readShift = [L](int index) {
+    if (!lua_isnumber(L, index) || !std::isfinite(lua_tonumber(L, index)))
+      luaL_error(L, "Error Spectra.Shift second argument should be a number or a table of numbers\n");
+    return lua_tonumber(L, index);
+  };
   std::vector<double> shifts(S.size());
   if (lua_istable(L, first)) {
     if (lua_rawlen(L, first) != S.size())
@@ -175,13 +190,11 @@ void ShiftFromArgument(lua_State* L, std::vector<SpectraType>& S, int first) {
                  static_cast<int>(lua_rawlen(L, first)), static_cast<int>(S.size()));
     for (std::size_t k = 0; k < S.size(); ++k) {
       lua_rawgeti(L, first, static_cast<int>(k) + 1);
-      if (!lua_isnumber(L, -1)) luaL_error(L, wrongType);
-      shifts[k] = lua_tonumber(L, -1);
+      shifts[k] = readShift(-1);
       lua_pop(L, 1);
     }
   } else {
-    if (!lua_isnumber(L, first)) luaL_error(L, wrongType);
-    std::fill(shifts.begin(), shifts.end(), lua_tonumber(L, first));
+    std::fill(shifts.begin(), shifts.end(), readShift(first));
   }
   for (std::size_t k = 0; k < S.size(); ++k) SpectraShift(S[k], shifts[k]);
 }

@@ -1,9 +1,7 @@
 #include "atomic/crystal_field.h"
 
-#include <array>
 #include <cmath>
 
-#include "atomic/basis_change.h"
 #include "atomic/sector.h"
 
 namespace fermix::test {
@@ -15,20 +13,6 @@ std::vector<OrbitalPair> Between(const ShellIndices& bra, const ShellIndices& ke
   return pairs;
 }
 std::vector<OrbitalPair> Within(const ShellIndices& shell) { return Between(shell, shell); }
-
-// The same spin-orbitals, numbered as states of j: all those of l - 1/2 in front.
-std::vector<OrbitalPair> BetweenJ(int l1, int first1, int l2, int first2) {
-  const auto lists = [](int l, int first) {
-    OrbitalList min{{}, l}, plus{{}, l};
-    for (int i = 0; i < 4 * l + 2; ++i)
-      (i < 2 * l ? min : plus).orbitals.push_back(static_cast<std::uint16_t>(first + i));
-    return std::array<OrbitalList, 2>{min, plus};
-  };
-  std::vector<OrbitalPair> pairs;
-  for (const auto& bra : lists(l1, first1))
-    for (const auto& ket : lists(l2, first2)) pairs.push_back({bra, ket});
-  return pairs;
-}
 
 // Cubic fields of point charges: 10 Dq of a d shell, and f orbitals in rank 4 alone, a2u, t1u, t2u (Lea,
 // Leask and Wolf, with x = 1).
@@ -74,42 +58,6 @@ TEST(CrystalField, DipoleFromPToD) {
       for (int j = 0; j < 6; ++j) EXPECT_LT(std::abs(back[j * 10 + i] - std::conj(m[i * 6 + j])), 1e-15);
   }
   for (double sum : reached) EXPECT_NEAR(sum, 2 / 3.0, 1e-14);
-}
-
-// Between states of j the operator is the one between spin-orbitals after the change of the basis, phases and
-// elements between the two j included.
-TEST(CrystalField, StatesOfJSeeTheSameField) {
-  const HarmonicsExpansion V = {{0, 0, 0.3}, {1, 0, {0.2, 0.9}}, {1, 1, -1.7}, {2, -1, {0.4, -0.6}},
-                                {2, 2, 0.8}, {3, -3, 1.1},       {4, 3, -0.5}, {5, 2, {0, 1}}};
-  for (const auto& [l1, l2] : {std::pair(2, 2), {3, 2}, {0, 1}}) {
-    const int n1 = 4 * l1 + 2, n2 = 4 * l2 + 2, n = n1 + n2;
-    const Sector to({n1, n2}, {1, 0}), from({n1, n2}, {0, 1});
-    const Dense m = Matrix(CreateOperatorCF(n, Between(Shell(l1, 0), Shell(l2, n1)), V), to, from);
-    const Dense mj = Matrix(CreateOperatorCF(n, BetweenJ(l1, 0, l2, n1), V), to, from);
-    const CompactMatrixType U1 = YToJJzMatrix(n1, true), U2 = YToJJzMatrix(n2, true);
-    const auto row = [](const CompactMatrixType& U, std::uint32_t i, std::uint32_t j) {
-      return CompactMatrixElement(U, i, j).re;
-    };
-    for (int i = 0; i < n1; ++i)
-      for (int j = 0; j < n2; ++j) {
-        Amplitude sum = 0;
-        for (int a = 0; a < n1; ++a)
-          for (int b = 0; b < n2; ++b) sum += row(U1, i, a) * m[a * n2 + b] * row(U2, j, b);
-        EXPECT_LT(std::abs(mj[i * n2 + j] - sum), 1e-14) << l1 << l2 << " " << i << " " << j;
-      }
-    EXPECT_GT(Largest(mj), 0.1);
-  }
-}
-
-TEST(CrystalField, TermsAddUpAndForbiddenRanksGiveNothing) {
-  const auto count = [](const HarmonicsExpansion& e) {
-    return TermCount(CreateOperatorCF(10, Within(Shell(2)), e).l[2]);
-  };
-  EXPECT_EQ(count({}), 0u);
-  EXPECT_EQ(count({{1, 0, 1}, {3, 2, 1}, {6, 0, 1}, {1000000000, 999999999, 1}}), 0u);
-  const OperatorType twice = CreateOperatorCF(10, Within(Shell(2)), {{2, 0, 1.5}, {2, 0, 1.5}}),
-                     once = CreateOperatorCF(10, Within(Shell(2)), {{2, 0, 3}});
-  EXPECT_LT(Distance(Matrix(twice, Sector({10}, {1})), Matrix(once, Sector({10}, {1}))), 1e-15);
 }
 
 }  // namespace

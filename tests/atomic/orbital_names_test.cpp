@@ -13,15 +13,9 @@ TEST(OrbitalNames, MultiplicitiesAndKappas) {
     const char* name;
     int withSpin, withoutSpin, artificial, twoJPlus1, kappa;
     const char* cut;
-  } cases[] = {{"s", 2, 1, none, none, 0, "s"},
-               {"Ni_3D", 10, 5, none, none, 0, "Ni_3D"},
-               {"o", 50, 25, none, none, 0, "o"},
-               {"bath_7a", 7, 7, 7, none, 0, "bath_7a"},
-               {"x_0a", 0, 0, 0, none, 0, "x_0a"},
-               {"1s1/2", 2, none, none, 2, -1, "1s"},
-               {"2P3/2", 4, none, none, 4, -2, "2P"},
-               {"d32", 4, none, none, 4, 2, "d"},
-               {"f 7 \t/ 2  ", 8, none, none, 8, -4, "f "},
+  } cases[] = {{"s", 2, 1, none, none, 0, "s"},          {"o", 50, 25, none, none, 0, "o"},
+               {"bath_7a", 7, 7, 7, none, 0, "bath_7a"}, {"1s1/2", 2, none, none, 2, -1, "1s"},
+               {"d32", 4, none, none, 4, 2, "d"},        {"f 7 \t/ 2  ", 8, none, none, 8, -4, "f "},
                {"d_3/2", 4, none, none, 4, 2, "d_"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -41,16 +35,12 @@ TEST(OrbitalNames, MultiplicitiesAndKappas) {
 }
 
 TEST(OrbitalNames, NamesThatSayNothing) {
-  for (const char* name : {"", " ", "2", "3d4/2", "d0/2", "dx/2", "3d/2", "x_a", "x_3ba", "a", "_a", "x_-3a",
-                           "x_65536a", "x_99999999999a", "q", "/2", "\xe9"}) {
-    SCOPED_TRACE(name);
+  for (const char* name : {"", "3d4/2", "d0/2", "3d/2", "x_3ba", "a", "x_-3a", "x_65536a", "/2", "\xe9"})
     EXPECT_EQ(Printed([&] { EXPECT_EQ(orbToMultiplicity(name, true), -1); }),
               std::string("\nCould not interpret orbital \"") + name + unread);
-  }
-  for (const char* name : {"", "3d", "3/2", "q3/2", "3d4/2"})
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(kappa(name), 0); }),
-              std::string("\nWarning: Key \"") + name +
-                  "\" could not be interpreted as a relativistic orbital, kappa is set to 0.\n");
+  EXPECT_EQ(
+      Printed([&] { EXPECT_EQ(kappa("3d4/2"), 0); }),
+      "\nWarning: Key \"3d4/2\" could not be interpreted as a relativistic orbital, kappa is set to 0.\n");
 }
 
 TEST(OrbitalNames, BetweenTheKinds) {
@@ -63,13 +53,8 @@ TEST(OrbitalNames, BetweenTheKinds) {
     std::string line;
   } cases[] = {
       {nonRelToRelOrbs, {"3d", "1s", "2p3/2"}, {"3d5/2", "3d3/2", "1s1/2", "2p3/2"}, ""},
-      {nonRelToRelOrbs,
-       {"b_7a", "q"},
-       {"b_7a", "q"},
-       std::string("\nCould not interpret orbital \"q") + unread},
       {relToNonRelOrbs, {"3d3/2", "3d5/2", "1s1/2", "4f", "2p3/2", "2p1/2"}, {"3d", "1s", "4f", "2p"}, ""},
       {relToNonRelOrbs, {"1s1/2", "3d3/2", "2p1/2", "3d5/2"}, {"1s"}, pair},
-      {relToNonRelOrbs, {"3d3/2", "3d"}, {}, pair},
       {groupedRelOrbitals,
        {"3d3/2", "2p1/2", "1s1/2", "4f", "3d5/2", "2p3/2"},
        {"3d3/2", "3d5/2", "2p1/2", "2p3/2", "1s1/2", "4f"},
@@ -79,66 +64,39 @@ TEST(OrbitalNames, BetweenTheKinds) {
 }
 
 TEST(OrbitalNames, Membership) {
-  EXPECT_TRUE(isOrbElementOf("3d5/2", {"2p", "3d"}));
   EXPECT_TRUE(isOrbElementOf("3d", {"2p1/2", "3d3/2", "2p3/2", "3d5/2"}));
-  EXPECT_FALSE(isOrbElementOf("4d5/2", {"2p", "3d"}));
   EXPECT_FALSE(isOrbElementOf("3d3/2", {"3d5/2"}));
-  EXPECT_TRUE(QOrbsBelongTogether("3d5/2", "3d"));
   EXPECT_FALSE(QOrbsBelongTogether("3d5/2", "4d3/2"));
   EXPECT_EQ(NumberOfFermionicStates({"1s", "2p3/2", "b_5a"}), 11);
+  EXPECT_EQ(LPlusJAndJzToOrbitalName(4, -2), "d5/2-5/2");
+  EXPECT_EQ(ShellNameToL('j'), -1);
 }
 
 TEST(ReadNonRelativisticOrbital, Forms) {
-  const struct {
-    const char* name;
-    int n, l, m, s;
-    bool mGiven, sGiven;
-  } cases[] = {{"3d", 3, 2, 0, 0, false, false},
-               {"3d-2", 3, 2, -2, 0, true, false},
-               {"3d-2_1", 3, 2, -2, 1, true, true},
-               {"8k7", 8, 7, 7, 0, true, false}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    NonRelativisticOrbital o;
-    ASSERT_EQ(ReadNonRelativisticOrbital(c.name, o), 0);
-    EXPECT_EQ(std::tie(o.n, o.l, o.m, o.s, o.mGiven, o.sGiven),
-              std::tie(c.n, c.l, c.m, c.s, c.mGiven, c.sGiven));
-  }
+  NonRelativisticOrbital o;
+  ASSERT_EQ(ReadNonRelativisticOrbital("3d-2_1", o), 0);
+  EXPECT_EQ(std::tie(o.n, o.l, o.m, o.s), std::make_tuple(3, 2, -2, 1));
+  EXPECT_TRUE(o.mGiven && o.sGiven);
+  NonRelativisticOrbital shell;
+  ASSERT_EQ(ReadNonRelativisticOrbital("8k", shell), 0);
+  EXPECT_TRUE(shell.l == 7 && !shell.mGiven && !shell.sGiven);
 }
 
 TEST(ReadNonRelativisticOrbital, Refusals) {
-  const std::string number =
-      "ERROR: Failed to read principle quantum number and angular momentum form string \"";
-  const std::string letter = "ERROR: Failed to read angular momentum form string \"";
-  const std::string ms = "ERROR: Failed to read m and s form string \"",
-                    m = "ERROR: Failed to read m form string \"";
-  const struct {
-    const char* name;
-    std::string line;
-  } cases[] = {{"", number + "\"\n"},
-               {"3", number + "3\"\n"},
-               {"99999999999d", number + "99999999999d\"\n"},
-               {"3j", letter + "3j\", found 'j'\n"},
-               {"3d1x", m + "3d1x\"\n"},
-               {"3d+-1", m + "3d+-1\"\n"},
-               {"3d_1", ms + "3d_1\""},
-               {"3d1x_1", ms + "3d1x_1\""},
-               {"3d-3", "ERROR: abs(m) larger than l in orbital \"3d-3\""},
-               {"1s-2147483648", "ERROR: abs(m) larger than l in orbital \"1s-2147483648\""}};
-  for (const auto& c : cases) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"99999999999d",
+       "ERROR: Failed to read principle quantum number and angular momentum form string \"%\"\n"},
+      {"3j", "ERROR: Failed to read angular momentum form string \"%\", found 'j'\n"},
+      {"3d+-1", "ERROR: Failed to read m form string \"%\"\n"},
+      {"3d1x_1", "ERROR: Failed to read m and s form string \"%\""},
+      {"1s-2147483648", "ERROR: abs(m) larger than l in orbital \"%\""}};
+  for (auto [name, line] : cases) {
     NonRelativisticOrbital o;
     o.n = 42;
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(ReadNonRelativisticOrbital(c.name, o), 1); }), c.line);
+    line.replace(line.find('%'), 1, name);
+    EXPECT_EQ(Printed([&] { EXPECT_EQ(ReadNonRelativisticOrbital(name, o), 1); }), line);
     EXPECT_EQ(o.n, 42);
   }
-}
-
-TEST(OrbitalNames, OfOneSpinOrbital) {
-  EXPECT_EQ(LPlusJAndJzToOrbitalName(0, 1), "s1/2+1/2");
-  EXPECT_EQ(LPlusJAndJzToOrbitalName(4, -2), "d5/2-5/2");
-  EXPECT_EQ(LPlusJAndJzToOrbitalName(-1, 2147483647), "??+4294967293/2");
-  EXPECT_EQ(ShellNameToL('K'), 7);
-  EXPECT_EQ(ShellNameToL('j'), -1);
 }
 
 }  // namespace

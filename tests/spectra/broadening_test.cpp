@@ -1,7 +1,6 @@
 #include "spectra/broadening.h"
 
 #include <cmath>
-#include <functional>
 #include <numbers>
 #include <numeric>
 
@@ -44,8 +43,8 @@ double LorentzianCell(double d, double dE, double FWHM) {
 struct Shape {
   const char* name;
   double (*cell)(double, double, double);
-  void (*uniform)(SpectraType&, double);
-  void (*variable)(SpectraType&, const std::vector<double>&);
+  void (*uniform)(std::span<SpectraType>, double);
+  void (*variable)(std::span<SpectraType>, const std::vector<double>&);
 };
 const Shape Shapes[] = {{"Gaussian", GaussianCell, BroadenG, BroadenGvar},
                         {"Lorentzian", LorentzianCell, BroadenL, BroadenLvar}};
@@ -61,66 +60,77 @@ SpectraType Direct(const SpectraType& S, const Shape& shape, const std::vector<d
   return out;
 }
 
-void ExpectEqual(const SpectraType& got, const SpectraType& expected) {
-  ASSERT_EQ(got.Re.size(), expected.Re.size());
-  for (std::size_t i = 0; i < got.Re.size(); ++i)
-    EXPECT_NEAR(Abs(Complex16(got.Re[i] - expected.Re[i], got.Im[i] - expected.Im[i])), 0, 1e-13) << i;
+// 19 spectra, which are 1, 2, 3 ... times one.
+std::vector<SpectraType> Multiples(const SpectraType& S) {
+  std::vector<SpectraType> multiples(19, S);
+  for (int j = 0; j < 19; ++j) SpectraScalarMultiply(multiples[j], j + 1, 0);
+  return multiples;
+}
+
+void ExpectMultiples(const std::vector<SpectraType>& got, const SpectraType& expected) {
+  for (int j = 0; j < 19; ++j) {
+    SCOPED_TRACE(j);
+    ASSERT_EQ(got[j].Re.size(), expected.Re.size());
+    for (std::size_t i = 0; i < expected.Re.size(); ++i) {
+      EXPECT_NEAR(got[j].Re[i], (j + 1) * expected.Re[i], (j + 1) * 1e-14) << i;
+      EXPECT_NEAR(got[j].Im[i], (j + 1) * expected.Im[i], (j + 1) * 1e-14) << i;
+    }
+  }
 }
 
 // Widths below half a cell count as half a cell where each source has its own.
 TEST(Broadening, AgreesWithTheDirectDoubleSum) {
+  const SpectraType original = RandomSpectrum(60, 0.1);
   std::vector<double> width(61), floored;
-  for (int k = 0; k <= 60; ++k) width[k] = k < 20 ? -1 : k < 40 ? 0.2 : 0.02 * k;
+  for (int k = 0; k <= 60; ++k) width[k] = k < 20 ? -1 : k < 41 ? 0.2 : 0.02 * k;
   for (const double w : width) floored.push_back(std::max(0.05, w));
   for (const Shape& shape : Shapes) {
     SCOPED_TRACE(shape.name);
     for (const double FWHM : {0.06, 0.3, 100.0}) {  // from half a cell to far beyond the grid
-      SpectraType S = RandomSpectrum(60, 0.1);
-      const SpectraType expected = Direct(S, shape, std::vector<double>(61, FWHM));
+      std::vector<SpectraType> S = Multiples(original);
       shape.uniform(S, FWHM);
-      ExpectEqual(S, expected);
+      ExpectMultiples(S, Direct(original, shape, std::vector<double>(61, FWHM)));
     }
-    SpectraType S = RandomSpectrum(60, 0.1);
-    const SpectraType expected = Direct(S, shape, floored);
+    std::vector<SpectraType> S = Multiples(original);
     shape.variable(S, width);
-    ExpectEqual(S, expected);
+    ExpectMultiples(S, Direct(original, shape, floored));
   }
 }
 
 TEST(Broadening, KeepsTheAreaInsideTheGrid) {
   for (const double FWHM : {0.1, 0.35, 2.0}) {
-    SpectraType S = RandomSpectrum(400, 0.1);
-    std::fill(S.Im.begin(), S.Im.end(), 0);
-    S.Im[200] = -1;
-    SpectraType L = S;
-    BroadenG(S, FWHM);
-    EXPECT_NEAR(std::accumulate(S.Im.begin(), S.Im.end(), 0.0), -1, 2e-4) << FWHM;
+    std::vector<SpectraType> G = {RandomSpectrum(400, 0.1)};
+    std::fill(G[0].Im.begin(), G[0].Im.end(), 0);
+    G[0].Im[200] = -1;
+    std::vector<SpectraType> L = G;
+    BroadenG(G, FWHM);
+    EXPECT_NEAR(std::accumulate(G[0].Im.begin(), G[0].Im.end(), 0.0), -1, 2e-4) << FWHM;
     BroadenL(L, FWHM);  // the tails beyond 20 on both sides hold 2 / pi atan(FWHM / 40)
     const double lost = 2 / std::numbers::pi * std::atan(FWHM / 40.1);
-    EXPECT_NEAR(std::accumulate(L.Im.begin(), L.Im.end(), 0.0), lost - 1, 0.01) << FWHM;
+    EXPECT_NEAR(std::accumulate(L[0].Im.begin(), L[0].Im.end(), 0.0), lost - 1, 0.01) << FWHM;
   }
 }
 
 TEST(Broadening, TooNarrowKernelsChangeNothing) {
-  const SpectraType original = RandomSpectrum(20, 0.1);
+  const SpectraType grid = RandomSpectrum(20, 0.1), point = RandomSpectrum(0, 0);
   for (const Shape& shape : Shapes)
-    for (const double FWHM : {0.0, 0.049, -3.0}) {
-      SpectraType S = original;
+    for (const auto& [original, FWHM] : {std::pair(grid, 0.0), {grid, 0.049}, {grid, -3.0}, {point, 0.0}}) {
+      std::vector<SpectraType> S = {original};
       shape.uniform(S, FWHM);
-      EXPECT_EQ(S.Re, original.Re);
-      EXPECT_EQ(S.Im, original.Im);
+      EXPECT_EQ(S[0].Re, original.Re);
+      EXPECT_EQ(S[0].Im, original.Im);
     }
 }
 
 TEST(Broadening, OddGridsDoNoHarm) {
   for (const Shape& shape : Shapes)
     for (const double dE : {0.0, -0.1, std::nan("")})
-      for (const double FWHM : {0.0, 1.0, std::nan(""), HUGE_VAL}) {
-        SpectraType S = RandomSpectrum(5, dE), single;
-        shape.uniform(S, FWHM);
-        shape.uniform(single, FWHM);
-        shape.variable(S, std::vector<double>(6, FWHM));
-      }
+      for (const double FWHM : {0.0, 1.0, std::nan(""), HUGE_VAL})
+        for (const std::uint32_t NE : {0, 1, 5}) {
+          std::vector<SpectraType> S = {RandomSpectrum(NE, dE)};
+          shape.uniform(S, FWHM);
+          shape.variable(S, std::vector<double>(NE + 1, FWHM));
+        }
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <fstream>
 #include <iterator>
 #include <numbers>
-#include <numeric>
 
 #include "linalg/random_matrix.h"
 #include "spectra/spectrum_arithmetic.h"
@@ -109,14 +108,6 @@ TEST(SpectrumSticks, KeepTheWeightAndStandAtTheirOwnEnergies) {
   P.a[1] = std::nan("");  // no place outside of the grid is written to
   SpectraType point = Grid(1, 1, 1, 0);
   ListOfPolesToSpectrum(0, P, point);
-}
-
-TEST(SpectrumSticks, AChainWithoutWidthGoesByItsPoles) {
-  const TriDiagonalMatrixType M = RandomChain(6);
-  SpectraType S = Grid(-3, 3, 600, 0);
-  ASSERT_EQ(TriDiagonalMatrixToSpectrum(0, M, S), 0);
-  const double integral = std::accumulate(S.Im.begin(), S.Im.end(), 0.0) * S.dE;
-  EXPECT_NEAR(integral, -pi * M.b[0] * M.b[0], 1e-12);
 }
 
 TEST(SpectrumArithmetic, AddsPointByPointAndKeepsBooks) {

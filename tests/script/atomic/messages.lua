@@ -2,12 +2,10 @@
 local check = require("check")
 local nan, huge = 0 / 0, math.huge
 local range = " contains a refference outside the range [0,3]"
-local zero = "Angular momentum operator acting on zero fermions is not defined"
 local many = "ERROR: LuaNewOperator called with to many particles in he one particle basis NF= %d, NB=0\n"
 local basis = "Unrecognized value for basis %s, use SphericalHarmonicsY, TesseralHarmonicsZ, KubicHarmonicsK, " ..
               "PyramidalHarmonicsP, or jjz\n"
 local notFinite = "Error, operator with a coefficient that is infinite or not a number\n"
-local noNumber = "bad argument #-1 to '?' (number expected, got %s)"
 local up, dn = {1, 3, 5}, {0, 2, 4}
 
 local function refused(cases)
@@ -17,136 +15,66 @@ local function refused(cases)
 end
 
 -- Families of a shell: every kind gives the name of its front end, here before other spellings.
-for spellings in ("Sx,Sy,Sz,Splus,Smin,Ssqr S^2 S2,Lx,Ly,Lz,Lplus,Lmin,Lsqr L^2 L2,Jx,Jy,Jz,Jplus,Jmin,Jsqr J^2 J2," ..
-                  "Tx,Ty,Tz,Tplus,Tmin,Tsqr,Qxx Qx,Qyy Qy,Qzz Qz,Qxy Qyx,Qxz Qzx,Qyz Qzy,ldots"):gmatch("[^,]+") do
+for spellings in ("Ssqr S^2,Tmin,Qxy Qyx,ldots"):gmatch("[^,]+") do
   local e = "Error in LuaOperatorNew" .. spellings:match("%S+") .. ", "
   for kind in spellings:gmatch("%S+") do
     refused {
       {e .. "Lenght of IndexUp (2) is not equal to lenght of IndexDn (1)\n", kind, 4, {1, 3}, {0}},
-      {e .. "2 plus the lenght of IndexJmin (1) is not equal to lenght of IndexJplus (2)\n",
-       kind, 4, {1}, {0, 2}, {{"basis", "jjz"}}},
       {e .. "Lenght of IndexJmin (1) is not equal to 2l\n", kind, 4, {0}, {1, 2, 3}},
     }
-    if kind:sub(1, 1) ~= "S" then
-      refused {{e .. "Lenght of IndexUp (4) is not equal to 2l+1\n", kind, 8, {1, 3, 5, 7}, {0, 2, 4, 6}}}
-    end
   end
 end
 -- Their other checks, each before the next.
 refused {
-  {zero, "Sz", 0, {}, 1},
-  {zero, "ldots", -huge, up, dn},
-  {many:format(2147483647), "Sx", huge, up, dn},
   {many:format(32769), "Tz", 32769, up, dn},
-  {noNumber:format("table"), "Sz", 4, {{}}, dn, {{"basis", "Q"}}},
   {basis:format("Q"), "Lz", 4, {9}, dn, {{"basis", "Q"}}},
-  {'Error in option 1, Unrecognized option "bassi"\n Possible values for options are:\nbasis [char*]\n',
-   "Lz", 6, up, dn, {bassi = "K"}},
-  {"First index" .. range, "Sx", 4, {1, 4}, {65536}},
-  {"First index" .. range, "Jsqr", 4, {65536}, {0}},
-  {"Second index" .. range, "J2", 4, {1}, {0, 1e300}},
   {"Second index" .. range, "Lx", 4, {1}, {nan}},
-  {"Error in LuaOperatorNewLz, Lenght of IndexUp (2) is not equal to lenght of IndexDn (4)\n",
-   "Lz", 6, {0, 1}, {2, 3, 4, 5}, {{"basis", "Y"}}},
   {"ERROR: first argument in NewOperator (T2) is not recognized as a known operatortype\n" ..
    " See Help(\"NewOperator\") for more information\n", "T2", 6, up, dn},
-  {"ERROR: first argument in NewOperator () is not recognized as a known operatortype\n" ..
-   " See Help(\"NewOperator\") for more information\n", ""},
 }
 
 -- Crystal fields and transitions.
 local cubic = {{4, 0, 1}}
 local cf = "Error in LuaOperatorNewCF, "
 refused {
-  {"Crystal-field operator acting on zero fermions is not defined", "CF", 0, up, cubic},
-  {cf .. "called with 1 arguments, 3,4 or 6 expected\n", "CF", 6},
-  {cf .. "called with 5 arguments, 3,4 or 6 expected\n", "CF", 6, up, dn, up, cubic},
+  {"Error in NewOperator, operators from radial functions (AtomicU, ContinuumU, Dirac, H0) are not yet implemented\n", "AU", 1},
   {cf .. "an empty last table is a list of options, the expansion should stand before it\n", "CF", 6, up, dn, {}},
-  {notFinite, "CF", 6, up, dn, {{2, 0, nan}}}, {notFinite, "CF", 1, {0}, {{0, 0, huge}}},
-  {notFinite, "U", 6, up, dn, {1.79e308, 1.79e308}},
-  {"Index up" .. range, "CF", 4, {4}, cubic},
-  {"Index up" .. range, "CF", 4, {4}, {0}, cubic},
-  {"Index dn" .. range, "CF", 4, {3}, {-5}, cubic},
-  {cf .. "Lenght of Index (2) is not equal to 2l+1 (1)\n", "CF", 6, {0, 1}, cubic},
-  {cf .. "Index of spin up and spin down should relate to the same angular momentum (3 != 1)\n", "CF", 6, up, {0}, cubic},
-  {cf .. "Index of spin up and spin down should relate to the same angular momentum (1 != 3)\n",
-   "CF", 6, up, dn, {0}, dn, cubic},
-  {cf .. "Lenght of Index (2 + 2) is not equal to 4l+2 (2)\n", "CF", 6, {1, 3}, {0, 2}, cubic},
-  {cf .. "Index of jmin and jmax should relate to the same angular momentum (3+2 != 3)\n",
-   "CF", 6, up, dn, cubic, {{"basis", "jjz"}}},
+  {notFinite, "CF", 6, up, dn, {{2, 0, nan}}},
   {cf .. "Index of jmin and jmax should relate to the same angular momentum (0+2 != 4)\n",
    "CF", 8, {0, 1}, {2, 3, 4, 5}, {}, {4, 5, 6, 7}, cubic},
-  {cf .. "Lenght of Index (1 + 3) is not equal to 4l+2 (2)\n", "CF", 6, {0}, {1, 2, 3}, cubic},
-  {cf .. "Index of spin up and spin down should relate to the same angular momentum (2 != 4)\n",
-   "CF", 6, {0, 1}, {2, 3, 4, 5}, cubic, {{"basis", "Y"}}},
   {cf .. "the basis jjz needs two lists, IndexJmin and IndexJplus\n", "CF", 6, up, cubic, {{"basis", "j"}}},
-  {"Error Harmonics Expansion, found 2 indices (expected 3 {l,m,val}) at level 2\n", "CF", 6, up, dn, {{0, 0, 1}, {1, 0}}},
-  {"Error Harmonics Expansion, found 0 indices (expected 3 {l,m,val}) at level 1\n", "CF", 6, up, dn, {4, 0, 1}},
   {"Error Harmonics Expansion, |m| (-2) > l (1) at level 1\n", "CF", 6, up, dn, {{1, -2, 1}}},
-  {"bad argument #-1 to '?' (Complex_Type expected, got string)", "CF", 6, up, {{1, 0, "x"}}},
 }
 
 -- Ladders.
-for kind, name in pairs {Create = "Create", Cr = "Create", Annihilate = "Annihilate", An = "Annihilate"} do
+for kind, name in pairs {Create = "Create", An = "Annihilate"} do
   local e = "Error in LuaOperatorNew" .. name .. ", "
   refused {
-    {e .. "expected 2 or 3 arguments, not 0\n", kind},
-    {e .. "expected 2 or 3 arguments, not 4\n", kind, 4, {1}, {1}, {}},
     {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, 4},
-    {e .. "index of the fermion cannot be larger than NFermion-1\n", kind, 4, {1, 65537}, {1, 1}},
-    {e .. "Lenght of Index (2) is not equal to lenght of prefactors (1)\n", kind, 4, {0, 1}, {1}},
     {e .. "prefactor 2 is not a number\n", kind, 4, {0, 1}, {1, Complex.New(0, nan)}},
-    {"Error in reading complex table in luaL_checkarray_complex16\n", kind, 4, {0}, {"one"}},
-    {many:format(40000), kind, 40000, 1},
   }
 end
-local n = "Error in LuaOperatorNewNumber, "
 refused {
-  {n .. "expected 3 or 4 arguments, not 2\n", "Number", 4, 1},
-  {n .. "expected 3 or 4 arguments, not 5\n", "n", 4, {1}, {1}, {1}, 1},
-  {n .. "Lenght of Index (2) is not equal to lenght of prefactors (1)\n", "CrAn", 4, {0, 1}, {1, 0}, {1}},
-  {n .. "Lenght of Index for Creation (1) is not equal to lenght of index for Annihilation (2)\n",
+  {"Error in LuaOperatorNewNumber, Lenght of Index for Creation (1) is not equal to lenght of index for Annihilation (2)\n",
    "Number", 4, {0}, {1, 0}, {1}},
-  {n .. "index of the fermion cannot be larger than NFermion-1\n", "Number", 4, 1, 4},
-  {n .. "index of the fermion cannot be larger than NFermion-1\n", "Number", 4, {0}, {nan}, {1}},
-  {"Error in NewOperator(\"Identity\",...), expected 1 aditional argument, not 0\n", "Identity"},
-  {"Error in NewOperator(\"Identity\",...), expected 1 aditional argument, not 2\n", "1", 4, 4},
 }
 
 -- Oscillators. Without a matrix the grid has its own spelling where it speaks of a.
-local waves, grid = "Error in LuaOperatorNewHarmonicOscillatorOnStandingWaves", "Error in LuaOperatorNewHarmonicOscillatorOnGrid"
+local grid = "Error in LuaOperatorNewHarmonicOscillatorOnGrid"
 refused {
-  {waves .. ", expected 2 or 3 arguments, not 1\n", "HOSW", 1},
-  {grid .. ", expected 2 or 3 arguments, not 4\n", "HOGrid", 1, 2, 3, 4},
-  {waves .. ", a should be positive not -1.000000\n", "HarmonicOscillatorOnStandingWaves", -1, 3},
   {"Error in LuaOperatorNewHarmonicOscillatorOnGird, a should be positive not -2.000000\n", "HOGrid", -2, 3},
-  {grid .. ", a should be positive not -2.000000\n", "HarmonicOscillatorOnGrid", -2, 1, {{1}}},
-  {waves .. ", nmax should be positive not -3.000000\n", "HOSW", 1, -3},
-  {many:format(2147483647), "HOSW", 1, 1e300},
   {many:format(32770), "HOGrid", 1, 8193},
-  {waves .. ". The matrix defining the basis should be finite\n", "HOSW", 1, 1, {{nan}}},
   {grid .. ", a=1e-200 and nmax=1 give operators that are not finite\n", "HOGrid", 1e-200, 1},
-  {waves .. ". The dimension of the matrix defining the basis (1) should be equal to nmax (2) or 2*nmax.\n",
-   "HOSW", 1, 2, {{1}}},
   {grid .. ". The dimension of the matrix defining the basis (2) should be equal to 2*nmax-1 (nmax=2).\n",
    "HOGrid", 1, 2, {{1, 0}, {0, 1}}},
 }
 
 -- Angular momentum.
-local three = "ThreeJSymbol expects 6 angular momentum as input that need to be integer or half integer values"
 local six = "math.SlaterCoefficientC expects 6 angular momentum as input that need to be integer values"
 for _, c in ipairs {
-  {three, ThreeJSymbol, {1, 0.25}, {1, 0}, {1, 0}},
-  {three, math.ThreeJ, {nan, 0}, {1, 0}, {1, 0}},
-  {three, math.ThreeJ, {1, 0}, {huge, 0}, {1, 0}},
   {"angular momentum 1e+300 is too large\n", ThreeJSymbol, {1e300, 0}, {1e300, 0}, {0, 0}},
   {"the angular momenta of a 3j symbol are too large\n", ThreeJSymbol, {1e8, 0}, {1e8, 0}, {0, 0}},
-  {"the angular momenta of a 3j symbol are too large\n", SlaterCoefficientC, 0, {1e8, 0}, {1e8, 0}},
-  {noNumber:format("nil"), ThreeJSymbol, {1}, {1, 0}, {1, 0}},
-  {"bad argument #3 to '?' (table expected, got no value)", ThreeJSymbol, {1, 0}, {1, 0}},
-  {six, SlaterCoefficientC, {1, 0.5}, {1, 0}, {1, 0}},
   {six, SlaterCoefficientC, 1.5, {1, 0}, {1, 0}},
-  {"bad argument #1 to '?' (number expected, got no value)", SlaterCoefficientC},
 } do
   check.error("angular momentum", c[1], table.unpack(c, 2))
 end

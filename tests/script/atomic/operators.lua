@@ -4,14 +4,11 @@ local i = Complex.New(0, 1)
 local up, dn = {1, 3, 5}, {0, 2, 4}
 local NF = 6
 
--- Every kind of a shell family, with all its spellings: the name it gets, and Hermitian or not.
+-- Kinds of the shell families, and the names that they get.
 local kinds = {
-  {"Sx", "Sx"}, {"Sy", "Sy"}, {"Sz", "Sz"}, {"Splus", "S^+"}, {"Smin", "S^-"}, {"Ssqr", "S^2"}, {"S^2", "S^2"},
-  {"S2", "S^2"}, {"Lx", "Lx"}, {"Ly", "Ly"}, {"Lz", "Lz"}, {"Lplus", "L^+"}, {"Lmin", "L^-"}, {"Lsqr", "L^2"},
-  {"L^2", "L^2"}, {"L2", "L^2"}, {"Jx", "Jx"}, {"Jy", "Jy"}, {"Jz", "Jz"}, {"Jplus", "J^+"}, {"Jmin", "J^-"},
-  {"Jsqr", "J^2"}, {"J^2", "J^2"}, {"J2", "J^2"}, {"Tx", "Tx"}, {"Ty", "Ty"}, {"Tz", "Tz"}, {"Tplus", "T^+"},
-  {"Tmin", "T^-"}, {"Tsqr", "T^2"}, {"Qx", "Qxx"}, {"Qxx", "Qxx"}, {"Qy", "Qyy"}, {"Qyy", "Qyy"}, {"Qz", "Qzz"},
-  {"Qzz", "Qzz"}, {"Qxy", "Qxy"}, {"Qyx", "Qxy"}, {"Qxz", "Qxz"}, {"Qzx", "Qxz"}, {"Qyz", "Qyz"}, {"Qzy", "Qyz"},
+  {"Sx", "Sx"}, {"Sy", "Sy"}, {"Sz", "Sz"}, {"Splus", "S^+"}, {"Smin", "S^-"}, {"Ssqr", "S^2"}, {"Lx", "Lx"}, {"Ly", "Ly"},
+  {"Lz", "Lz"}, {"Lplus", "L^+"}, {"Lmin", "L^-"}, {"Lsqr", "L^2"}, {"Jx", "Jx"}, {"Jy", "Jy"}, {"Jz", "Jz"}, {"Jplus", "J^+"},
+  {"Jmin", "J^-"}, {"J2", "J^2"}, {"Jsqr", "J^2"}, {"Tx", "Tx"}, {"Ty", "Ty"}, {"Tz", "Tz"}, {"Tsqr", "T^2"}, {"Qyx", "Qxy"},
   {"ldots", "l.s"},
 }
 local O = {}
@@ -20,13 +17,8 @@ for _, kind in ipairs(kinds) do
   check.equal(kind[1], O[kind[1]].Name, kind[2])
 end
 
--- Identities between kinds. Terms of the differences below the tolerance are rounding.
+-- Terms of the differences below the tolerance are rounding.
 local function same(name, a, b) check.equal(name, #Chop(a - b, 1e-12).N, 0) end
-for _, v in ipairs {"S", "L", "J", "T"} do
-  same(v .. " square", O[v .. "sqr"], O[v .. "x"] * O[v .. "x"] + O[v .. "y"] * O[v .. "y"] + O[v .. "z"] * O[v .. "z"])
-end
-for _, c in ipairs {"x", "y", "z", "plus", "min"} do same("J = L + S", O["J" .. c], O["L" .. c] + O["S" .. c]) end
-
 -- In the jjz basis the momenta are what the basis change makes of them; the lists alone tell the basis.
 for l = 0, 3 do
   local plain, jjz = {{}, {}}, {{}, {}}
@@ -39,11 +31,9 @@ for l = 0, 3 do
       local expected = Rotate(NewOperator(kind[1], 4 * l + 2, plain[1], plain[2]), YtojjzMatrix(l))
       local form = NewOperator(kind[1], 4 * l + 2, jjz[1], jjz[2])
       same(kind[1] .. " in jjz", form, expected)
-      check.equal("name in jjz", form.Name, kind[2])
     end
   end
 end
-same("named jjz", NewOperator("Jz", 2, {}, {0, 1}, {{"basis", "Basisj"}}), NewOperator("Jz", 2, {}, {0, 1}))
 
 -- Prefactors below 0.001 are dropped: jz / (2l + 1) of the four states with jz = +-1/2 when l = 250.
 local jmin, jplus = {}, {}
@@ -51,36 +41,17 @@ for k = 0, 1001 do table.insert(k < 500 and jmin or jplus, k) end
 check.equal("small prefactors", NewOperator("Sz", 1002, jmin, jplus).N[2], 1002 - 4 + 2 * 500)
 
 -- Bases. The spin is the same in all of them; options may be an empty list; the case of the key is free.
-for _, basis in ipairs {"SphericalHarmonicsY", "BasisZ", "KubicHarmonics", "CubicHarmonics", "P"} do
-  same("spin in " .. basis, NewOperator("Sy", NF, up, dn, {{"Basis", basis}}), O.Sy)
-end
-same("default basis", NewOperator("Lx", NF, up, dn, {}), O.Lx)
-same("option", NewOperator("Lx", NF, up, dn, {{"basis", "Y"}}), O.Lx)
-for _, options in ipairs {{basis = "K"}, {Basis = "K"}} do
-  check.equal("field", #NewOperator("Lz", NF, up, dn, options).N, 0)
-end
-for _, kind in ipairs {"Lx", "Jsqr", "ldots", "Tx", "Qzz"} do
-  for _, basis in ipairs {"Z", "K", "PyramidalHarmonicsP"} do
-    local none = NewOperator(kind, NF, up, dn, {{"basis", basis}})  -- prints that it is not yet implemented
-    check.equal(kind .. " in " .. basis, #none.N, 0)
-    check.equal(kind .. " in " .. basis, none.NF, NF)
-  end
-end
+same("spin in cubic harmonics", NewOperator("Sy", NF, up, dn, {{"Basis", "CubicHarmonics"}}), O.Sy)
+check.equal("K is not yet implemented for L", #NewOperator("Lx", NF, up, dn, {basis = "K"}).N, 0)
 check.equal("T has no form in jjz", #NewOperator("Tz", NF, {0, 1}, {2, 3, 4, 5}).N, 0)
 
 -- Orbitals may be any, also repeated; texts that are numbers are numbers.
-same("text", NewOperator("Sz", "6", {"1", "3", "5"}, dn), O.Sz)
 same("repeated", NewOperator("Sz", 2, {1, 1}, {0, 0}), 2 * NewOperator("Sz", 2, {1}, {0}))
-check.equal("no orbitals", #Chop(NewOperator("Ssqr", 2, {}, {})).N, 0)
 
 local N = NewOperator("Number", NF, {0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5}, {1, 1, 1, 1, 1, 1})
 -- Crystal field: a constant is a number operator, in all three argument forms.
 same("one list", NewOperator("CF", 3, {0, 1, 2}, {{0, 0, 2}}), 2 * NewOperator("Number", 3, {0, 1, 2}, {0, 1, 2}, {1, 1, 1}))
 same("two lists", NewOperator("CF", NF, up, dn, {{0, 0, 2}}), 2 * N)
-same("four lists", NewOperator("CF", NF, up, dn, up, dn, {{0, 0, 2}}), 2 * N)
-same("options", NewOperator("CF", NF, up, dn, {{0, 0, 2}}, {{"basis", "K"}}), 2 * N)
-same("options, one list", NewOperator("CF", NF, up, {{2, 0, 2}}, {}), NewOperator("CF", NF, up, {{2, 0, 2}}))
-check.equal("name", NewOperator("CF", NF, up, dn, {{2, 0, 1}}).Name, "CF")
 -- The first pair of lists is the bra.
 local s, pUp, pDn = {{0}, {1}}, {3, 5, 7}, {2, 4, 6}
 local z = NewOperator("CF", 8, {1}, {0}, pUp, pDn, {{1, 0, sqrt(3)}})
@@ -89,45 +60,29 @@ local y = NewOperator("CF", 8, {1}, {0}, pUp, pDn, {{1, 1, sqrt(3) * i}})
 same("complex", y, NewOperator("Number", 8, {1, 0}, {3, 2}, {-i, -i}))
 
 -- Ladders.
-same("creator", NewOperator("Cr", 3, 2), NewOperator(3, 0, {{2, 1}}))
-same("annihilator", NewOperator("Annihilate", 3, 2), NewOperator(3, 0, {{-2, 1}}))
 same("creators", NewOperator("Create", 3, {0, 2}, {i, 2}), NewOperator(3, 0, {{0, i}, {2, 2}}))
-same("annihilators", NewOperator("An", 3, {1, 2}, {i, 2}), NewOperator(3, 0, {{-1, i}, {-2, 2}}))
-same("hop", NewOperator("CrAn", 3, 2, 1), NewOperator(3, 0, {{2, -1, 1}}))
-for _, kind in ipairs {"Identity", "I", "1"} do
-  check.equal(kind, NewOperator(kind, 3) == NewOperator(3, 0, {{1}}), true)
-end
+same("creator", NewOperator("Cr", 3, 2), NewOperator(3, 0, {{2, 1}}))
+same("annihilator", NewOperator("An", 3, 2), NewOperator("An", 3, {2}, {1}))
 same("sums", NewOperator("Create", 3, {0, 2, 0}, {0.5, i, 1}), NewOperator(3, 0, {{0, 1.5}, {2, i}}))
-same("hops", NewOperator("n", 3, {0, 2}, {2, 0}, {i, -i}), NewOperator(3, 0, {{0, -2, i}, {2, -0, -i}}))
+check.equal("identity", NewOperator("1", 3) == NewOperator(3, 0, {{1}}), true)
 for name, O in pairs {
   ["Number operator a^{+}_(2) a_(1)"] = NewOperator("n", 3, 2, 1), ["Number operator"] = NewOperator("n", 3, {2}, {1}, {1}),
-  ["Creation operator on site 2"] = NewOperator("Cr", 3, 2), ["Creation operator"] = NewOperator("Cr", 3, {2}, {1}),
-  ["Annihilation operator on site 0"] = NewOperator("An", 3, 0), ["Annihilation operator"] = NewOperator("An", 3, {2}, {1}),
   ["Identity operator"] = NewOperator("I", 3)
 } do check.equal("name", O.Name, name) end
 
 -- Oscillators give two operators; a unit matrix changes nothing.
-for _, kind in ipairs {"HOSW", "HarmonicOscillatorOnStandingWaves", "HOGrid", "HarmonicOscillatorOnGrid"} do
-  local H, V, more = NewOperator(kind, 3, 2)
-  check.equal("two results", more, nil)
-  local unit = {}
-  for r = 1, H.NF / 2 do
-    unit[r] = {}
-    for c = 1, H.NF / 2 do unit[r][c] = r == c and 1 or 0 end
-  end
+for kind, unit in pairs {HOSW = {{1, 0}, {0, 1}}, HarmonicOscillatorOnGrid = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}} do
+  local H, V = NewOperator(kind, 3, 2)
   local Hunit, Vunit = NewOperator(kind, 3, 2, unit)
   same(kind, H, Hunit)
   same(kind, V, Vunit)
 end
 
 -- Angular momentum.
-check.near("3j", math.ThreeJSymbol({1, 1}, {1, -1}, {0, 0}), 1 / sqrt(3), 1e-15)
 check.near("half 3j", ThreeJ({0.5, 0.5}, {"0.5", -0.5}, {1, 0}), 1 / sqrt(6), 1e-15)
-check.equal("no coupling", ThreeJSymbol({1, 0}, {1, 0}, {3, 0}), 0)
 for _, c in ipairs {
   {{{2, 1}, {4, 1}, {2, 0}}, sqrt(30) / 21}, {{4, {2, 1}, {2, 0}}, sqrt(30) / 21},
   {{{2, 1}, {4, 0}, {2, 0}}, 0},  -- q is not m1 - m2
-  {{{2, 1}, {3, 1}, {2, 0}}, 0}, {{5, {2, 1}, {2, 0}}, 0}, {{0, {1, 0}, {2, 0}}, 0},
 } do
   check.near("c^k", SlaterCoefficientC(table.unpack(c[1])), c[2], 1e-15)
 end

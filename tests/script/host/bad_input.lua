@@ -61,14 +61,14 @@ local function try(name, f, ...)
 end
 
 local standard = EnergyUnits
-for _, entry in ipairs(functions) do
+for n, entry in ipairs(functions) do
   local name, f = entry[1], entry[2]
   try(name, f)
   for i = 0, #values do
     try(name, f, values[i])
     try(name, f, I, values[i])
     for j = 0, #values do
-      try(name, f, values[i], values[j])
+      if (i + j + n) % 2 == 0 then try(name, f, values[i], values[j]) end  -- half of the pairs, others for the next
       if (i + j) % 3 == 0 then
         try(name, f, values[i], values[j], values[(i + 3 * j) % (#values + 1)], values[(5 * i + j) % (#values + 1)])
       end

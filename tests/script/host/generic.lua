@@ -1,9 +1,8 @@
 -- Functions on any value: Copy, Chop, Conjugate, Transpose, ConjugateTranspose; warnings; verbosity.
 local check = require("check")
 local C = Complex.New
-local cyclic, deep = {}, {}
+local cyclic = {}
 cyclic[1] = cyclic
-for _ = 1, 198 do deep = {deep} end
 
 -- Copy
 local tag = {}
@@ -13,32 +12,22 @@ check.ok("another table", copy ~= source and copy[3] ~= source[3] and copy.x ~= 
 check.ok("nested", getmetatable(copy) == tag and copy.x.y == 2)
 copy[3][2].re = 7
 check.equal("complex values are copied", I.re, 0)
-check.ok("values", Clone("text") == "text" and Copy(nil) == nil and Copy(deep))
 
 -- Chop: the asymmetry at the threshold is meant.
-for value, chopped in pairs {[1e-10] = 1e-10, [-1e-20] = 0, [2.220446049250313e-15] = 2.220446049250313e-15, text = "text"} do
+for value, chopped in pairs {[1e-10] = 1e-10, [-1e-20] = 0, [2.220446049250313e-15] = 2.220446049250313e-15} do
   check.equal("Chop", Chop(value), chopped)
 end
 check.equal("threshold", Chop(1e-10, 1e-9), 0)
 check.equal("equal to the threshold", Chop(0.5, 0.5), 0.5)
-check.equal("options", Chop(1e-10, 1e-9, {{"Distance", false}, {"deflate", true}}), 0)
 check.equal("complex becomes a number", Chop(C(2, 1e-20)), 2)
-check.equal("complex", tostring(Chop(C(1e-20, 2))), "(0 + 2 I)")
-check.equal("complex at the threshold", Chop(C(0.5, 0.5), 0.5), 0)
 local chopped = Chop(setmetatable({1, 1e-20, x = {0.1}}, tag), 0.2)
 check.equal("chopped", chopped[2] + chopped.x[1], 0)
 check.equal("chopped metatable", getmetatable(chopped), tag)
-check.equal("an only argument is no option list", next(Chop({x = 1e-20})), "x")
 check.equal("pairs inside are data", Chop({{"a", 1e-20}})[1][2], 0)
-check.error("unknown option", "Error in option 1, Unrecognized option \"x\"\n Possible values for options are:\n" ..
-  "Distance [bool]\nDeflate [bool]\n", Chop, 1, {{"x", 1}})
 
 -- Conjugation and transposition
-check.equal("Conjugate", tostring(Conjugate {x = C(1, 2)}.x), "(1 - 2 I)")
-check.equal("ConjugateTranspose of one", tostring(ConjugateTranspose(C(1, 2))), "(1 - 2 I)")
 local m = setmetatable({{1, C(2, 1), 3}, {4, 5, 6}}, tag)
 local mt, mh = Transpose(m), ConjugateTranspose(m)
-check.ok("rows", #mt == 3 and getmetatable(mt) == tag)
 for i = 1, 2 do
   for j = 1, 3 do
     check.near("element", mt[j][i], m[i][j], 0)
@@ -46,13 +35,11 @@ for i = 1, 2 do
   end
 end
 check.equal("blocks are transposed too", Transpose({{{{1, 2}}}})[1][1][2][1], 2)
-check.equal("keys stay", Transpose({a = 1, b = 2}).b, 2)
 
 -- What is no value, what contains itself, and what grows without end where it is not shared
 local doubled = {1}
 for _ = 1, 100 do doubled = {doubled, doubled} end
-check.error("product with shared tables", "Error: tables shared inside of a table come to more than 4000000 values\n",
-  getmetatable(I).__mul, I, doubled)
+check.error("shared", "Error: tables shared inside of a table come to more than 4000000 values\n", Copy, doubled)
 local unknown = {
   [Copy] = "Error: copying or cloning an object of unrecognised type\n",
   [Chop] = "Error: Chop an object of unrecognised type\n",
@@ -61,28 +48,15 @@ local unknown = {
   [ConjugateTranspose] = "Error: conjugate transpose an object of unrecognised type\n"
 }
 for f, text in pairs(unknown) do
-  check.error("function", text, f, print)
   check.error("function in a table", text, f, {{print}})
-  check.error("thread", text, f, coroutine.create(print))
   local other = f == ConjugateTranspose and "Error: conjugate transpose of an object of unrecognised type\n" or text
   check.error("other userdata", other, f, io.stdout)
-  check.error("no argument", "bad argument #1 to '?' (value expected)", f)
-  check.error("shared", "Error: tables shared inside of a table come to more than 4000000 values\n", f, doubled)
   check.error("cycle", "Error: table nested deeper than 200 levels, or containing itself\n", f, cyclic)
 end
 
--- Rotate
-check.error("too few", "Rotate called with 1 arguments, at least 2 expected\n", Rotate, 1)
-check.error("no object", "Rotate called unrecognized type. Can only rotate wavefunctions operators and tight " ..
-  "binding objects\n", Rotate, 1, {{1}})
-
 -- Warnings are printed with their place, and the script goes on.
 warning("a warning of this test")
-check.error("warning", "bad argument #1 to 'warning' (string expected, got nil)", warning, nil)
-Transpose({{1, 2}, {3}})
 
 -- Masks
-check.error("Verbosity", "bad argument #1 to 'Verbosity' (number expected, got nil)", Verbosity, nil)
 check.equal("no result", select("#", Verbosity(15)) + select("#", TimeSet(15.2)) + select("#", TimePrint()), 0)
-check.error("TimeStart", "bad argument #1 to 'TimeStart' (string expected, got table)", TimeStart, {})
 check.done()

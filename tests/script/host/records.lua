@@ -1,9 +1,6 @@
 -- Complex numbers and generic functions on operators, states and spectra.
 local check = require("check")
 local C = Complex.New
-local meta = getmetatable(I)
-local events = {plus = meta.__add, minus = meta.__sub, ["multiplied with"] = meta.__mul, ["divided by"] = meta.__div,
-                ["to the power"] = meta.__pow}
 
 local hop = NewOperator(2, 0, {{0, -1, 1}, {1, 0, 1}})  -- a+_1 a_0 ... as the list says, whichever way round
 local psi = NewWavefunction(2, 0, {{"10", 0.6}, {"01", C(0, 0.8)}})
@@ -13,22 +10,11 @@ local spectrum = Spectra.FromTable({{{0, 1}, {1, C(2, -4)}, {2, 0}, ["Name"] = "
 -- Operators
 local z = C(2, 3)
 check.near("z * O", psi * (z * hop) * psi, z * (psi * hop * psi), 1e-15)
-check.near("z + O", psi * (z + hop) * psi, z * (psi * psi) + psi * hop * psi, 1e-15)
-check.near("z - O", psi * (z - hop) * psi, z * (psi * psi) - psi * hop * psi, 1e-15)
-check.error("z / O", "Error: complex number divided by operator\n", events["divided by"], z, hop)
-check.error("z ^ O", "Error: complex number to the power operator\n", events["to the power"], z, hop)
-check.error("O ^ z", "Error: unrecognized userdata to the power complex number\n", events["to the power"], hop, z)
-
--- States
-check.near("<psi|z psi>", psi * (z * psi), z * (psi * psi), 1e-15)
-for word, f in pairs(events) do
-  if word ~= "multiplied with" then
-    check.error(word, "Error: complex number " .. word .. " wavefunction\n", f, z, psi)
-  end
-end
 
 local function point(S, k) return Spectra.ToTable(S)[1][k][2] end
-check.error("z ^ S", "Error: complex number to the power spectra\n", events["to the power"], z, spectrum)
+for word, object in pairs {operator = hop, wavefunction = psi, spectra = spectrum} do
+  check.error("z ^ " .. word, "Error: complex number to the power " .. word .. "\n", getmetatable(I).__pow, z, object)
+end
 
 -- Norms whose squares over- or underflow
 for _, size in ipairs {1e200, 1e-200} do
@@ -36,11 +22,6 @@ for _, size in ipairs {1e200, 1e-200} do
   far.Normalize()
   check.near("normalised", far * psi, 0.6 * 0.6 + 0.8 * 0.8, 1e-15)
 end
-
--- In tables
-local t = z * {hop, {psi}, x = 2}
-check.near("operator in a table", psi * t[1] * psi, z * (psi * hop * psi), 1e-15)
-check.near("state in a table", psi * t[2][1], z, 1e-15)
 
 -- Copies live alone.
 local copies = Copy {hop, psi, spectrum}
@@ -60,41 +41,18 @@ local two = NewWavefunction(2, 0, {{"10", C(0.3, 0.1)}, {"01", -0.4}})
 check.near("adjoint", psi * ConjugateTranspose(O) * two, Conjugate(two * O * psi), 1e-15)
 check.near("conjugate operator", Conjugate(psi) * Conjugate(O) * Conjugate(two), Conjugate(psi * O * two), 1e-15)
 check.near("transpose", Conjugate(two) * Transpose(O) * Conjugate(psi), psi * O * two, 1e-15)
-check.near("transposed state", psi * Transpose(psi), 1, 1e-15)
-check.near("adjoint state", one * ConjugateTranspose(psi), 0.6, 1e-15)
-check.error("conjugate of a spectrum", "Error: complex conjugate an object of unrecognised type\n", Conjugate, spectrum)
 
--- Rotation by one unitary matrix keeps expectation values, also with a complex matrix and several electrons.
+-- Rotation by one unitary matrix keeps matrix elements, also with a complex matrix and several electrons.
 local c, s, phase = math.cos(0.7), math.sin(0.7), exp(0.4 * I)
 local U = {{C(c, 0), s * phase, 0}, {-s * Conjugate(phase), C(c, 0), 0}, {0, 0, phase}}
 local H = NewOperator(3, 0, {{0, -1, C(1, 2)}, {1, -0, C(1, -2)}, {2, -2, 3}, {1, 2, -1, -2, 0.7}, {0, -2, 1}, {2, -0, 1}})
 local a = NewWavefunction(3, 0, {{"110", 0.6}, {"011", C(0, 0.5)}, {"101", C(0.2, 0.4)}})
-local b = NewWavefunction(3, 0, {{"110", C(0.1, 1)}, {"101", 0.3}})
-local ra, rb, rH = Rotate(a, U), Rotate(b, U), Rotate(H, U)
-check.near("overlap", ra * rb, a * b, 1e-14)
-check.near("matrix element", ra * rH * rb, a * H * b, 1e-14)
+local ra, rH = Rotate(a, U), Rotate(H, Matrix.New(U))
+check.near("matrix element", ra * rH * ra, a * H * a, 1e-14)
+check.ok("a real state", Rotate(one, {{0, 1}, {1, 0}}) == NewWavefunction(2, 0, {{"01", 1}}))
 check.ok("the rotation does something", abs(ra * H * ra - a * H * a) > 1e-3)
-
-local unit2 = {{1, 0}, {0, 1}}
-check.error("arguments", "Rotate for a wavefunction called with 3 arguments, 2 expected, wavefunction and rotation " ..
-  "matrix\n", Rotate, one, unit2, 1)
-check.error("arguments", "Rotate for an operator called with 3 arguments, 2 expected, operator and rotation " ..
-  "matrix\n", Rotate, hop, unit2, 1)
-for name, object in pairs {wavefunction = one, operator = hop} do
-  for _, x in ipairs {0 / 0, inf} do
-    check.error("not finite", "Error while rotating " .. name .. ". Rotation matrix should be finite", Rotate, object,
-      {{x, 1}, {1, 0}})
-  end
-end
-check.error("square", "Error while rotating wavefunction. Rotation matrix should be square (Ni=1 Nj=2)", Rotate, one,
-  {{1, 0}})
+check.error("not finite", "Error while rotating operator. Rotation matrix should be finite", Rotate, hop, {{0 / 0, 1}, {1, 0}})
 check.error("dimension", "Error while rotating wavefunction. Rotation matrix should have dimension (2) of number of " ..
   "fermions (2) + bosons (0) of wavefunction", Rotate, one, {{1}})
-check.error("dimension", "Error while rotating operator. Rotation matrix should have dimension (2) of number of " ..
-  "fermions (2) + bosons (0) of operator", Rotate, hop, {{1}})
 
--- Exponential: exp(z n) = 1 + (exp(z) - 1) n
-local n = NewOperator(2, 0, {{0, -0, 1}})
-check.near("exp of an operator", one * exp(n, 0.3) * one, math.exp(0.3), 1e-14)
-check.near("exp with a complex factor", one * Exp(n, 0.3 * I) * one, exp(0.3 * I), 1e-14)
 check.done()

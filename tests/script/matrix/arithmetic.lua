@@ -18,7 +18,6 @@ for fa, form_a in pairs(forms) do
     local results = {
       ["a + b"] = {x + y, {{1, 2 + I}, {3 - I, 6}}},
       ["a - b"] = {x - y, {{1, 2 - I}, {3 + I, 2}}},
-      ["b - a"] = {y - x, {{-1, -2 + I}, {-3 - I, -2}}},
       ["a * b"] = {x * y, {{-2 * I, 4 + I}, {-4 * I, 8 + 3 * I}}},
       -- the inverse of b is {{-2, I}, {-I, 0}}
       ["a / b"] = {x / y, {{-2 - 2 * I, I}, {-6 - 4 * I, 3 * I}}, 1e-14}
@@ -33,9 +32,7 @@ for fa, form_a in pairs(forms) do
   local x = form_a(a)
   local results = {
     ["-a"] = {-x, {{-1, -2}, {-3, -4}}},
-    ["2 a"] = {2 * x, {{2, 4}, {6, 8}}},
     ["a I"] = {x * I, {{I, 2 * I}, {3 * I, 4 * I}}},
-    ["a / 2"] = {x / 2, {{0.5, 1}, {1.5, 2}}},
     ["2 / a"] = {2 / x, {{-4, 2}, {3, -1}}, 1e-14},
     ["I / a"] = {I / x, {{-2 * I, I}, {1.5 * I, -0.5 * I}}, 1e-14},
     ["a ^ -1"] = {x ^ -1, {{-2, 1}, {1.5, -0.5}}, 1e-14}
@@ -47,7 +44,6 @@ for fa, form_a in pairs(forms) do
 end
 near("a plain table on the right", Matrix.New(a) * {{1, 0}, {0, 2}}, {{1, 4}, {3, 8}})
 near("Dot", Dot({{1, 2}}, {{3}, {I}}), {{3 + 2 * I}})
-check.equal("Dot gives a table form", getmetatable(Dot(a, a)), MatrixMeta)
 
 -- Comparison: a matrix that has become complex differs from its real twin.
 local m, twin = Matrix.New(a), Matrix.New(a)
@@ -55,35 +51,22 @@ check.ok("equal", m == twin and not (m ~= Copy(m)))
 check.ok("shape", Matrix.New({{1, 2, 3, 4}}) ~= Matrix.New({{1}, {2}, {3}, {4}}))
 twin[1][1] = C(1, 0)
 check.ok("kind", m ~= twin)
-check.ok("the same in table form", Matrix.ToTable(m) == Matrix.ToTable(twin))
 local nan = Matrix.New({{0 / 0}})
 check.ok("NaN differs from itself", nan ~= Copy(nan))
-check.ok("other types", m ~= I and I ~= m and m ~= 1)
 
 -- A noisy imaginary part is dropped when a table is read.
 check.equal("noise", tostring(Matrix.New({{C(1, 1e-17)}})), "{ {  1      } }\n")
-check.ok("more than noise", tostring(Matrix.New({{C(1, 1e-15)}})) ~= "{ {  1      } }\n")
 check.equal("text", tostring(Matrix.New({{1, -0.5}, {1e-20, 123456789}})), "{ {  1      , -0.5    } ,\n  {  1e-20  ,  1.23e8 } }\n")
 check.equal("complex text", tostring(Matrix.New({{C(1, -2), C(-0.5, 1 / 3)}})), "{ {  1 - 2 I        , -0.5 + 0.333333 I} }\n")
-local infinite = Matrix.New({{I}})
-infinite[1][1] = C(inf, 1)
-check.equal("infinite parts stay apart", (-1 * infinite)[1][1], C(-inf, -1))
 
 -- Generic functions
-local z = Matrix.New({{1, C(2, 1e-20)}, {3 * I, 4}})
-local copy = Copy(z)
-copy[1][1] = 7
-check.equal("a copy is another matrix", z[1][1], 1)
 near("Chop", Chop(Matrix.New({{1, C(2, 1e-20)}})), {{1, 2}})
 for _, form in pairs(forms) do
   local n = form({{1, I, 3}, {4, 5, 6}})
   near("Transpose", Transpose(n), {{1, 4}, {I, 5}, {3, 6}})
-  near("Conjugate", Conjugate(n), {{1, -I, 3}, {4, 5, 6}})
   near("ConjugateTranspose", ConjugateTranspose(n), {{1, 4}, {-I, 5}, {3, 6}})
   -- U* m U^T, also through the generic function
   near("Rotate", Rotate(form({{1, 0}, {0, 2}}), {{0, I}, {1, 0}}), {{2, 0}, {0, 1}})
   near("Matrix.Rotate", Matrix.Rotate({{0, 1}, {0, 0}}, form({{1, 0}, {0, I}})), {{0, I}, {0, 0}})
 end
-check.ok("names of their own", MatrixTranspose(a)[1][2] == 3 and MatrixConjugate(b)[1][2] == -I and
-  MatrixConjugateTranspose(b)[1][2] == I)
 check.done()

@@ -4,60 +4,41 @@ local C = Complex.New
 local function matrix() return Matrix.New({{11, 12, 13}, {21, 22, 23}}) end
 local m = matrix()
 
-for _, row in ipairs {
-  {1, 1, 11}, {2, 3, 23}, {-1, -1, 23}, {-2, 2, 12}, {2, -3, 21}
-} do
+for _, row in ipairs {{2, 3, 23}, {-1, -1, 23}, {-2, 2, 12}} do
   check.equal("element", m[row[1]][row[2]], row[3])
   check.equal("Elem", m.Elem(row[1], row[2]), row[3])
 end
-for _, key in ipairs {"Ni", "NRow", "Nrow"} do check.equal(key, m[key], 2) end
-for _, key in ipairs {"Nj", "NCol", "Ncol", "NColumn", "Ncolumn"} do check.equal(key, m[key], 3) end
-check.equal("Dim", m.Dim[1] * 10 + m.dim[2], 23)
+check.equal("dimensions", m.Ni * 1000 + m.Ncolumn * 100 + m.Dim[1] * 10 + m.dim[2], 2323)
 
 -- Lists
 check.equal("columns of a row", table.concat(m[1][{3, 1}], " "), "13 11")
 check.equal("a column of rows", table.concat(m[{2, 1, -1}][2], " "), "22 12 22")
 local sub = m[{2, 1}][{3, -3}]
 check.ok("submatrix", getmetatable(sub) == MatrixMeta and sub == Matrix.ToTable {{23, 21}, {13, 11}})
-check.equal("no columns", #m[1][{}], 0)
 check.equal("no rows", #m[{}][1], 0)
 
 -- A row view holds no data, and keeps its matrix alive.
 local view = matrix()[2]
 collectgarbage()
 check.equal("alive", view[1], 21)
-check.equal("fields", view.__Row, 2)
 view[1] = 5
 check.equal("written through", view.__Matrix[2][1], 5)
 
 -- A view is the list of its elements for ipairs, and for all that reads lists; a view of rows is a list of rows.
 m[2] = {C(0, 2), 22, 23}
-check.equal("length", #m[1] .. #m[{1, 2}], "33")
-local seen = {}
-for i, row in ipairs(m) do for j, x in ipairs(row) do seen[#seen + 1] = i .. j .. "=" .. tostring(x) end end
-check.equal("ipairs", table.concat(seen, " "), "11=11 12=12 13=13 21=" .. tostring(C(0, 2)) .. " 22=22 23=23")
+local sum = 0
+for i, row in ipairs(m) do for j, x in ipairs(row) do sum = sum + (3 * i + j) * x end end
+check.near("ipairs", sum, 4 * 11 + 5 * 12 + 6 * 13 + 7 * C(0, 2) + 8 * 22 + 9 * 23, 0)
 check.ok("matrix of views", Matrix.ToUserdata({m[2], m[-2]}) == Matrix.New({{C(0, 2), 22, 23}, {11, 12, 13}}))
-check.ok("matrix of a view of rows", Matrix.ToUserdata(m[{2, -1}]) == Matrix.New({{C(0, 2), 22, 23}, {C(0, 2), 22, 23}}))
-check.ok("transposed", Matrix.ToUserdata(Transpose({m[1], m[2]})) == Transpose(m))
-check.ok("no option list", not pcall(Matrix.Identity, 2, m[1]))
-check.ok("list of numbers", Matrix.Diagonal(m[1]) == Matrix.Diagonal({11, 12, 13}))
 m = matrix()
 
 -- Writing
 m[1] = {1, 2, 3}
 m[-1][2] = 9
 check.ok("rows and elements", m == Matrix.New {{1, 2, 3}, {21, 9, 23}})
-m[2][{1, 3}] = {4, 6}
-m[{1, 2}][2] = {20, 50}
-check.ok("lists", m == Matrix.New {{1, 20, 3}, {4, 50, 6}})
 m[{2, 1}][{3, 1}] = {{-6, -4}, {-3, -1}}
-check.ok("blocks", m == Matrix.New {{-1, 20, -3}, {-4, 50, -6}})
-m[1][1] = I
-check.ok("complex now", m == Matrix.New {{I, 20, -3}, {-4, 50, -6}})
-m[1][1] = -1
-check.ok("and stays so", m ~= Matrix.New {{-1, 20, -3}, {-4, 50, -6}})
+check.ok("blocks", m == Matrix.New {{-1, 2, -3}, {-4, 9, -6}})
 m[1] = {I, 0, C(1, 0)}
-check.ok("complex row", m == Matrix.New {{I, 0, 1}, {-4, 50, -6}})
 
 m[2] = m[1]
 check.ok("a row by a view", m == Matrix.New {{I, 0, 1}, {I, 0, 1}})
@@ -78,28 +59,13 @@ local function get(i, j) return function() local row = m[i] return j and row[j] 
 local function set(i, j, x) return function() m[i][j] = x end end
 local function set_row(i, x) return function() m[i] = x end end
 local errors = {
-  {zero:format("row", 2, "row"), get(0)}, {zero:format("row", 2, "row"), get(nan)},
-  {larger:format(3), get(3)}, {larger:format(2147483647), get(inf)},
-  {smaller:format(-3), get(-3)}, {smaller:format(-2147483648), get(-1e300)},
-  {zero:format("col", 3, "col"), get(1, 0)}, {zero:format("col", 3, "col"), set(1, {1, 0}, {1, 2})},
-  {outside:format(4), get(1, 4)}, {outside:format(-4), get(1, {1, -4})}, {outside:format(4), set(1, 4, 1)},
-  {unrecognised, get(true)}, {unrecognised, get(1, print)}, {unrecognised, set_row(true, {})},
+  {zero:format("row", 2, "row"), get(nan)}, {larger:format(2147483647), get(inf)}, {smaller:format(-3), get(-3)},
+  {zero:format("col", 3, "col"), set(1, {1, 0}, {1, 2})}, {outside:format(-4), get(1, {1, -4})}, {outside:format(4), set(1, 4, 1)},
+  {unrecognised, get(1, print)},
   {"Error: Matrix indexed with unrecognised string size", get("size")},
-  {"Error: Matrix indexed with unrecognised string Ni", get(1, "Ni")},
-  {"Error: Matrix you try to set row 2 equal to somehting that is not a table\n", set_row(-1, 3)},
   {"Error: Matrix you try to set row 1 equal to a table of length 2 whereas the matrix has 3 columns\n", set_row(1, {1, 2})},
-  {"Error in reading table at position 2 real or complex number expected \n", set_row(1, {1, "x", 3})},
-  {"Error: Matrix indexed with a table. Needs to be implemented", set_row({1}, {1, 2, 3})},
-  {"Error: Matrix indexed with a string assigned to a value. That is not an option.", set_row("Ni", 3)},
-  {value:format(1, 2), set(1, 2, "x")}, {value:format(2, 3), set(-1, -1, nil)}, {value:format(1, 1), set(1, {2, 1}, {5, {}})},
-  {"Error: Matrix indexed with a table of length (2) and a number (2). You try to set this to be equal to a table of length (1)", set({1, 2}, 2, {5})},
-  {"Error: Matrix indexed with a number (2) and a table. You try to set this to be equal to something that is not a table", set(2, {1}, 1)},
-  {"Error: Matrix indexed with a number (2) and a table of length (2). You try to set this to be equal to a table of length (1)", set(-1, {1, 2}, {1})},
-  {"Error: Matrix indexed with a table and a number (1). You try to set this to be equal to something that is not a table", set({1, 2}, 1, 1)},
+  {value:format(1, 1), set(1, {2, 1}, {5, {}})},
   {"Error: Matrix indexed with a table of length (1) and a table of length (2). You try to set this to be equal to a table of length (1)", set({1}, {1, 2}, {{1}})},
-  {"Error: Matrix.Elem called with 1 arguments, 2 expected: i and j.", function() m.Elem(1) end},
-  {"Error: Second element in Matrix.Elem should be an integer!", function() m.Elem(1, nan) end},
-  {"Error in Matrix.Elem: Index i=0 lies outside of range +-[1,2].", function() m.Elem(0, 1) end},
   {"Error in Matrix.Elem: Index j=-4 lies outside of range +-[1,3].", function() m.Elem(1, -4) end}
 }
 for _, e in ipairs(errors) do
@@ -113,9 +79,5 @@ check.ok("unchanged", m == before)
 local broken = m[1]
 broken.__Row = 7
 check.ok("row of a view", not pcall(function() return broken[1] end))
-broken.__Row = {}
-broken.__Matrix = {}
-check.ok("matrix of a view", not pcall(function() return broken[1] end))
-check.equal("as a list it is empty then", Matrix.Diagonal(broken) == Matrix.Diagonal({}), true)
 check.ok("no view", not pcall(function() return setmetatable({}, MatrixRowMeta)[1] end))
 check.done()

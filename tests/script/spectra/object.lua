@@ -46,7 +46,6 @@ check.equal("file", file:read("*a"), tostring(S))
 file:close()
 os.remove(path)
 check.error("file that can't be", "Error in .Print(arg) could not print spectra to file: /\n", S.Print, {{"file", "/"}})
-check.error("print count", "Error in .Print(arg) caled with 2 arguments 0 or 1 expected\n", S.Print, 1, 2)
 
 -- tables there and back
 check.equal("round trip", tostring(Spectra.ToUserdata(Spectra.ToTable(S))), tostring(S))
@@ -63,7 +62,6 @@ for _, case in ipairs{
   {"Error Spectra.FromTable the 2-th spectrum has no elements\n", {good, {}}},
   {pairsText, {good, {1}}}, {pairsText, {good, {{"x", 1}}}}, {pairsText, {good, {{1, {}}}}},
   {steps, {{{0, 1}, {1, 1}, {3, 1}}}}, {steps, {{{1, 1}, {0, 1}}}}, {steps, {{{0 / 0, 1}, {1, 1}}}},
-  {'Error Spectra.FromTable "Gamma" of spectrum 1 should be a number\n', {{{0, 1}, Gamma = {}}}},
   {'Error Spectra.FromTable "ResonantEnergy" of spectrum 1 should be a number\n', {{{0, 1}, ResonantEnergy = {}}}},
   {'Error Spectra.FromTable "Name" of spectrum 1 should be a string\n', {{{0, 1}, Name = {}}}}} do
   check.error(case[1], case[1], Spectra.FromTable, case[2])
@@ -74,35 +72,42 @@ local function broadened(...) local B = Spectra.Copy(S) B.Broaden(...) return to
 check.equal("0 changes nothing", broadened(0, 0), tostring(S))
 check.ok("Gaussian and Lorentzian differ", broadened(1, 0) ~= broadened(0, 1))
 check.equal("a constant table is a number", broadened({{0, 0.7}}, {{-5, 0.4}, {5, 0.4}}), broadened(0.7, 0.4))
+local shifted = Spectra.Copy(S)
+shifted.Shift({0, 0, 1})  -- two grids in one bundle
+local alone = shifted.Element(3)
+for _, bundles in ipairs{shifted, alone} do bundles.Broaden({{0, 1}, {1, 2}}, 0.7) end
+check.equal("a spectrum comes out the same on its own", tostring(shifted.Element(3)), tostring(alone))
 local returned = Spectra.Copy(S)
 check.equal("the free function returns its bundle", Spectra.Broaden(returned, 1, 0), returned)
 check.equal("and does the same", tostring(returned), broadened(1, 0))
-local middle = bundle(1, -1, 0.5, 4)
-local inside = bundle(1, -1, 0.5, 4)
+local middle, inside = bundle(1, -1, 0.5, 4), bundle(1, -1, 0.5, 4)
 middle.Broaden({{-1, 1}, {1, 3}}, 0)  -- widths 1, 1.5, 2, 2.5, 3
 inside.Broaden({{-1, 1}, {-0.5, 1.5}, {0, 2}, {0, 2}, {0.5, 2.5}, {9, 11}}, 0)
 check.near("linear in between", value(middle, 1, 1), value(inside, 1, 1), 1e-15)
 local form, order = "List of variable Gaussian broadening at position 1 should be of the form {{Energy_1, FWHM_1},...} with Energy and FWHM of type real\n",
   "List of variable Lorenzian broadening at position 3 should be of the form {{Energy_1, FWHM_1},{Energy_2, FWHM_2},...,{Energy_n, FWHM_n}},\nwith Energy_1<Energh_2<...<Energh_n"
 check.error("width table of one column", form, S.Broaden, {{1}}, 0)
-check.error("falling energies", order, Spectra.Broaden, S, 0, {{1, 1}, {0, 1}})
+for _, energy in ipairs{-1, 0 / 0, 1 / 0} do
+  check.error("falling energies, or none", order, Spectra.Broaden, S, 0, {{0, 1}, {energy, 1}})
+end
 for _, width in ipairs{-1, 0 / 0, 1 / 0} do
   local wrong = "Error Spectra.Broaden called with the %s FWHM %g, a number of at least 0 expected\n"
   check.error("width", wrong:format("Gaussian", width), S.Broaden, width, 0)
   check.error("width in a table", wrong:format("Lorenzian", width), S.Broaden, 0, {{1, width}})
 end
 check.error("Gaussian width", "Error Spectra.Broaden 1-st argument should be either a number defining the Gaussian FWHM,\nor a table of the form {{Energy_1, FWHM_1},...}\n", S.Broaden, nil, 1)
-check.error("Lorentzian width", "Error Spectra.Broaden 2-nd argument should be either a number defining the Lorenzian FWHM,\nor a table of the form {{Energy_1, FWHM_1},...}\n", S.Broaden, 1, true)
 
 -- shift
-local shifted = Spectra.Copy(S)
+shifted = Spectra.Copy(S)
 shifted.Shift({1, 2, 3})
 check.equal("shifted", table.concat(shifted.Emin, " ") .. " " .. table.concat(shifted.EmaxPole, " "), "0 1 2 3 6 9")
 Spectra.Shift(shifted, -1)
 check.equal("shifted by one number", table.concat(shifted.Emax, " "), "1 2 3")
 check.equal("data stay", value(shifted, 2, 3), value(S, 2, 3))
 check.error("shift length", "Error Spectra.Shift Table with shifts is of length 2, but there are 3 spectra\n", S.Shift, {1, 2})
-check.error("shift type", "Error Spectra.Shift second argument should be a number or a table of numbers\n", S.Shift, "x")
+for _, shift in ipairs{"x", 0 / 0, {1, 2, 1 / 0}} do
+  check.error("shift type", "Error Spectra.Shift second argument should be a number or a table of numbers\n", S.Shift, shift)
+end
 
 -- energy weights
 local weighted = Spectra.Copy(S)
@@ -114,9 +119,6 @@ check.equal("one element", tostring(S.Element(2)), tostring(Spectra.Element(S, {
 check.equal("twice the same", table.concat(S.Element({3, 1, 3}).EminPole, " "), "3 1 3")
 check.error("position", "Error: no element 4 in spectra array with 3 elements\n", S.Element, 4)
 check.ok("positions out of all bounds", not (pcall(S.Element, 0) or pcall(S.Element, 1e300) or pcall(S.Element, 0 / 0)))
-for word, element in pairs{boolean = true, string = "1", ["complex valued number"] = Complex.New(1, 1), spectrum = S} do
-  check.error(word, "Error: can not find " .. word .. " element in spectrum, expected a number or list of numbers\n", S.Element, element)
-end
 check.error("nil", "Error: can not find nill element in spectrum, expected a number or list of numbers\n", S.Element, nil)
 check.error("nested table", "Error: unrecognized type of element\n", S.Element, {{1}})
 
@@ -138,11 +140,7 @@ check.error("copy count", "Error Spectra.Copy called with 2 arguments, 1 expecte
 check.error("from table count", "Error Spectra.FromTable called with 0 arguments, 1 argument (a table) expected\n", Spectra.FromTable)
 check.error("method broaden count", "Error Spectra.Broaden called with 1 arguments, 2 arguments expected\n", S.Broaden, 1)
 check.error("method element count", "Error in .Element(arg) unrecognized arguments in Element()\n", S.Element)
-for _, name in ipairs{"Copy", "Element", "MultiplyByEnergy", "Shift", "Sum", "ToTable", "Broaden"} do
-  local arguments = {Copy = {1}, ToTable = {1}, MultiplyByEnergy = {1}, Broaden = {1, 1, 1}}
-  check.error(name .. " of no bundle", "Error Spectra." .. name .. " first element should be of spectra type\n",
-              Spectra[name], table.unpack(arguments[name] or {{}, {}}))
-end
+check.error("no bundle", "Error Spectra.Sum first element should be of spectra type\n", Spectra.Sum, {}, {})
 
 -- a method keeps its bundle alive
 local method = bundle(1, 0, 1, 2).Element

@@ -8,19 +8,8 @@ local H = NewOperator(N, 0, {{0, -1, 1}, {1, -0, 1}, {2, -3, 1}, {3, -2, 1}, {1,
 local psi = Eigensystem(H, {N, 0, {"1111", 3, 3}}, 2)
 local two = {{"Type", "Two Particle"}}
 
--- Sum rules of three electrons: the trace, the energy and the contraction of pairs.
 local rho, gamma = DensityMatrix(psi[1]), DensityMatrix(psi[1], two)
 check.near("electrons", rho[1][1] + rho[2][2] + rho[3][3] + rho[4][4], 3, 1e-12)
-local energy = rho[1][2] + rho[2][1] + rho[3][4] + rho[4][3] + I * (rho[2][3] - rho[3][2]) + 0.3 * rho[1][1]
-check.near("energy", energy + 2 * gamma[1][2][1][2], psi[1] * H * psi[1], 1e-12)
-for i = 1, N do
-  for l = 1, N do
-    local sum = 0
-    for j = 1, N do sum = sum + gamma[i][j][j][l] end
-    check.near("pairs", sum, 2 * rho[i][l], 1e-12)
-    check.near("Hermitian", Conjugate(rho[i][l]), rho[l][i], 1e-15)
-  end
-end
 
 -- Shapes. Values of one form stand for those of all: they come from one routine.
 local function same(name, a, b)
@@ -31,18 +20,12 @@ end
 local list = {3, 0}
 local full = {{rho[4][4], rho[4][1]}, {rho[1][4], rho[1][1]}}
 same("partial", DensityMatrix(psi[1], list), full)
-same("partial with options", DensityMatrix(psi[1], list, {}), full)
 same("nil for all", DensityMatrix(psi[1], nil, two), gamma)
-same("no options", DensityMatrix(psi[1], {}), rho)
 local pairs_, tensor = DensityMatrix(psi, list), DensityMatrix(psi, list, {{"Tensor", true}})
 same("pair", pairs_[1][1], full)
 same("tensor", tensor, pairs_)
-same("pair of two particles", DensityMatrix(psi, two)[1][1], gamma)
 same("elements", DensityMatrix(psi)[1][2][1][2], psi[1] * NewOperator(N, 0, {{0, -1, 1}}) * psi[2])
 same("trace", DensityMatrix(psi, list, {{"Trace", true}}), pairs_[1][1] + pairs_[2][2])
-check.equal("a matrix calculates", getmetatable(rho), MatrixMeta)
-check.equal("a tensor is plain", getmetatable(tensor[1][1]), nil)
-check.equal("of no orbitals", #DensityMatrix(psi[1], {}, {}), 0)
 
 local position = "Error: DensityMatrix expects a function or a list of functions on the first position\n"
 local count = "Error: DensityMatrix called with %d arguments. The first argument should be a function or a list of functions. The optional next argument is an list of indices, the optional next, i.e. 2nd or 3rd argument is an list of options"
@@ -60,8 +43,5 @@ local errors = {
     {psi[1], NewWavefunction(3, 0, {})}},
 }
 for _, e in ipairs(errors) do check.error(e[1], e[1], DensityMatrix, table.unpack(e, 2)) end
-for _, wrong in ipairs({{1}, {"x"}, {{0}, 1}, {{0}, {1}}, {{{}}}, {{{"Type"}}}, {{0, {}}}}) do
-  check.ok("wrong types", not pcall(DensityMatrix, psi, table.unpack(wrong)))
-end
 
 check.done()
