@@ -36,7 +36,7 @@ enum class KrylovStatus { Done, OutOfMemory, NotFinite };
 // v         the N start vectors of H.N elements, and behind them NKrylovStart + N of any contents; on return
 //           the N eigenvectors. Vectors beyond the dimension of the space are 0.
 // settings  zero, NKrylovStart, NKrylovMax, NKrylovStep and ShiftScheme are read
-// Stops when the block is empty, or when ten restarts in a row no longer lower the largest residual: the
+// Stops when the block is empty, or when ten restarts no longer visibly lower the largest residual: the
 // states are then as good as the arithmetic allows.
 template <class T>
 [[nodiscard]] KrylovStatus RestartedBlockLanczos(const FixedBasisOperator<T>& H, double shift,
