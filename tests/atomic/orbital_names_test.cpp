@@ -90,11 +90,12 @@ TEST(ReadNonRelativisticOrbital, Refusals) {
       {"3d+-1", "ERROR: Failed to read m form string \"%\"\n"},
       {"3d1x_1", "ERROR: Failed to read m and s form string \"%\""},
       {"1s-2147483648", "ERROR: abs(m) larger than l in orbital \"%\""}};
-  for (auto [name, line] : cases) {
+  for (const auto& c : cases) {
     NonRelativisticOrbital o;
     o.n = 42;
-    line.replace(line.find('%'), 1, name);
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(ReadNonRelativisticOrbital(name, o), 1); }), line);
+    std::string line = c.second;
+    line.replace(line.find('%'), 1, c.first);
+    EXPECT_EQ(Printed([&] { EXPECT_EQ(ReadNonRelativisticOrbital(c.first, o), 1); }), line);
     EXPECT_EQ(o.n, 42);
   }
 }
