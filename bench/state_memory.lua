@@ -3,7 +3,7 @@
 --   (ulimit -v 2097152; scripts/run bench/state_memory.lua)
 --
 -- Each factor 1 + a+_i doubles the determinants. Key and value of a real state take 8 bytes each; the index and the
--- rest of the record may take 16 more.
+-- rest of the record may take 16 more. What is printed also holds blocks of the smaller states before, kept for reuse.
 local NF = 26
 
 local function Resident(what)

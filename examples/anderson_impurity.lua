@@ -63,6 +63,7 @@ function GroundState(model, h, epsilon)
   local before = os.clock()
   local psi = NewWavefunction(NF, 0, {{DeterminantString(NF, filled, {1, model.N + 1}), 1}})
   Eigensystem(model.H, psi, options)
+  psi.Normalize()  -- truncation has taken some of the norm
   return {psi = psi, energy = psi * model.H * psi, seconds = os.clock() - before}
 end
 

@@ -77,6 +77,7 @@ for stage = search.stage + 1, math.min(#stages, search.stage + stagesNow) do
   local limits = {NF, NB, {DeterminantString(NF, filled), #filled - settings.h, #filled},
                           {DeterminantString(NF, empty), 0, settings.h}}
   Eigensystem(H, psi, {{"Epsilon", settings.Epsilon}, {"Zero", settings.Zero}, {"Restrictions", limits}})
+  psi.Normalize()  -- truncation has taken some of the norm
 
   local Hpsi, last = H * psi, search.energy
   local energy = psi * Hpsi

@@ -314,6 +314,16 @@ bool LuaTestOptionsList(lua_State* L, int index);
 // name gets the value. Raises the texts that name the position of a bad option.
 void LuaCheckOptions(lua_State* L, int index, const std::vector<LuaOptionsType>& rows);
 
+// A number and the name of its option.
+struct NamedNumber {
+  const char* name;
+  double value;
+};
+
+// Script errors about the function caller unless all are finite, or none is below the least.
+void RequireFinite(lua_State* L, const char* caller, std::initializer_list<NamedNumber> options);
+void RequireAtLeast(lua_State* L, const char* caller, int least, std::initializer_list<NamedNumber> options);
+
 // --- Registration
 // --------------------------------------------------------------------------------------------------
 

@@ -99,6 +99,8 @@ void ReadOptions(lua_State* L, Call& call) {
        Option("Epsilon", &s.epsilon), Option("zero", &s.zero), Option("Zero", &s.zero),
        Option("restrictions", &s.Restrictions), Option("Restrictions", &s.Restrictions),
        Option("ExpandBasis", &call.ExpandBasis), Option("ShiftScheme", &s.ShiftScheme)});
+  RequireFinite(L, "Eigensystem", {{"epsilon", s.epsilon}, {"zero", s.zero}});
+  RequireAtLeast(L, "Eigensystem", 0, {{"epsilon", s.epsilon}, {"zero", s.zero}});
   if (s.DenseBorder < call.psi.size()) s.DenseBorder = static_cast<std::uint32_t>(call.psi.size());
 }
 
@@ -241,6 +243,9 @@ void Solve(lua_State* L, OperatorType& H, Call& call) {
                  "Error in Eigensystem, the restrictions allow no determinant that the operator reaches from "
                  "the start functions\n");
     if (status == StatusOutOfMemory) EndOfMemory();
+    if (!call.psi.empty() && ElementCount(call.psi[0]) == 0)
+      Say("Error in Eigensystem: nothing is left of the states, epsilon (%g) or zero (%g) is too large\n",
+          call.settings.epsilon, call.settings.zero);
   } else if (BlockLanczosGroundStateConserveBasis(H, 0.0, call.psi, call.settings) == 1) {
     EndOfMemory();
   }

@@ -337,9 +337,11 @@ int BlockGroundState(OperatorType& H, std::uint32_t N, ConvergenceSettingsType& 
   if (NBitsKey != 0 && NRestrictions(start) != 0) {
     if (CreateStartingFunctions(H, N, start, psi, NBitsKey))
       return Fail("CreateStartingFunctions failed in BlockGroundState\n");
-    // Whether it converged or not, its states are the start of the search that counts.
     VerbosityPrintf(0x10000000, "Start of BlockGroundState\n");
-    if (!psi.empty()) static_cast<void>(GroundStateSearch(searched, settings, start, psi).Run(true));
+    // Whether it converged or not, its states are the start of the search that counts. Out of memory it
+    // leaves those of a power step, unsolved and not normalised, whose variances mean nothing.
+    if (!psi.empty() && GroundStateSearch(searched, settings, start, psi).Run(true) == StatusOutOfMemory)
+      return StatusOutOfMemory;
   }
   if (psi.empty()) return 0;
   MakeUniform(psi);

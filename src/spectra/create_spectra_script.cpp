@@ -50,14 +50,14 @@ CreateSpectraSettings ReadOptions(lua_State* L, int index) {
                    Option("DenseBorder", &s.solver.DenseBorder),
                    Option("ForceDenseMethod", &s.ForceDenseMethod), Option("file", &s.file)});
   if (Tensor) luaL_error(L, "Tensor form for CreateSpectra not yet available\n");
-  if (s.solver.NTri == 0) luaL_error(L, "CreateSpectra called with NTri equal to 0, at least 1 is needed\n");
-  if (s.solver.grid.NE == 0) luaL_error(L, "CreateSpectra called with NE equal to 0, at least 1 is needed\n");
+  RequireAtLeast(L, "CreateSpectra", 1, {{"NTri", double(s.solver.NTri)}, {"NE", double(s.solver.grid.NE)}});
   RequireFinite(L, "CreateSpectra",
                 {{"Emin", s.solver.grid.Emin},
                  {"Emax", s.solver.grid.Emax},
                  {"Gamma", s.solver.grid.Gamma},
                  {"E0", s.E0},
                  {"epsilon", s.solver.epsilon}});
+  RequireAtLeast(L, "CreateSpectra", 0, {{"Gamma", s.solver.grid.Gamma}, {"epsilon", s.solver.epsilon}});
   const bool window = s.solver.grid.Emin != CreateSpectraSettings::UnsetEmin &&
                       s.solver.grid.Emax != CreateSpectraSettings::UnsetEmax;
   if (window && !(s.solver.grid.Emin < s.solver.grid.Emax))

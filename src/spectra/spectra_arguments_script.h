@@ -22,14 +22,4 @@ std::vector<const T*> ReadRecords(lua_State* L, int index) {
   return records;
 }
 
-// A number and the name of its option.
-struct NamedNumber {
-  const char* name;
-  double value;
-};
-
-// Script errors about the function caller unless all are finite, or none is below the least.
-void RequireFinite(lua_State* L, const char* caller, std::initializer_list<NamedNumber> options);
-void RequireAtLeast(lua_State* L, const char* caller, int least, std::initializer_list<NamedNumber> options);
-
 }  // namespace fermix

@@ -27,6 +27,10 @@ local errors = {
    H, {Copy(psi), psi, Copy(psi), psi}},
   {"bad argument #3 to '?' (number expected, got table)", H, R, {}},
   {"Eigensystem called for a negative number of states (-1)\n", H, R, -1},
+  {"Error in option \"DenseBorder\", -1 is not a count from 0 to 4294967295\n", H, R, 1, {{"DenseBorder", -1}}},
+  {"Error in option \"DenseBorder\", 4294967296 is not a count from 0 to 4294967295\n", H, R, 1, {{"DenseBorder", 2 ^ 32}}},
+  {"Eigensystem called with zero equal to -1, at least 0 is needed\n", H, R, 1, {{"Zero", -1}}},
+  {"Eigensystem called with a value of epsilon that is not finite\n", H, R, 1, {{"epsilon", nan}}},
   -- spaces
   {"Wave-function 1 has a different number of Fermions (3) than the Hamilton operator (2)\n", H, psi3},
   {"Number of Fermions in definition of restrictions (3) not the same as number of Fermions in operator (2)\n", H, R3, 1},
@@ -89,8 +93,7 @@ end
 
 -- Settings that make no sense end, one way or the other.
 local odd = {
-  {{"zero", nan}}, {{"zero", -1}}, {{"zero", inf}}, {{"epsilon", nan}}, {{"epsilon", -1}}, {{"epsilon", inf}},
-  {{"NKrylovMax", 0}, {"NKrylovStart", 0}, {"NKrylovStep", 0}}, {{"NKrylovStart", 4294967295}},
+  {{"zero", 1e300}}, {{"epsilon", 1}}, {{"NKrylovMax", 0}, {"NKrylovStart", 0}, {"NKrylovStep", 0}}, {{"NKrylovStart", 4294967295}},
   {{"NKrylovStep", 4294967295}}, {{"NKrylovMax", 4294967295}}, {{"NBitsKey", 4294967295}}, {{"DenseBorder", 4294967295}},
   {{"ShiftScheme", "?"}},
 }

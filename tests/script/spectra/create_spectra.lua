@@ -128,6 +128,7 @@ for _, case in ipairs{
   {"Tensor form for CreateSpectra not yet available\n", H, T, psi, {{"Tensor", true}}},
   {"CreateSpectra called with NTri equal to 0, at least 1 is needed\n", H, T, psi, {{"NTri", 0}}},
   {"CreateSpectra called with NE equal to 0, at least 1 is needed\n", H, T, psi, {{"NE", 0}}},
+  {"CreateSpectra called with Gamma equal to -1, at least 0 is needed\n", H, T, psi, {{"Gamma", -1}}},
   {"CreateSpectra called with an energy window from -1.7e+308 to 1.7e+308 that is too wide\n", H, T, psi,
    {{"Emin", -1.7e308}, {"Emax", 1.7e308}}},
   {"CreateSpectra called with operators or wave-functions that are not finite\n", H * 1e200, T, psi, {lanczos}},
