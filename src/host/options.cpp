@@ -22,17 +22,6 @@ T CheckOptionInteger(lua_State* L, int index) {
   return x < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
 }
 
-// Counts are cut towards 0 too. A negative one would turn into thousands of millions: it is refused, as is
-// what the target can't hold.
-std::uint32_t CheckOptionCount(lua_State* L, int index, const char* name) {
-  constexpr std::uint32_t most = std::numeric_limits<std::uint32_t>::max();
-  const double x = luaL_checknumber(L, index);
-  if (std::isnan(x)) luaL_argerror(L, index, "number expected, got nan");
-  if (std::trunc(x) < 0 || std::trunc(x) > most)
-    ScriptError(L, "Error in option \"%s\", %.14g is not a count from 0 to %u\n", name, x, most);
-  return static_cast<std::uint32_t>(x);
-}
-
 // Real unless some element has an imaginary part that is more than rounding.
 void MakeVectorReal(std::vector<Complex16>& v) {
   constexpr double tolerance = 10 * std::numeric_limits<double>::epsilon();
@@ -77,7 +66,8 @@ LuaOptionsType Option(const char* name, int* target) {
   return {name, "int", [=](lua_State* L, int index) { *target = CheckOptionInteger<int>(L, index); }};
 }
 LuaOptionsType Option(const char* name, std::uint32_t* target) {
-  return {name, "uint32_t", [=](lua_State* L, int index) { *target = CheckOptionCount(L, index, name); }};
+  return {name, "uint32_t",
+          [=](lua_State* L, int index) { *target = CheckOptionInteger<std::uint32_t>(L, index); }};
 }
 LuaOptionsType Option(const char* name, std::uint16_t* target) {
   return {name, "uint16_t",

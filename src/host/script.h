@@ -320,6 +320,9 @@ struct NamedNumber {
   double value;
 };
 
+// What a script wrote for a count: options keep 32 bits, in which the upper half are the negative numbers.
+inline double WrittenCount(std::uint32_t bits) { return static_cast<std::int32_t>(bits); }
+
 // Script errors about the function caller unless all are finite, or none is below the least.
 void RequireFinite(lua_State* L, const char* caller, std::initializer_list<NamedNumber> options);
 void RequireAtLeast(lua_State* L, const char* caller, int least, std::initializer_list<NamedNumber> options);

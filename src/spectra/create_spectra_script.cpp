@@ -50,7 +50,8 @@ CreateSpectraSettings ReadOptions(lua_State* L, int index) {
                    Option("DenseBorder", &s.solver.DenseBorder),
                    Option("ForceDenseMethod", &s.ForceDenseMethod), Option("file", &s.file)});
   if (Tensor) luaL_error(L, "Tensor form for CreateSpectra not yet available\n");
-  RequireAtLeast(L, "CreateSpectra", 1, {{"NTri", double(s.solver.NTri)}, {"NE", double(s.solver.grid.NE)}});
+  RequireAtLeast(L, "CreateSpectra", 1,
+                 {{"NTri", WrittenCount(s.solver.NTri)}, {"NE", WrittenCount(s.solver.grid.NE)}});
   RequireFinite(L, "CreateSpectra",
                 {{"Emin", s.solver.grid.Emin},
                  {"Emax", s.solver.grid.Emax},

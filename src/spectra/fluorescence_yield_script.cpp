@@ -20,8 +20,9 @@ ConvergenceSettingsType ReadOptions(lua_State* L, int index) {
   RequireFinite(
       L, "CreateFluorescenceYield",
       {{"Emin", s.grid.Emin}, {"Emax", s.grid.Emax}, {"Gamma", s.grid.Gamma}, {"epsilon", s.epsilon}});
-  RequireAtLeast(L, "CreateFluorescenceYield", 1, {{"NTri", double(s.NTri)}});
-  RequireAtLeast(L, "CreateFluorescenceYield", 0, {{"Gamma", s.grid.Gamma}, {"epsilon", s.epsilon}});
+  RequireAtLeast(L, "CreateFluorescenceYield", 1, {{"NTri", WrittenCount(s.NTri)}});
+  RequireAtLeast(L, "CreateFluorescenceYield", 0,
+                 {{"NE", WrittenCount(s.grid.NE)}, {"Gamma", s.grid.Gamma}, {"epsilon", s.epsilon}});
   return s;
 }
 

@@ -68,9 +68,14 @@ ResonantSpectraSettings ReadOptions(lua_State* L, int index, bool& Tensor) {
                  {"Emax2", c.grid2.Emax},
                  {"Gamma2", c.grid2.Gamma},
                  {"epsilon", c.epsilon}});
-  RequireAtLeast(L, "CreateResonantSpectra", 1, {{"NTri1", double(c.NTri1)}, {"NTri2", double(c.NTri2)}});
+  RequireAtLeast(L, "CreateResonantSpectra", 1,
+                 {{"NTri1", WrittenCount(c.NTri1)}, {"NTri2", WrittenCount(c.NTri2)}});
   RequireAtLeast(L, "CreateResonantSpectra", 0,
-                 {{"Gamma1", c.grid1.Gamma}, {"Gamma2", c.grid2.Gamma}, {"epsilon", c.epsilon}});
+                 {{"NE1", WrittenCount(c.grid1.NE)},
+                  {"NE2", WrittenCount(c.grid2.NE)},
+                  {"Gamma1", c.grid1.Gamma},
+                  {"Gamma2", c.grid2.Gamma},
+                  {"epsilon", c.epsilon}});
   return s;
 }
 

@@ -27,8 +27,6 @@ local errors = {
    H, {Copy(psi), psi, Copy(psi), psi}},
   {"bad argument #3 to '?' (number expected, got table)", H, R, {}},
   {"Eigensystem called for a negative number of states (-1)\n", H, R, -1},
-  {"Error in option \"DenseBorder\", -1 is not a count from 0 to 4294967295\n", H, R, 1, {{"DenseBorder", -1}}},
-  {"Error in option \"DenseBorder\", 4294967296 is not a count from 0 to 4294967295\n", H, R, 1, {{"DenseBorder", 2 ^ 32}}},
   {"Eigensystem called with zero equal to -1, at least 0 is needed\n", H, R, 1, {{"Zero", -1}}},
   {"Eigensystem called with a value of epsilon that is not finite\n", H, R, 1, {{"epsilon", nan}}},
   -- spaces
