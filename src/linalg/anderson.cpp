@@ -1,13 +1,12 @@
 #include "linalg/anderson.h"
 
 #include <algorithm>
-#include <array>
 #include <cfloat>
 #include <cmath>
 
 #include "host/base/status.h"
-#include "host/base/vector_clones.h"
 #include "linalg/response_parts.h"
+#include "linalg/vector_kernels.h"
 
 namespace fermix {
 
@@ -90,30 +89,13 @@ namespace {
 // A unit vector of which orthogonalisation leaves no more than this lies in the space already.
 constexpr double RemainderFloor = 100 * DBL_EPSILON;
 
-// Sums run side by side in a fixed order, so that one does not wait for the other.
-FERMIX_VECTOR_CLONES double Dot(const double* x, const double* y, std::size_t n) {
-  std::array<double, 8> sums{};
-  std::size_t i = 0;
-  for (; i + sums.size() <= n; i += sums.size())
-    for (std::size_t s = 0; s < sums.size(); ++s) sums[s] += x[i + s] * y[i + s];
-  double sum = 0;
-  for (; i < n; ++i) sum += x[i] * y[i];
-  for (const double s : sums) sum += s;
-  return sum;
-}
-
-// x += factor y
-FERMIX_VECTOR_CLONES void Add(double* x, double factor, const double* y, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) x[i] += factor * y[i];
-}
-
 using Vector = std::vector<double>;
 
-double Norm(const Vector& x) { return std::sqrt(Dot(x.data(), x.data(), x.size())); }
+double Norm(const Vector& x) { return fermix::Norm(x.data(), x.size()); }
+void Scale(Vector& x, double factor) { fermix::Scale(x.data(), factor, x.size()); }
 
-void Scale(Vector& x, double factor) {
-  for (double& value : x) value *= factor;
-}
+// x += factor y
+void Add(Vector& x, double factor, const double* y) { AddEach(&y, 1, &factor, x.data(), x.size()); }
 
 // v = H u for the star.
 void ApplyStar(const AndersonMatrixType& M, const double* u, Vector& v) {
@@ -137,7 +119,7 @@ struct LanczosRows {
   }
   // Takes the first m rows out of v.
   void projectOut(Vector& v, std::size_t m) const {
-    for (std::size_t k = 0; k < m; ++k) Add(v.data(), -Dot(row(k), v.data(), n), row(k), n);
+    for (std::size_t k = 0; k < m; ++k) Add(v, -Dot(row(k), v.data(), n), row(k));
   }
 };
 
@@ -180,7 +162,7 @@ void RunLanczos(AndersonMatrixType M, std::size_t L, double offset, LanczosRows&
     const double a = Dot(rows.row(last), v.data(), rows.n);
     chain.a.push_back(std::isfinite(size) ? a + offset : size);  // the caller reports what is not finite
     if (rows.count() == L || !std::isfinite(size)) return;
-    Add(v.data(), -a, rows.row(last), rows.n);
+    Add(v, -a, rows.row(last));
     const double b = NextVector(v, rows, last > 0 ? CouplingFloor(chain.b[1], size) : 0);
     if (b == 0) return;
     chain.b.push_back(b);

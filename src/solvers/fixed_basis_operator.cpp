@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/operator_on_state.h"
-#include "solvers/vector_kernels.h"
+#include "linalg/vector_kernels.h"
 
 namespace fermix {
 

@@ -12,8 +12,8 @@
 #include "core/operator_rows.h"
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
+#include "linalg/vector_kernels.h"
 #include "solvers/looser_threshold.h"
-#include "solvers/vector_kernels.h"
 
 namespace fermix {
 

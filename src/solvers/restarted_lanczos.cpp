@@ -10,8 +10,8 @@
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
 #include "linalg/blas.h"
+#include "linalg/vector_kernels.h"
 #include "solvers/orthogonality_estimate.h"
-#include "solvers/vector_kernels.h"
 
 namespace fermix {
 

@@ -185,5 +185,19 @@ TEST(OperatorPsi, BlocksOfStatesAndSingleDeterminants) {
   }
 }
 
+TEST(BlockWaveFunction, GrowsWithoutChangingStatesOnItsBasis) {
+  const Key first = {OrbitalBit(0)}, second = {OrbitalBit(1)};
+  WaveFunctionType psi({2, 0});
+  RealWaveFunctionAddElement(psi, first.data(), 3);
+  BlockWaveFunctionType block = BlockWaveFunctionFromStates({psi, psi});
+  const double values[] = {5, 7};
+  RealBlockWaveFunctionAddElement(block, second.data(), values);
+  EXPECT_EQ(ElementCount(psi), 1u);
+  const std::vector<WaveFunctionType> grown = BlockWaveFunctionToStates(block);
+  EXPECT_EQ(ElementCount(grown[1]), 2u);
+  EXPECT_EQ(ElementValue(grown[1], 1).re, 3);
+  EXPECT_EQ(ElementValue(grown[1], 2).re, 7);
+}
+
 }  // namespace
 }  // namespace fermix::test

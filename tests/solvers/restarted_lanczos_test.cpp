@@ -3,9 +3,9 @@
 #include <cmath>
 
 #include "host/base/verbosity.h"
+#include "linalg/vector_kernels.h"
 #include "printed.h"
 #include "solvers/orthogonality_estimate.h"
-#include "solvers/vector_kernels.h"
 
 namespace fermix {
 namespace {

@@ -1,4 +1,4 @@
-#include "solvers/vector_kernels.h"
+#include "linalg/vector_kernels.h"
 
 #include <algorithm>
 #include <cmath>

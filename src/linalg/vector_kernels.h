@@ -1,4 +1,4 @@
-// Passes over contiguous vectors: what a Krylov solver on a fixed basis spends its time in, next to H itself.
+// Passes over contiguous vectors: what Lanczos spends its time in, next to H itself.
 //
 // All vectors of a call have n elements. Sums run in lanes and in chunks that fit the cache, in an order that
 // depends on n only, so that results repeat to the digit.
