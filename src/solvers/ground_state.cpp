@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <utility>
 
 #include "host/base/status.h"
 #include "host/base/verbosity.h"
@@ -12,15 +11,13 @@
 #include "solvers/conserve_basis.h"
 #include "solvers/looser_threshold.h"
 #include "solvers/search_operator.h"
+#include "solvers/search_progress.h"
 
 namespace fermix {
 
 namespace {
 
 constexpr std::uint32_t MaxLoops = 99;
-constexpr double SmallestNormal = 2.2250738585072014e-308;
-// What rounding leaves of the variance of an eigenstate, in units of <H^2>.
-constexpr double RoundingOfVariance = 16 * DBL_EPSILON;
 // What rounding leaves of the residual of an eigenstate, in units of |H psi|.
 constexpr double Rounding = 1e-12;
 // Residuals below this fraction of |H psi| come from an exact solution, or from the truncation of one.
@@ -29,9 +26,6 @@ constexpr double ResidualOfExact = 1e-8;
 constexpr double SmallOverlap = 1e-6;
 // What truncation may take from the squared norm of a state that is still taken for whole.
 constexpr double VisibleLoss = 1e-12;
-// A pass that changes energies by less than this fraction of their uncertainty, and variances and numbers of
-// determinants by less than this fraction, changes nothing.
-constexpr double NoChange = 1e-3;
 // H = 0 and the least shift lead below this.
 constexpr double NormOfNothing = 1e-140;
 // By this the inner solver has to do better when its bar turns out to be too high.
@@ -57,7 +51,7 @@ class GroundStateSearch {
  public:
   GroundStateSearch(SearchOperator& H, ConvergenceSettingsType& settings,
                     const DeterminantRestrictionType& run, std::vector<WaveFunctionType>& psi)
-      : H_(H), settings_(settings), run_(run), psi_(psi), E_(psi.size(), 1e99), E2_(psi.size()) {
+      : H_(H), settings_(settings), run_(run), psi_(psi), progress_(psi.size(), settings.zero) {
     H_.Restrict(run_);
   }
 
@@ -75,15 +69,16 @@ class GroundStateSearch {
       if (ApplyH()) return StatusOutOfMemory;
       if (loop == 0 && !RestrictBasis()) return StatusNothingAllowed;
       Measure();
-      if (!std::isfinite(scale_))
+      if (!progress_.QFinite())
         return Fail("Error in BlockGroundState: energies or variances are not finite numbers\n");
       const bool converged = QConverged() && !truncated_;
       if (converged && (loop > 0 || QGoodStart(random))) return 0;
-      if (!converged && QStandstill(loop)) return AfterTheLastLoop(MaxLoops - 1 - loop);
-      if (QStalled()) innerZero_ *= Tighter;
+      if (progress_.QStandstill(!truncated_) && !converged) return AfterTheLastLoop(MaxLoops - 1 - loop);
+      // The bar of the inner solver sums over levels; with many states it may lie above that of the search.
+      if (progress_.QStalled()) innerZero_ *= Tighter;
       const double shift = settings_.ShiftScheme == "None" ? 0.0 : PowerStep();
       VerbosityPrintf(2, "Outer loop %3i, Number of Determinants: %9i %9i last variance %22.15E\n", loop + 1,
-                      ElementCount(psi_[0]), ElementCount(Hpsi_[0]), Variance(psi_.size() - 1));
+                      ElementCount(psi_[0]), ElementCount(Hpsi_[0]), progress_.Variance(psi_.size() - 1));
       KeepVanished(shift);
       psi_ = std::move(Hpsi_);
       if (const int status = SolveInside(shift)) return status;
@@ -114,7 +109,6 @@ class GroundStateSearch {
   }
 
   int States() const { return static_cast<int>(psi_.size()); }
-  double Variance(std::size_t i) const { return E2_[i] - E_[i] * E_[i]; }
 
   // The scale that variances are measured against: the squared energy of a random state.
   void EstimateScale() {
@@ -124,7 +118,7 @@ class GroundStateSearch {
     // A small basis is left to the dense path, which needs no rows.
     if (ElementCount(random) > settings_.DenseBorder) H_.Explore(random);
     const double E = H_.Expectation(random);
-    scale_ = E * E;
+    progress_.StartScale(E * E);
   }
 
   // Doubles epsilon and truncates; status 1 when there is nothing to truncate.
@@ -161,62 +155,27 @@ class GroundStateSearch {
         256, "Number of determinants in basis %i (and basis of H psi %i) with size of lookuptable %i\n",
         ElementCount(psi_[0]), ElementCount(Hpsi_[0]), Hpsi_[0].basis->NBitsKey);
     VerbosityPrintf(256, "State # |   Energy               |  Variance of Energy    |  Energy change\n");
+    progress_.BeginPass(ElementCount(psi_[0]), ElementCount(Hpsi_[0]));
     for (std::size_t i = 0; i < psi_.size(); ++i) {
-      const double before = E_[i];
-      E_[i] = WaveFunctionDotProduct(psi_[i], Hpsi_[i]).re;
-      E2_[i] = WaveFunctionDotProductSameBasis(Hpsi_[i], Hpsi_[i]).re;
-      scale_ += E2_[i];
-      VerbosityPrintf(256, "%7i | %22.15E | %22.15E | %22.15E\n", static_cast<int>(i), E_[i], Variance(i),
-                      E_[i] - before);
+      const double before = progress_.Energy(i), E = WaveFunctionDotProduct(psi_[i], Hpsi_[i]).re;
+      progress_.Add(i, E, WaveFunctionDotProductSameBasis(Hpsi_[i], Hpsi_[i]).re);
+      VerbosityPrintf(256, "%7i | %22.15E | %22.15E | %22.15E\n", static_cast<int>(i), E,
+                      progress_.Variance(i), E - before);
     }
   }
 
-  bool QBelowBar() const {
-    const double threshold = scale_ * settings_.zero / States() + SmallestNormal;
-    for (std::size_t i = 0; i < psi_.size(); ++i)
-      if (!(Variance(i) <= threshold)) return false;
-    return true;
-  }
-
-  // The scale keeps the sums of all passes, so the bar loosens with each of them.
   bool QConverged() const {
-    const bool converged = QBelowBar();
+    const bool converged = progress_.QBelowBar();
     VerbosityPrintf(256, "\n");
     VerbosityPrintf(0x10000000, "Converged %i\n", converged);
     return converged;
   }
 
-  // Whether two passes in a row found what the pass before each of them had found. Truncation then takes away
-  // what H adds, or the bar lies below the rounding.
-  bool QStandstill(std::uint32_t loop) {
-    const Pass now = {double(ElementCount(psi_[0])), double(ElementCount(Hpsi_[0])), E_, E2_};
-    const auto same = [](double a, double b) { return std::fabs(a - b) <= NoChange * std::fabs(a); };
-    bool still = loop > 0 && !truncated_ && same(now.psi, last_.psi) && same(now.Hpsi, last_.Hpsi);
-    for (std::size_t i = 0; i < psi_.size() && still; ++i) {
-      const double V = Variance(i), Vlast = last_.E2[i] - last_.E[i] * last_.E[i], size = std::sqrt(E2_[i]);
-      still = std::fabs(V - Vlast) <= NoChange * std::fabs(V) + RoundingOfVariance * E2_[i] &&
-              std::fabs(E_[i] - last_.E[i]) * size <= NoChange * std::fabs(V) + RoundingOfVariance * E2_[i];
-    }
-    last_ = now;
-    standing_ = still ? standing_ + 1 : 0;
-    return standing_ >= 2;
-  }
-
-  // Whether the last pass, on the same determinants, did not even halve the largest variance. The bar of the
-  // inner solver sums over levels; with many states it may lie above that of the search.
-  bool QStalled() {
-    const double before = std::exchange(largestVariance_, Variance(0));
-    for (std::size_t i = 1; i < psi_.size(); ++i) largestVariance_ = std::max(largestVariance_, Variance(i));
-    const std::uint32_t determinants = std::exchange(determinants_, ElementCount(Hpsi_[0]));
-    return determinants == determinants_ && !(largestVariance_ < before / 2);
-  }
-
-  // What the passes that are left would come to, each of them like this one: only the bar moves.
   int AfterTheLastLoop(std::uint32_t left) {
     VerbosityPrintf(2, "Nothing changes any more, the remaining %i outer loops are left out\n",
                     static_cast<int>(left));
-    for (const double E2 : E2_) scale_ += left * E2;
-    return QBelowBar() ? 0 : NotConverged();
+    progress_.AddPasses(left);
+    return progress_.QBelowBar() ? 0 : NotConverged();
   }
 
   // Whether start functions that meet the bar may be the result.
@@ -236,8 +195,8 @@ class GroundStateSearch {
   bool QSolved(double fraction) const {
     for (std::size_t i = 0; i < psi_.size(); ++i) {
       WaveFunctionType residual = Hpsi_[i];
-      WaveFunctionAddMultipliedConserveBasis(residual, psi_[i], -E_[i]);
-      if (WaveFunctionCalculateNorm(residual) > fraction * std::sqrt(E2_[i])) return false;
+      WaveFunctionAddMultipliedConserveBasis(residual, psi_[i], -progress_.Energy(i));
+      if (WaveFunctionCalculateNorm(residual) > fraction * std::sqrt(progress_.NormSqrOfH(i))) return false;
     }
     return true;
   }
@@ -264,12 +223,8 @@ class GroundStateSearch {
 
   // Moves the wanted energies well below zero, so that Hpsi is one power step towards them. Gives the shift.
   double PowerStep() {
-    double Emax = -1e99, Vmax = -1e99;
-    for (std::size_t i = 0; i < psi_.size(); ++i) {
-      Emax = std::max(Emax, E_[i]);
-      Vmax = std::max(Vmax, Variance(i));
-    }
-    const double shift = -10 * std::sqrt(std::fabs(Vmax) + 1000 * SmallestNormal) - Emax;
+    const double shift =
+        -10 * std::sqrt(std::fabs(progress_.LargestVariance()) + 1000 * DBL_MIN) - progress_.HighestEnergy();
     for (std::size_t i = 0; i < psi_.size(); ++i)
       WaveFunctionAddMultipliedConserveBasis(Hpsi_[i], psi_[i], shift);
     return shift;
@@ -278,7 +233,7 @@ class GroundStateSearch {
   // Start functions of the energy that a step counts from are taken to nothing by it: they stay what they
   // are.
   void KeepVanished(double shift) {
-    const double size = std::sqrt(*std::max_element(E2_.begin(), E2_.end())) + std::fabs(shift);
+    const double size = progress_.LargestNormOfH() + std::fabs(shift);
     for (std::size_t i = 0; i < psi_.size(); ++i)
       if (WaveFunctionCalculateNorm(Hpsi_[i]) <= std::max(Rounding * size, NormOfNothing))
         WaveFunctionAddMultipliedConserveBasis(Hpsi_[i], psi_[i], 1.0);
@@ -304,18 +259,10 @@ class GroundStateSearch {
   const DeterminantRestrictionType& run_;
   std::vector<WaveFunctionType>& psi_;
   std::vector<WaveFunctionType> Hpsi_;
-  std::vector<double> E_, E2_;  // energies, and norms of H psi squared
-  double scale_ = 0;
-  double largestVariance_ = INFINITY;  // of the last pass
-  std::uint32_t determinants_ = 0;     // of H psi in the last pass
-  double innerZero_ = 1;               // of the inner solver, in units of that of the search
-  bool inside_ = true;                 // no start function has determinants that the restrictions forbid
-  bool truncated_ = false;             // the last pass had to truncate inside the solver
-  struct Pass {
-    double psi = 0, Hpsi = 0;  // numbers of determinants
-    std::vector<double> E, E2;
-  } last_;
-  std::uint32_t standing_ = 0;  // passes in a row that changed nothing
+  SearchProgress progress_;
+  double innerZero_ = 1;    // of the inner solver, in units of that of the search
+  bool inside_ = true;      // no start function has determinants that the restrictions forbid
+  bool truncated_ = false;  // the last pass had to truncate inside the solver
 };
 
 // The states of a block have one kind, on one basis.
