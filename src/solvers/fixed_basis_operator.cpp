@@ -52,7 +52,6 @@ bool MoveToBasis(FixedBasisOperator<T>& H, const WaveFunctionType& psi) {
   const auto lacking = static_cast<std::size_t>(std::count(element.begin(), element.end(), 0u));
   if (H.N - lacking < ElementCount(psi)) return false;
   H.element = std::move(element);
-  H.basis = psi.basis;
   return true;
 }
 
@@ -124,9 +123,9 @@ T FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const
 
 namespace {
 
-// Rows that H reaches from the elements of its basis, in the order in which it meets them.
+// Rows that H reaches from the elements of the basis, in the order in which it meets them.
 template <class T>
-std::vector<std::uint32_t> ReachedRows(const FixedBasisOperator<T>& H) {
+std::vector<std::uint32_t> ReachedRows(const FixedBasisOperator<T>& H, const DeterminantBasis& basis) {
   std::vector<std::uint32_t> reached;
   reached.reserve(H.N);
   std::vector<bool> met(H.N);
@@ -135,9 +134,9 @@ std::vector<std::uint32_t> ReachedRows(const FixedBasisOperator<T>& H) {
     met[row] = true;
     reached.push_back(row);
   };
-  const std::vector<std::uint32_t> rowOf = RowOfElement(H, H.basis->N);
+  const std::vector<std::uint32_t> rowOf = RowOfElement(H, basis.N);
   const std::uint32_t mask = ColumnMask(H);
-  for (std::uint32_t i = 1; i <= H.basis->N; ++i) {
+  for (std::uint32_t i = 1; i <= basis.N; ++i) {
     meet(rowOf[i]);  // by the constant term
     const auto& slab = H.slabs[rowOf[i] / RowsPerSlab];
     const std::uint32_t* start = &slab.start[rowOf[i] % RowsPerSlab];
@@ -146,11 +145,11 @@ std::vector<std::uint32_t> ReachedRows(const FixedBasisOperator<T>& H) {
   return reached;
 }
 
-// A basis with the determinants of these rows.
+// A basis with the determinants of these rows, for H on states on another one.
 template <class T>
-std::shared_ptr<DeterminantBasis> BasisOfRows(const FixedBasisOperator<T>& H,
+std::shared_ptr<DeterminantBasis> BasisOfRows(const FixedBasisOperator<T>& H, const DeterminantBasis& other,
                                               const std::vector<std::uint32_t>& rows) {
-  auto basis = std::make_shared<DeterminantBasis>(H.basis->layout, H.basis->NBitsKey);
+  auto basis = std::make_shared<DeterminantBasis>(other.layout, other.NBitsKey);
   BasisReserve(*basis, rows.size());
   const std::uint32_t words = KeyWords(basis->layout);
   std::vector<KeyWord> keys(std::size_t{BasisBatch} * words);
@@ -171,8 +170,8 @@ std::shared_ptr<DeterminantBasis> BasisOfRows(const FixedBasisOperator<T>& H,
 template <class T>
 std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<T>& H,
                                             const std::vector<WaveFunctionType>& psi) {
-  const std::vector<std::uint32_t> reached = ReachedRows(H);
-  const std::shared_ptr<DeterminantBasis> basis = BasisOfRows(H, reached);
+  const std::vector<std::uint32_t> reached = ReachedRows(H, *psi[0].basis);
+  const std::shared_ptr<DeterminantBasis> basis = BasisOfRows(H, *psi[0].basis, reached);
   std::vector<WaveFunctionType> product;
   std::vector<T> y(H.N);
   for (const WaveFunctionType& state : psi) {

@@ -66,7 +66,8 @@ std::optional<FixedBasisOperator<T>> MakeClosedOperator(const OperatorType& H, c
 template <class T>
 FixedBasisOperator<T>& ForgetRows(FixedBasisOperator<T>& H);
 
-// Whether all determinants of psi have rows; they then belong to the basis of psi. False leaves H as it was.
+// Whether all determinants of psi have rows; these then belong to the elements of psi, and the direct route
+// is no longer open. False leaves H as it was.
 template <class T>
 [[nodiscard]] bool MoveToBasis(FixedBasisOperator<T>& H, const WaveFunctionType& psi);
 
@@ -80,9 +81,8 @@ void SetStateToVector(const FixedBasisOperator<T>& H, const WorkVector<T>& v, Wa
 template <class T>
 T FixedBasisOperatorMultiply(const FixedBasisOperator<T>& H, double shift, const T* x, T* y);
 
-// H on the states psi, whose basis H has been moved to, with values of type T. H is closed and holds a
-// constant term: then basis and order are those of BlockOperatorPsiSerial.
-// Throws bad_alloc.
+// H on the states psi, at least one, whose basis H has been moved to, with values of type T. H is closed and
+// holds a constant term: then basis and order are those of BlockOperatorPsiSerial. Throws bad_alloc.
 template <class T>
 std::vector<WaveFunctionType> ClosedProduct(const FixedBasisOperator<T>& H,
                                             const std::vector<WaveFunctionType>& psi);

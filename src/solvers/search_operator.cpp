@@ -63,7 +63,6 @@ std::vector<WaveFunctionType> SearchOperator::Times(const std::vector<WaveFuncti
     if (auto* rows = RowsFor<decltype(kind)>(psi[0])) {
       if (NRestrictions(*R_) == 0) VerbosityPrintf(2, "Start of BlockOperatorPsiSerial\n");
       product = ClosedProduct(*rows, psi);
-      rows->basis.reset();
     }
     return product;
   };
@@ -78,7 +77,6 @@ double SearchOperator::Expectation(const WaveFunctionType& psi) {
     if (!rows) return PsiHermitianOperatorPsi(H_, psi);
     const WorkVector<T> x = VectorOfState(*rows, psi);
     WorkVector<T> y(x.size());
-    rows->basis.reset();
     return Re(FixedBasisOperatorMultiply(*rows, 0.0, x.data(), y.data()));
   };
   return QComplex(H_) ? expectation(Complex16()) : expectation(double());
@@ -93,6 +91,7 @@ FixedBasisOperator<T> SearchOperator::Inside(const WaveFunctionType& psi) {
     return MakeFixedBasisOperator<T>(H_, psi, true, *R_);
   }
   FixedBasisOperator<T> taken = std::move(*rows);
+  taken.basis = psi.basis;  // for the direct route, should memory run short
   Forget();
   return taken;
 }

@@ -34,27 +34,15 @@ int LuaCreateFluorescenceYield(lua_State* L) {
       L, 4, 5, "Error CreateFluorescenceYield called with %d arguments, 4 or 5 expected\n");
   CollectDeadRecords(L);
   const OperatorType* H = CheckRecord<OperatorType>(L, 1);
-  const auto T1 = ReadRecords<OperatorType>(L, 2), T2 = ReadRecords<OperatorType>(L, 3);
-  const auto psi = ReadRecords<WaveFunctionType>(L, 4);
-  if (T1.empty())
-    return luaL_error(
-        L, "Errof LuaCreateFluorescenceYield called with a table of transition operators (1) of length 0\n");
-  if (T2.empty())
-    return luaL_error(
-        L, "Errof LuaCreateFluorescenceYield called with a table of transition operators (2) of length 0\n");
-  if (psi.empty())
-    return luaL_error(L,
-                      "Errof LuaCreateFluorescenceYield called with a table of wave functions of length 0\n");
+  const TwoStepArguments steps = ReadTwoStepArguments(L, 2, "LuaCreateFluorescenceYield");
   ConvergenceSettingsType settings;
   if (n == 5) settings = ReadOptions(L, 5);
-  for (const OperatorType* T : T1) RequireSameSpace(T->layout, "Transition operator (1)", H->layout, "H");
-  for (const OperatorType* T : T2) RequireSameSpace(T->layout, "Transition operator (2)", H->layout, "H");
-  for (const WaveFunctionType* state : psi) RequireSameSpace(Layout(*state), "Wave-function", H->layout, "H");
+  RequireSpaceOf(*H, "H", steps);
   RequireRestrictionsFit(settings.Restrictions, H->layout, "H");
   if (QOperatorHermitian(*H, settings.zero) == 0)
     return luaL_error(L, "CreateFluorescenceYield called with an operator that is not Hermitian\n");
 
-  return lua_push(L, FluorescenceYield(*H, T1, T2, psi, settings));
+  return lua_push(L, FluorescenceYield(*H, steps.T1, steps.T2, steps.psi, settings));
 }
 
 }  // namespace fermix

@@ -79,14 +79,10 @@ ResonantSpectraSettings ReadOptions(lua_State* L, int index, bool& Tensor) {
   return s;
 }
 
-void RequireOneSpace(const OperatorType& H1, const OperatorType& H2,
-                     const std::vector<const OperatorType*>& T1, const std::vector<const OperatorType*>& T2,
-                     const std::vector<const WaveFunctionType*>& psi, const ConvergenceSettingsType& s) {
+void RequireOneSpace(const OperatorType& H1, const OperatorType& H2, const TwoStepArguments& steps,
+                     const ConvergenceSettingsType& s) {
   RequireSameSpace(H2.layout, "H2", H1.layout, "H1");
-  for (const OperatorType* T : T1) RequireSameSpace(T->layout, "Transition operator (1)", H1.layout, "H1");
-  for (const OperatorType* T : T2) RequireSameSpace(T->layout, "Transition operator (2)", H1.layout, "H1");
-  for (const WaveFunctionType* state : psi)
-    RequireSameSpace(Layout(*state), "Wave-function", H1.layout, "H1");
+  RequireSpaceOf(H1, "H1", steps);
   for (const DeterminantRestrictionType* R : {&s.Restrictions1, &s.Restrictions2})
     RequireRestrictionsFit(*R, H1.layout, "H1");
 }
@@ -100,25 +96,16 @@ int LuaCreateResonantSpectra(lua_State* L) {
                                    "(H1, H2, T1, T2^+, psi, {options})\n");
   CollectDeadRecords(L);
   const OperatorType *H1 = CheckRecord<OperatorType>(L, 1), *H2 = CheckRecord<OperatorType>(L, 2);
-  const auto T1 = ReadRecords<OperatorType>(L, 3), T2 = ReadRecords<OperatorType>(L, 4);
-  const auto psi = ReadRecords<WaveFunctionType>(L, 5);
-  if (T1.empty())
-    return luaL_error(
-        L, "Errof CreateResonantSpectra called with a table of transition operators (1) of length 0\n");
-  if (T2.empty())
-    return luaL_error(
-        L, "Errof CreateResonantSpectra called with a table of transition operators (2) of length 0\n");
-  if (psi.empty())
-    return luaL_error(L, "Errof CreateResonantSpectra called with a table of wave functions of length 0\n");
+  const TwoStepArguments steps = ReadTwoStepArguments(L, 3, "CreateResonantSpectra");
   ResonantSpectraSettings settings;
   bool Tensor = false;
   if (n == 6) settings = ReadOptions(L, 6, Tensor);
-  RequireOneSpace(*H1, *H2, T1, T2, psi, settings.solver);
+  RequireOneSpace(*H1, *H2, steps, settings.solver);
   RequireHermitian(L, *H1, settings.solver.zero * 0.0001, H1Texts);
   RequireHermitian(L, *H2, settings.solver.zero, H2Texts);
   if (Tensor) return luaL_error(L, "Tensor form for Resonant spectra not yet available");
 
-  return lua_push(L, CreateResonantSpectra(*H1, *H2, T1, T2, psi, settings));
+  return lua_push(L, CreateResonantSpectra(*H1, *H2, steps.T1, steps.T2, steps.psi, settings));
 }
 
 }  // namespace fermix

@@ -3,6 +3,8 @@
 
 #include <vector>
 
+#include "core/operator_script.h"
+#include "core/wave_function_script.h"
 #include "host/script.h"
 
 namespace fermix {
@@ -21,5 +23,16 @@ std::vector<const T*> ReadRecords(lua_State* L, int index) {
   }
   return records;
 }
+
+// The arguments from first on of a function that goes in two steps: T1, T2 and psi, each a record or a table.
+struct TwoStepArguments {
+  std::vector<const OperatorType*> T1, T2;
+  std::vector<const WaveFunctionType*> psi;
+};
+// Raises an error about the function caller when one of them is empty.
+TwoStepArguments ReadTwoStepArguments(lua_State* L, int first, const char* caller);
+
+// Throws, with the text for the user, where they have another one-particle space than H.
+void RequireSpaceOf(const OperatorType& H, const char* name, const TwoStepArguments& arguments);
 
 }  // namespace fermix
